@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <QStringView>
+
+#include <mutex>
+#include <optional>
+
+// Process ids to application names for one live session, with the state of the process-list lookup.
+// Its mutex is the datasource's "pid lock". Every method takes it for its own duration only and calls
+// nothing outside this class, so holding it can never nest with the datasource's log lock.
+class ProcessNameMap
+{
+public:
+    // What a name reported by the device did.
+    enum class DeviceNameResult {
+        UserNameKept, // the user named this pid: the device's name is ignored
+        Renamed,      // the pid was known already; its name is replaced
+        NewPid,       // first name for this pid: entries waiting for it can be named
+    };
+
+    // One line of "ps" output: the first piece (from the left) that is an integer is the pid, the last
+    // piece the name. Pieces are split at every single blank; lines of fewer than 4 pieces and the
+    // "<pre-initialized>" placeholder give nothing.
+    struct PsLine
+    {
+        QString pid;
+        QString name;
+    };
+    static std::optional<PsLine> parsePsLine(QStringView line);
+
+    // Empty when the pid has no name.
+    QString nameFor(const QString &pid) const;
+    QString nameFor(QStringView pid) const;
+
+    DeviceNameResult setDeviceName(const QString &pid, const QString &name);
+    // The user's name wins over the device's and survives resetToUserNames().
+    void setUserName(const QString &pid, const QString &name);
+    // Forgets the device's names (end of a stream, clearing): only the user's names stay.
+    void resetToUserNames();
+
+    // Lookup bookkeeping. beginLookup: true when the caller is to start a lookup now (it is recorded
+    // as running since `now`); false when one is running, which then asks for another when it ends.
+    bool beginLookup(double now);
+    // The running lookup ended; true when another was asked for meanwhile (the caller starts it).
+    bool finishLookup();
+    // Clears running, asked-for and the start time (clearing the log; a lookup that never answered).
+    void resetLookup();
+    bool lookupRunning() const;
+    // Start time of the running lookup; absent after resetLookup().
+    std::optional<double> lookupTime() const;
+
+private:
+    mutable std::mutex m_mutex;
+    QHash<QString, QString> m_pidMap;
+    QHash<QString, QString> m_userDefinedPidMap;
+    bool m_lookupRunning = false;
+    bool m_lookupNeeded = false;
+    std::optional<double> m_lookupTime;
+};
