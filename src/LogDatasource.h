@@ -8,6 +8,7 @@
 #include "Filter.h"
 #include "Helpers/UpdateThrottle.h"
 #include "LogEntry.h"
+#include "LogLineParser.h"
 #include "ProcessNameMap.h"
 
 #include <QDateTime>
@@ -213,6 +214,7 @@ private:
 
     // Pid lock and the process map.
     ProcessNameMap m_names;
+    const LogLineParser::AppLookup m_nameLookup = [this](const QString &pid) { return m_names.nameFor(pid); };
 
     // The current filter: read by every line without the log lock. Its own leaf mutex guards only the
     // handle (copied out, never evaluated under it).
@@ -221,7 +223,7 @@ private:
 
     std::atomic<bool> m_isLogging{false};
     std::atomic<bool> m_addDashAforPS{true};
-    std::atomic<quint64> m_counter{0};
+    LogIndexCounter m_counter;
     std::atomic<quint64> m_session{0};    // bumped by every startLogger
     std::atomic<bool> m_dataChangedPending{false};
     quint64 m_bufferCapacity = BoundedBuffer::DefaultCapacity;
