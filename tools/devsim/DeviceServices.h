@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "DeviceConfig.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QStringList>
+
+#include <memory>
+
+class DeviceLog;
+class DeviceStream;
+
+// Answers the services the adb server opens on the device ("shell:...", "exec:...").
+class DeviceServices
+{
+public:
+    DeviceServices(const DeviceConfig &config, DeviceLog &log);
+
+    // A stream for the service, or null to refuse it (the server then reports a closed stream).
+    std::unique_ptr<DeviceStream> open(const QByteArray &service);
+
+    // The command that a shell line finally runs: "export" assignments and "exec" are dropped,
+    // quotes removed ("export A=\"''\"; exec logcat '-v' 'threadtime'" gives logcat, -v, threadtime).
+    static QStringList commandWords(const QString &commandLine);
+
+    // The screenshot the device shows: a PNG made once at start.
+    static QByteArray makeScreenshot(const QString &model);
+
+    QByteArray banner() const;
+
+private:
+    QByteArray run(const QString &commandLine, bool &isStream, bool &dump);
+
+    DeviceConfig m_config;
+    DeviceLog &m_log;
+    QByteArray m_screenshot;
+};
