@@ -12,6 +12,8 @@
 #include <limits>
 #include <new>
 
+#include <sys/mman.h>
+
 namespace {
 
 constexpr int kStored = LogEntry::FieldCount - 1; // every field but idx
@@ -377,7 +379,14 @@ LogEntryBlockBuilder::~LogEntryBlockBuilder()
 
 void LogEntryBlockBuilder::reserve(qsizetype rows)
 {
-    m_impl->block->rows.reserve(size_t(rows));
+    auto &v = m_impl->block->rows;
+    v.reserve(size_t(rows));
+    // 2 MiB pages for the row table: far fewer page faults when it is filled (a hint only).
+    constexpr quintptr huge = quintptr(2) << 20;
+    const auto begin = (quintptr(v.data()) + huge - 1) & ~(huge - 1);
+    const auto end = (quintptr(v.data()) + quintptr(v.capacity() * sizeof(Row))) & ~(huge - 1);
+    if (end > begin)
+        madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
 }
 
 qsizetype LogEntryBlockBuilder::size() const

@@ -291,24 +291,25 @@ LogLineFormat LogLineParser::classifyLine(QByteArrayView line)
 
 namespace {
 
-template <typename GetLine> LogLineFormat determine(qsizetype count, const GetLine &lineAt)
+} // namespace
+
+LogLineFormat LogLineParser::determineLogType(const NextLine &nextLine)
 {
     int previous = 0;
     int run = 0;
     int examined = 0;
-    if (count == 0) {
-        QF_LOG(QStringLiteral("UNKNOWN FILE TYPE! matches:%1, prevType:%2").arg(run).arg(previous));
-        return LogLineFormatUnknown;
-    }
-    for (qsizetype i = 0; i < count; ++i) {
-        const QByteArrayView line = lineAt(i);
+    QByteArrayView line;
+    for (qsizetype number = 0; nextLine(&line); ++number) {
         if (line.size() < 7 && utf16PrefixLength(line, 2) < 2)
             continue;
         if (line[0] == '-')
             continue;
-        const int cls = LogLineParser::classifyLine(line);
-        if (cls == LogLineFormatLong)
-            i += 2; // its message line and the blank line after it
+        const int cls = classifyLine(line);
+        if (cls == LogLineFormatLong) {
+            QByteArrayView skipped; // its message line and the blank line after it
+            for (int k = 0; k < 2 && nextLine(&skipped); ++k)
+                ++number;
+        }
         if (previous == 0) {
             run = 1;
             previous = cls;
@@ -321,11 +322,12 @@ template <typename GetLine> LogLineFormat determine(qsizetype count, const GetLi
             }
         } else {
             run = 0;
-            QF_LOG(QStringLiteral("type changed:%1 to %2, line:%3").arg(previous).arg(cls).arg(i));
+            QF_LOG(QStringLiteral("type changed:%1 to %2, line:%3").arg(previous).arg(cls).arg(number));
             previous = cls;
         }
         if (examined >= 30) {
-            QF_LOG(QStringLiteral("UNKNOWN FILE TYPE! %1").arg(QString::fromUtf8(line.first(std::min<qsizetype>(line.size(), 200)))));
+            QF_LOG(QStringLiteral("UNKNOWN FILE TYPE! %1")
+                       .arg(QString::fromUtf8(line.first(std::min<qsizetype>(line.size(), 200)))));
             QF_LOG(QStringLiteral("UNKNOWN FILE TYPE! matches:%1, prevType:%2").arg(run).arg(previous));
             return LogLineFormat(cls);
         }
@@ -335,19 +337,27 @@ template <typename GetLine> LogLineFormat determine(qsizetype count, const GetLi
     return LogLineFormat(previous);
 }
 
-} // namespace
-
 LogLineFormat LogLineParser::determineLogType(const QList<QByteArrayView> &lines)
 {
-    return determine(lines.size(), [&lines](qsizetype i) { return lines[i]; });
+    qsizetype i = 0;
+    return determineLogType([&](QByteArrayView *line) {
+        if (i >= lines.size())
+            return false;
+        *line = lines[i++];
+        return true;
+    });
 }
 
 LogLineFormat LogLineParser::determineLogType(const QStringList &lines)
 {
     QByteArray current;
-    return determine(lines.size(), [&](qsizetype i) {
-        current = lines[i].toUtf8();
-        return QByteArrayView(current);
+    qsizetype i = 0;
+    return determineLogType([&](QByteArrayView *line) {
+        if (i >= lines.size())
+            return false;
+        current = lines[i++].toUtf8();
+        *line = current;
+        return true;
     });
 }
 

@@ -59,6 +59,9 @@ public:
     // Decides the format from the first lines (agreement counting, at most 30 classified lines).
     static LogLineFormat determineLogType(const QStringList &lines);
     static LogLineFormat determineLogType(const QList<QByteArrayView> &utf8Lines);
+    // Sequential form for a file: nextLine sets the next line and returns true, or false at the end.
+    using NextLine = std::function<bool(QByteArrayView *)>;
+    static LogLineFormat determineLogType(const NextLine &nextLine);
     // The class of one line on its own (rule 2 of detection); the line must have 2 or more characters.
     static LogLineFormat classifyLine(QByteArrayView utf8Line);
 
