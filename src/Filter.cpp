@@ -107,16 +107,21 @@ bool isIdentifier(const QString &key)
     return true;
 }
 
+// Only ASCII punctuation is special to the expression engine; other characters (surrogate pairs included)
+// are copied whole.
 QString likeToRegex(const QString &pattern)
 {
     QString re;
+    re.reserve(pattern.size() * 2);
     for (QChar ch : pattern) {
         if (ch == u'*')
             re += QLatin1String(".*");
         else if (ch == u'?')
             re += u'.';
+        else if (ch.unicode() < 128 && !ch.isLetterOrNumber())
+            re += QLatin1Char('\\') + ch;
         else
-            re += QRegularExpression::escape(QString(ch));
+            re += ch;
     }
     return re;
 }
@@ -439,17 +444,26 @@ static Filter makeComparison(const QString &key, Filter::Operator op, int option
     });
     if (op == Filter::Operator::Like || op == Filter::Operator::Matches) {
         // Case is left to the expression so that only diacritics need a folded copy of the value.
-        const QString source = foldText(node->constant, node->options & Filter::DiacriticInsensitive);
         QRegularExpression::PatternOptions reOptions = QRegularExpression::DotMatchesEverythingOption;
         if (node->options & Filter::CaseInsensitive)
             reOptions |= QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption;
-        node->regex = QRegularExpression(
-            QRegularExpression::anchoredPattern(op == Filter::Operator::Like ? likeToRegex(source) : source),
-            reOptions);
+        const auto compile = [&](const QString &source) {
+            return QRegularExpression(
+                QRegularExpression::anchoredPattern(op == Filter::Operator::Like ? likeToRegex(source) : source),
+                reOptions);
+        };
         // isValid() compiles the pattern now, before the filter is shared between threads.
+        node->regex = compile(node->constant);
         if (!node->regex.isValid())
             return FilterNodeAccess::error(
                 QStringLiteral("Invalid regular expression (%1)").arg(node->regex.errorString()));
+        if (node->options & Filter::DiacriticInsensitive) {
+            // Accents in the pattern are dropped like those of the value, unless that breaks the expression
+            // (a mark that was escaped or quantified).
+            QRegularExpression folded = compile(foldText(node->constant, Filter::DiacriticInsensitive));
+            if (folded.isValid())
+                node->regex = std::move(folded);
+        }
     }
     return FilterNodeAccess::wrap(std::move(node));
 }

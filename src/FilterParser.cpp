@@ -50,8 +50,10 @@ constexpr SymbolOperator SymbolOperators[] = {
 Filter FilterParser::parse()
 {
     skipSpace();
-    if (atEnd())
-        return fail(QStringLiteral("Expected a filter expression, found the end of the text"), m_pos);
+    if (atEnd()) {
+        fail(QStringLiteral("Expected a filter expression, found the end of the text"), m_pos);
+        return Filter::fromError(m_error, m_errorPos);
+    }
     Filter f = parseOr();
     if (failed())
         return Filter::fromError(m_error, m_errorPos);
