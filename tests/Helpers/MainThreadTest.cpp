@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#include "Helpers/MainThread.h"
+
+#include "Helpers/Logger.h"
+
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+TEST(MainThread, IsMainThreadOnlyOnTheApplicationThread)
+{
+    EXPECT_TRUE(isMainThread());
+    bool onWorker = true;
+    std::thread worker([&] { onWorker = isMainThread(); });
+    worker.join();
+    EXPECT_FALSE(onWorker);
+}
+
+TEST(MainThread, RunOnMainThreadIsQueuedEvenFromTheMainThread)
+{
+    bool ran = false;
+    runOnMainThread([&] { ran = true; });
+    EXPECT_FALSE(ran); // not run inline
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ran; }, 5000));
+}
+
+TEST(MainThread, RunOnMainThreadFromAWorkerRunsThereInOrder)
+{
+    std::vector<int> order;
+    std::atomic<bool> allOnMain{true};
+    std::thread worker([&] {
+        for (int i = 0; i < 5; ++i) {
+            runOnMainThread([&, i] {
+                allOnMain = allOnMain && isMainThread();
+                order.push_back(i);
+            });
+        }
+    });
+    worker.join();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return order.size() == 5; }, 5000));
+    EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4}));
+    EXPECT_TRUE(allOnMain);
+}
+
+TEST(MainThread, RunOnMainThreadAndWaitReturnsAfterTheWork)
+{
+    // On the main thread: inline.
+    bool ran = false;
+    runOnMainThreadAndWait([&] { ran = true; });
+    EXPECT_TRUE(ran);
+
+    // From a worker: the work has run on the main thread by the time the call returns.
+    std::atomic<bool> ranOnMain{false};
+    std::atomic<bool> sawResult{false};
+    std::atomic<bool> finished{false};
+    std::thread worker([&] {
+        runOnMainThreadAndWait([&] { ranOnMain = isMainThread(); });
+        sawResult = ranOnMain.load();
+        finished = true;
+    });
+    // The main thread must keep its event loop turning for the worker to get through.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return finished.load(); }, 5000));
+    worker.join();
+    EXPECT_TRUE(sawResult);
+}
+
+TEST(MainThread, AssertMainThreadPassesOnTheMainThread)
+{
+    EXPECT_TRUE(assertMainThread());
+}
+
+#ifdef QT_NO_DEBUG
+TEST(MainThread, AssertMainThreadElsewhereLogsAndReturnsFalseInRelease)
+{
+    QStringList errors;
+    Logger::getInstance().setObserver([&](LogLevel level, const QString &message) {
+        if (level == LogLevel::Error)
+            errors.append(message);
+    });
+    bool result = true;
+    std::thread worker([&] { result = assertMainThread(); });
+    worker.join();
+    Logger::getInstance().setObserver({});
+    EXPECT_FALSE(result);
+    EXPECT_EQ(errors, QStringList{QStringLiteral("Method can only be called on main thread!")});
+}
+#else
+TEST(MainThreadDeathTest, AssertMainThreadElsewhereAbortsInDebug)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            std::thread worker([] { assertMainThread(); });
+            worker.join();
+        },
+        "Method can only be called on main thread!");
+}
+#endif

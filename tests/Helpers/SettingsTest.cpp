@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "Helpers/Settings.h"
+
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTest>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace {
+
+class SettingsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { clearStore(); }
+    void TearDown() override { clearStore(); }
+
+    static void clearStore()
+    {
+        QSettings store(QStringLiteral("Quillfern"), QStringLiteral("Quillfern"));
+        store.clear();
+        store.sync();
+    }
+};
+
+} // namespace
+
+TEST_F(SettingsTest, StoreLivesInThePrivateConfigFolder)
+{
+    const QString config = qEnvironmentVariable("XDG_CONFIG_HOME");
+    ASSERT_FALSE(config.isEmpty());
+    Settings::setValue(SettingsKey::adbLogTags, QStringLiteral("x"));
+    QSettings store(QStringLiteral("Quillfern"), QStringLiteral("Quillfern"));
+    EXPECT_EQ(store.fileName(), config + QStringLiteral("/Quillfern/Quillfern.conf"));
+    EXPECT_EQ(store.value(QStringLiteral("adbLogTags")).toString(), QStringLiteral("x"));
+}
+
+TEST_F(SettingsTest, RegisteredDefaultsApplyWhenNothingIsStored)
+{
+    EXPECT_EQ(Settings::value(SettingsKey::logVerboseBold), QVariant(false));
+    EXPECT_EQ(Settings::value(SettingsKey::logDebugBold), QVariant(false));
+    EXPECT_EQ(Settings::value(SettingsKey::logInfoBold), QVariant(false));
+    EXPECT_EQ(Settings::value(SettingsKey::logWarningBold), QVariant(false));
+    EXPECT_EQ(Settings::value(SettingsKey::logErrorBold), QVariant(false));
+    EXPECT_EQ(Settings::value(SettingsKey::logFatalBold), QVariant(true));
+    EXPECT_EQ(Settings::value(SettingsKey::logVerboseColor).toString(), QStringLiteral("#0000ff"));
+    EXPECT_EQ(Settings::value(SettingsKey::logInfoColor).toString(), QStringLiteral("#008000"));
+    EXPECT_EQ(Settings::value(SettingsKey::logWarningColor).toString(), QStringLiteral("#ff8000"));
+    EXPECT_EQ(Settings::value(SettingsKey::logErrorColor).toString(), QStringLiteral("#ff0000"));
+    EXPECT_EQ(Settings::value(SettingsKey::logFatalColor).toString(), QStringLiteral("#ff0000"));
+    EXPECT_EQ(Settings::value(SettingsKey::adbServer).toString(), QStringLiteral("127.0.0.1"));
+    EXPECT_EQ(Settings::value(SettingsKey::adbPort).toString(), QStringLiteral("5037"));
+    // No registered default: the GUI's text colour, font size 11, false, "", capacity 55000, default filters.
+    for (QStringView key : {SettingsKey::logDebugColor, SettingsKey::defaultFontSize, SettingsKey::clearLogOnStart,
+                            SettingsKey::adbLogTags, SettingsKey::maxBufferSize, SettingsKey::predicates})
+        EXPECT_FALSE(Settings::value(key).isValid()) << key.toString().toStdString();
+    EXPECT_FALSE(Settings::value(u"noSuchKey").isValid());
+    // Defaults are not stored values.
+    EXPECT_FALSE(Settings::contains(SettingsKey::logFatalBold));
+
+    EXPECT_EQ(Settings::keys().size(), 19);
+    EXPECT_EQ(Settings::keys().first(), QStringLiteral("logVerboseBold"));
+    EXPECT_TRUE(Settings::keys().contains(QStringLiteral("QUILLFERN_MAX_BUFFER_SIZE")));
+    EXPECT_EQ(Settings::colorKeys()[1], QStringLiteral("logDebugColorV2"));
+    EXPECT_EQ(Settings::boldKeys()[5], QStringLiteral("logFatalBold"));
+}
+
+TEST_F(SettingsTest, StoredValuesWinUntilRemoved)
+{
+    Settings::setValue(SettingsKey::logFatalBold, false);
+    Settings::setValue(SettingsKey::logErrorColor, QStringLiteral("#80112233"));
+    EXPECT_TRUE(Settings::contains(SettingsKey::logFatalBold));
+    EXPECT_FALSE(Settings::value(SettingsKey::logFatalBold).toBool());
+    EXPECT_EQ(Settings::value(SettingsKey::logErrorColor).toString(), QStringLiteral("#80112233"));
+
+    // Restoring the appearance defaults: remove the keys.
+    for (const QString &key : Settings::boldKeys() + Settings::colorKeys())
+        Settings::remove(key);
+    EXPECT_FALSE(Settings::contains(SettingsKey::logFatalBold));
+    EXPECT_TRUE(Settings::value(SettingsKey::logFatalBold).toBool());
+    EXPECT_EQ(Settings::value(SettingsKey::logErrorColor).toString(), QStringLiteral("#ff0000"));
+
+    // Maps round-trip (the saved filters).
+    const QVariantMap filters{{QStringLiteral("Errors"), QStringLiteral("type == \"E\"")}};
+    Settings::setValue(SettingsKey::predicates, filters);
+    EXPECT_EQ(Settings::value(SettingsKey::predicates).toMap(), filters);
+    Settings::setValue(SettingsKey::predicates, QVariantMap());
+    EXPECT_TRUE(Settings::contains(SettingsKey::predicates)); // empty but present
+}
+
+TEST_F(SettingsTest, RegisterDefaultsWritesConnectionSettingsWhenMissingOrEmpty)
+{
+    Settings::registerDefaults();
+    EXPECT_TRUE(Settings::contains(SettingsKey::adbServer));
+    EXPECT_TRUE(Settings::contains(SettingsKey::adbPort));
+    EXPECT_EQ(Settings::adbServer(), QStringLiteral("127.0.0.1"));
+    EXPECT_EQ(Settings::adbPort(), QStringLiteral("5037"));
+    // Only the connection settings are written.
+    EXPECT_FALSE(Settings::contains(SettingsKey::logFatalBold));
+
+    Settings::setValue(SettingsKey::adbServer, QString());
+    Settings::setValue(SettingsKey::adbPort, QStringLiteral("15037"));
+    EXPECT_EQ(Settings::adbServer(), QString()); // stored empty stays empty until registered again
+    Settings::registerDefaults();
+    EXPECT_EQ(Settings::adbServer(), QStringLiteral("127.0.0.1"));
+    EXPECT_EQ(Settings::adbPort(), QStringLiteral("15037")); // a real value is kept
+}
+
+TEST_F(SettingsTest, TypedAccessors)
+{
+    EXPECT_EQ(Settings::adbLogTags(), QString());
+    EXPECT_FALSE(Settings::clearLogOnStart());
+    EXPECT_EQ(Settings::defaultFontSize(), 0.0);
+    EXPECT_EQ(Settings::bufferCapacityOverride(), std::nullopt);
+
+    Settings::setValue(SettingsKey::adbLogTags, QStringLiteral("ActivityManager:I *:S"));
+    Settings::setValue(SettingsKey::clearLogOnStart, true);
+    Settings::setValue(SettingsKey::defaultFontSize, 13.5);
+    EXPECT_EQ(Settings::adbLogTags(), QStringLiteral("ActivityManager:I *:S"));
+    EXPECT_TRUE(Settings::clearLogOnStart());
+    EXPECT_EQ(Settings::defaultFontSize(), 13.5);
+    Settings::setValue(SettingsKey::defaultFontSize, QStringLiteral("big"));
+    EXPECT_EQ(Settings::defaultFontSize(), 0.0);
+
+    const std::pair<QVariant, std::optional<int>> sizes[] = {
+        {0, std::nullopt},    {-5, std::nullopt}, {QStringLiteral("abc"), std::nullopt},
+        {1, 1},               {70000, 70000},     {QStringLiteral("70000"), 70000},
+        {qlonglong(1) << 40, std::numeric_limits<int>::max()},
+    };
+    for (const auto &[stored, expected] : sizes) {
+        Settings::setValue(SettingsKey::maxBufferSize, stored);
+        EXPECT_EQ(Settings::bufferCapacityOverride(), expected) << stored.toString().toStdString();
+    }
+}
+
+TEST_F(SettingsTest, ChangesAreSignalledWithTheirKey)
+{
+    QSignalSpy spy(&SettingsNotifier::instance(), &SettingsNotifier::changed);
+    Settings::setValue(SettingsKey::adbPort, QStringLiteral("1"));
+    Settings::remove(SettingsKey::adbPort);
+    ASSERT_EQ(spy.size(), 2);
+    EXPECT_EQ(spy[0][0].toString(), QStringLiteral("adbPort"));
+    EXPECT_EQ(spy[1][0].toString(), QStringLiteral("adbPort"));
+
+    // A write from a worker reaches a receiver on the main thread there.
+    QObject receiver;
+    QString received;
+    bool onMain = false;
+    QObject::connect(&SettingsNotifier::instance(), &SettingsNotifier::changed, &receiver, [&](const QString &key) {
+        received = key;
+        onMain = QThread::currentThread() == receiver.thread();
+    });
+    std::thread worker([] { Settings::setValue(SettingsKey::adbLogTags, QStringLiteral("w")); });
+    worker.join();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !received.isEmpty(); }, 5000));
+    EXPECT_EQ(received, QStringLiteral("adbLogTags"));
+    EXPECT_TRUE(onMain);
+}
+
+TEST_F(SettingsTest, ConcurrentWritersAndReaders)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t] {
+            const QString key = QStringLiteral("concurrent%1").arg(t);
+            for (int i = 0; i < 100; ++i) {
+                Settings::setValue(key, i);
+                (void)Settings::value(SettingsKey::adbServer);
+            }
+        });
+    }
+    for (auto &thread : threads)
+        thread.join();
+    for (int t = 0; t < 4; ++t)
+        EXPECT_EQ(Settings::value(QStringLiteral("concurrent%1").arg(t)).toInt(), 99);
+}

@@ -1,0 +1,236 @@
+// SPDX-License-Identifier: MIT
+#include "Helpers/Utils.h"
+
+#include "Helpers/Logger.h"
+#include "Helpers/MainThread.h"
+
+#include <QDir>
+#include <QFile>
+#include <QMutex>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Collects the messages of the diagnostic log while alive.
+class LogLines
+{
+public:
+    LogLines()
+    {
+        Logger::getInstance().setObserver([this](LogLevel, const QString &message) {
+            QMutexLocker lock(&m_mutex);
+            m_lines.append(message);
+        });
+    }
+    ~LogLines() { Logger::getInstance().setObserver({}); }
+
+    QStringList lines() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_lines;
+    }
+    QStringList startingWith(const QString &prefix) const
+    {
+        QStringList result;
+        for (const QString &line : lines()) {
+            if (line.startsWith(prefix))
+                result.append(line);
+        }
+        return result;
+    }
+
+private:
+    mutable QMutex m_mutex;
+    QStringList m_lines;
+};
+
+void makeExecutable(const QString &path, const QByteArray &script)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).absolutePath()));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write("#!/bin/sh\n" + script);
+    file.close();
+    ASSERT_TRUE(file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+}
+
+class UtilsTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_dir.isValid());
+        m_env.insert(QStringLiteral("ANDROID_HOME"), sdk());
+        m_env.insert(QStringLiteral("ANDROID_SDK_ROOT"), sdkRoot());
+        m_env.insert(QStringLiteral("PATH"), bin() + QStringLiteral(":/nonexistent"));
+    }
+
+    QString home() const { return m_dir.path() + QStringLiteral("/home"); }
+    QString sdk() const { return m_dir.path() + QStringLiteral("/sdk"); }
+    QString sdkRoot() const { return m_dir.path() + QStringLiteral("/sdkroot"); }
+    QString bin() const { return m_dir.path() + QStringLiteral("/bin"); }
+
+    QStringList expectedOrder() const
+    {
+        return {home() + QStringLiteral("/android-sdks/platform-tools/adb"),
+                home() + QStringLiteral("/Library/Android/sdk/platform-tools/adb"),
+                home() + QStringLiteral("/Android/Sdk/platform-tools/adb"),
+                sdk() + QStringLiteral("/platform-tools/adb"),
+                sdkRoot() + QStringLiteral("/platform-tools/adb"),
+                bin() + QStringLiteral("/adb")};
+    }
+
+    // Runs startAdb with a fake tool and waits for the completion.
+    std::optional<bool> startWith(const QByteArray &script, bool *onMainThread = nullptr)
+    {
+        const QString tool = bin() + QStringLiteral("/adb");
+        makeExecutable(tool, script);
+        return start(tool, onMainThread);
+    }
+
+    static std::optional<bool> start(const std::optional<QString> &tool, bool *onMainThread = nullptr)
+    {
+        std::optional<bool> result;
+        Utils::startAdb(tool, [&](bool success) {
+            if (onMainThread)
+                *onMainThread = isMainThread();
+            result = success;
+        });
+        if (!QTest::qWaitFor([&] { return result.has_value(); }, 10000))
+            ADD_FAILURE() << "no completion";
+        return result;
+    }
+
+    QTemporaryDir m_dir;
+    QProcessEnvironment m_env;
+};
+
+} // namespace
+
+TEST_F(UtilsTest, CandidatesInSearchOrder)
+{
+    QStringList expected = expectedOrder();
+    expected.last() = QStringLiteral("adb");
+    EXPECT_EQ(Utils::adbCandidates(home(), m_env), expected);
+
+    // Unset or empty variables are skipped.
+    QProcessEnvironment bare;
+    bare.insert(QStringLiteral("ANDROID_HOME"), QString());
+    EXPECT_EQ(Utils::adbCandidates(home(), bare),
+              (QStringList{expected[0], expected[1], expected[2], QStringLiteral("adb")}));
+}
+
+TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
+{
+    const QStringList order = expectedOrder();
+    for (const QString &path : order)
+        makeExecutable(path, "exit 0\n");
+
+    // Remove the winner each round: the next one in order must win.
+    for (qsizetype winner = 0; winner < order.size(); ++winner) {
+        LogLines log;
+        EXPECT_EQ(Utils::getAdbPath(home(), m_env), order[winner]);
+        QStringList expected;
+        for (qsizetype miss = 0; miss < winner; ++miss)
+            expected.append(QStringLiteral("not found:") + (miss == 5 ? QStringLiteral("adb") : order[miss]));
+        expected.append(QStringLiteral("found:") + order[winner]);
+        EXPECT_EQ(log.lines(), expected) << "winner " << winner;
+        ASSERT_TRUE(QFile::remove(order[winner]));
+    }
+
+    LogLines log;
+    EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
+    EXPECT_EQ(log.startingWith(QStringLiteral("not found:")).size(), 6);
+    EXPECT_EQ(log.lines().last(), QStringLiteral("not found:adb"));
+}
+
+TEST_F(UtilsTest, SdkFoldersNeedOnlyAFileButThePathNeedsAnExecutable)
+{
+    const QString inHome = home() + QStringLiteral("/android-sdks/platform-tools/adb");
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(inHome).absolutePath()));
+    QFile plain(inHome);
+    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
+    plain.close();
+    EXPECT_EQ(Utils::getAdbPath(home(), m_env), inHome);
+    ASSERT_TRUE(QFile::remove(inHome));
+
+    // A folder named adb is not the tool.
+    ASSERT_TRUE(QDir().mkpath(inHome));
+    QFile onPath(bin() + QStringLiteral("/adb"));
+    ASSERT_TRUE(QDir().mkpath(bin()));
+    ASSERT_TRUE(onPath.open(QIODevice::WriteOnly));
+    onPath.close();
+    EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
+
+    ASSERT_TRUE(onPath.setPermissions(QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    EXPECT_EQ(Utils::getAdbPath(home(), m_env), bin() + QStringLiteral("/adb"));
+}
+
+TEST_F(UtilsTest, StartSucceedsOnlyWhenTheDaemonSaysSo)
+{
+    LogLines log;
+    bool onMainThread = false;
+    EXPECT_EQ(startWith("echo '* daemon not running; starting now at tcp:5037'\n"
+                        "echo '* daemon started successfully'\n",
+                        &onMainThread),
+              true);
+    EXPECT_TRUE(onMainThread);
+    EXPECT_EQ(log.startingWith(QStringLiteral("GOT: ")),
+              QStringList{QStringLiteral("GOT: * daemon not running; starting now at tcp:5037\n"
+                                         "* daemon started successfully\n")});
+
+    EXPECT_EQ(startWith("echo '* DAEMON STARTED SUCCESSFULLY *'\n"), true);
+    // Standard error is merged into the same output.
+    EXPECT_EQ(startWith("echo 'daemon started successfully' >&2\n"), true);
+    // Output that arrives late is still read to the end.
+    EXPECT_EQ(startWith("echo starting; sleep 0.2; echo 'daemon started successfully'\n"), true);
+
+    EXPECT_EQ(startWith(""), false);
+    EXPECT_EQ(startWith("echo 'adb server is already running'\n"), false);
+    EXPECT_EQ(startWith("echo 'daemon started'; exit 1\n"), false);
+}
+
+TEST_F(UtilsTest, StartLeavesStandardInputConnectedButUnused)
+{
+    LogLines log;
+    // A closed input gives end of file at once (status 1); an open, silent pipe makes read time out (>128).
+    EXPECT_EQ(startWith("exec /bin/bash -c 'read -t 1 line; echo \"status=$?\"'\n"), false);
+    const QStringList got = log.startingWith(QStringLiteral("GOT: "));
+    ASSERT_EQ(got.size(), 1);
+    const int status = got.first().mid(QStringLiteral("GOT: status=").size()).trimmed().toInt();
+    EXPECT_GT(status, 128) << got.first().toStdString();
+}
+
+TEST_F(UtilsTest, StartFailsWhenTheToolIsMissingOrCannotRun)
+{
+    LogLines log;
+    // Not found: false at once, on the calling thread.
+    bool called = false;
+    bool result = true;
+    Utils::startAdb(std::nullopt, [&](bool success) {
+        called = true;
+        result = success;
+    });
+    EXPECT_TRUE(called);
+    EXPECT_FALSE(result);
+    EXPECT_EQ(log.lines(), QStringList{QStringLiteral("adb not found")});
+
+    // Cannot be launched: false, later, on the main thread, with the failure logged.
+    bool onMainThread = false;
+    EXPECT_EQ(start(bin() + QStringLiteral("/missing-adb"), &onMainThread), false);
+    EXPECT_TRUE(onMainThread);
+    EXPECT_EQ(log.startingWith(QStringLiteral("NSException: ")).size(), 1);
+}
+
+TEST(Utils, SandboxedFollowsTheEnvironment)
+{
+    qunsetenv("APP_SANDBOX_CONTAINER_ID");
+    EXPECT_FALSE(Utils::isSandboxed());
+    qputenv("APP_SANDBOX_CONTAINER_ID", "");
+    EXPECT_TRUE(Utils::isSandboxed()); // any value, even empty
+    qunsetenv("APP_SANDBOX_CONTAINER_ID");
+    EXPECT_FALSE(Utils::isSandboxed());
+}
