@@ -122,8 +122,18 @@ int main(int argc, char **argv)
 
     AdbRegistrar registrar(parser.value(adbOption), adbPort);
     const bool registers = parser.isSet(connectOption);
-    if (registers)
+    if (registers) {
+        // A restarted device on a port the server still lists as offline gets "already connected".
+        QObject::connect(&registrar, &AdbRegistrar::finished, &app, [&](const QString &output) {
+            if (!output.contains(QLatin1String("already connected")) || transport.isOnline())
+                return;
+            QTimer::singleShot(1000, &app, [&] {
+                if (!transport.isOnline())
+                    registrar.reconnectDevice(transport.port());
+            });
+        });
         registrar.connectDevice(transport.port());
+    }
 
     if (parser.isSet(dropOption)) {
         const int dropMs = int(parser.value(dropOption).toDouble() * 1000);
