@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Android/AdbProtocol.h"
+#include "Android/AdbSocket.h"
+
+#include <atomic>
+
+// Called on the thread that called LogReader::connect(). Order on one run: zero or more
+// logLineReceived, at most one of logReaderStoppedWithError / adbDeviceNotFound / adbNotRunningError,
+// then logReaderStopped once the connection ends (never for the connection that cleared the log).
+class LogReaderDelegate
+{
+public:
+    virtual ~LogReaderDelegate() = default;
+    // One logcat line with its terminator (LF, or CR LF); absent when the bytes are not UTF-8.
+    virtual void logLineReceived(const std::optional<QString> &line) = 0;
+    virtual void logReaderStopped() = 0;
+    // "FAIL" whose message does not mention "device not found"; domain "logReader", code 2.
+    virtual void logReaderStoppedWithError(const AdbError &error) = 0;
+    virtual void adbNotRunningError(const AdbError &error) = 0;
+    virtual void adbDeviceNotFound(const AdbError &error) = 0;
+};
+
+// Streams "logcat -v threadtime" of one device, line by line, optionally clearing the log first.
+class LogReader : public AdbSocket
+{
+public:
+    enum Tag : long {
+        TransportReplyTag = 0,
+        FailureLengthTag = 1,
+        FailureMessageTag = 2,
+        LogcatReplyTag = 3,
+        ClearReplyTag = 4,
+        LineTag = 5,
+    };
+
+    // Weak: the owner clears it (any thread) before it goes away.
+    void setDelegate(LogReaderDelegate *delegate);
+    LogReaderDelegate *delegate() const;
+    bool sentClearDevice() const;
+
+    void didConnect(const QString &host, quint16 port) override;
+    void didRead(QByteArrayView data, long tag) override;
+    void didDisconnect(const std::optional<AdbError> &error) override;
+
+protected:
+    void adbNotRunningError(const AdbError &error) override;
+    void adbDeviceNotFound(const AdbError &error) override;
+
+private:
+    void clearLog();
+    void startLogStream();
+    void handleLogLineData(QByteArrayView data);
+    void handleReply(QByteArrayView data, long tag);
+    void handleFailureMessage(QByteArrayView data);
+
+    std::atomic<LogReaderDelegate *> m_delegate{nullptr};
+    std::atomic<bool> m_sentClearDevice{false};
+    AdbProtocol::Utf8Decoder m_decoder;
+};

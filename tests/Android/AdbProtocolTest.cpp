@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "Android/AdbProtocol.h"
+
+#include <gtest/gtest.h>
+
+using namespace AdbProtocol;
+
+TEST(AdbProtocol, FramesRequestsWithFourHexDigitsOfTheCharacterCount)
+{
+    EXPECT_EQ(frameRequest(QStringLiteral("host:devices")), QByteArray("000chost:devices"));
+    EXPECT_EQ(frameRequest(QStringLiteral("shell:ps")), QByteArray("0008shell:ps"));
+    EXPECT_EQ(frameRequest(QStringLiteral("shell:ps -A")), QByteArray("000bshell:ps -A"));
+    EXPECT_EQ(lengthHeader(QString()), QByteArray("0000"));
+    EXPECT_EQ(lengthHeader(QString(255, u'a')), QByteArray("00ff"));
+    // Lower case, and more than four digits past 0xffff, as "%.4lx" prints.
+    EXPECT_EQ(lengthHeader(QString(0xabc, u'a')), QByteArray("0abc"));
+    EXPECT_EQ(lengthHeader(QString(0x10000, u'a')), QByteArray("10000"));
+}
+
+TEST(AdbProtocol, LengthCountsUtf16CodeUnitsNotUtf8Bytes)
+{
+    const QString request = QStringLiteral("host:transport:\u00e9\U0001F600"); // 15 + 1 + 2 code units
+    EXPECT_EQ(lengthHeader(request), QByteArray("0012"));
+    EXPECT_EQ(frameRequest(request).mid(4), request.toUtf8());
+    EXPECT_EQ(frameRequest(request).size(), 4 + 15 + 2 + 4);
+}
+
+TEST(AdbProtocol, OkayIsExactlyTheFourUpperCaseBytes)
+{
+    EXPECT_TRUE(isOkay("OKAY"));
+    EXPECT_FALSE(isOkay("okay"));
+    EXPECT_FALSE(isOkay("OKA"));
+    EXPECT_FALSE(isOkay("OKAYX"));
+    EXPECT_FALSE(isOkay("FAIL"));
+    EXPECT_FALSE(isOkay(QByteArrayView()));
+    EXPECT_FALSE(isOkay(QByteArray("OK\0Y", 4)));
+}
+
+TEST(AdbProtocol, HexStringToIntegerScansLikeAHexScanner)
+{
+    EXPECT_EQ(hexStringToInteger(u"001f"), 31u);
+    EXPECT_EQ(hexStringToInteger(u"001F"), 31u);
+    EXPECT_EQ(hexStringToInteger(u"zzzz"), 0u);
+    EXPECT_EQ(hexStringToInteger(u""), 0u);
+    EXPECT_EQ(hexStringToInteger(u"  \t\n1a"), 0x1au);
+    EXPECT_EQ(hexStringToInteger(u"0x1f"), 31u);
+    EXPECT_EQ(hexStringToInteger(u"0X1F"), 31u);
+    EXPECT_EQ(hexStringToInteger(u"0x"), 0u);
+    EXPECT_EQ(hexStringToInteger(u"1fzz"), 31u);
+    EXPECT_EQ(hexStringToInteger(u"-001"), 0u);
+    EXPECT_EQ(hexStringToInteger(u"ffffffff"), 0xffffffffu);
+    EXPECT_EQ(hexStringToInteger(u"123456789"), 0xffffffffu); // saturates instead of wrapping
+}
+
+TEST(AdbProtocol, HexDataToIntegerDecodesTheFourByteLengthField)
+{
+    EXPECT_EQ(hexDataToInteger("000c"), 12u);
+    EXPECT_EQ(hexDataToInteger("ffff"), 0xffffu);
+    EXPECT_EQ(hexDataToInteger("00\xff" "1"), 0u); // not UTF-8
+    EXPECT_EQ(hexDataToInteger(" 12 "), 0x12u);
+}
+
+TEST(AdbProtocol, StringFromDataIsAbsentForInvalidUtf8)
+{
+    EXPECT_EQ(stringFromData("abc\n"), QStringLiteral("abc\n"));
+    EXPECT_EQ(stringFromData(""), QString());
+    EXPECT_TRUE(stringFromData("").has_value());
+    EXPECT_EQ(stringFromData("\xc3\xa9"), QStringLiteral("\u00e9"));
+    EXPECT_EQ(stringFromData("\xef\xbb\xbfx"), QStringLiteral("\ufeffx")); // a BOM stays a character
+
+    EXPECT_FALSE(stringFromData("ab\xff" "cd").has_value());  // invalid byte
+    EXPECT_FALSE(stringFromData("ab\xc3").has_value());       // truncated sequence at the end
+    EXPECT_FALSE(stringFromData("\xc0\xaf").has_value());     // overlong
+    EXPECT_FALSE(stringFromData("\xed\xa0\x80").has_value()); // encoded surrogate
+    EXPECT_FALSE(stringFromData("\xf4\x90\x80\x80").has_value()); // above U+10FFFF
+}
+
+TEST(AdbProtocol, DecoderDoesNotCarryStateFromOneLineToTheNext)
+{
+    Utf8Decoder decoder;
+    EXPECT_FALSE(decoder.decode("ab\xe2\x82").has_value()); // a line cut inside a character
+    EXPECT_EQ(decoder.decode("\xac\n"), std::nullopt);      // its tail alone is not valid either
+    EXPECT_EQ(decoder.decode("\xe2\x82\xac\n"), QStringLiteral("\u20ac\n"));
+    EXPECT_FALSE(decoder.decode("\xff\n").has_value());
+    EXPECT_EQ(decoder.decode("ok\r\n"), QStringLiteral("ok\r\n")); // an error does not stick
+}

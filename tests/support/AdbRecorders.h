@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Android/DeviceListReader.h"
+#include "Android/DeviceNameReader.h"
+#include "Android/LogReader.h"
+#include "Android/PidReader.h"
+
+#include <QMutex>
+#include <QMutexLocker>
+#include <QStringList>
+#include <QThread>
+
+#include <functional>
+#include <ostream>
+
+// Readable GoogleTest failure output for Qt strings.
+inline void PrintTo(const QString &text, std::ostream *os)
+{
+    *os << '"' << text.toStdString() << '"';
+}
+inline void PrintTo(const QStringList &list, std::ostream *os)
+{
+    *os << "{";
+    for (const QString &text : list)
+        *os << " \"" << text.toStdString() << "\"";
+    *os << " }";
+}
+
+// Delegates that write every callback as one text, in order, safe to read from the test's thread
+// while the reader runs on another. Lines are "line:<text>" ("line:<absent>" for invalid UTF-8).
+class AdbEventLog
+{
+public:
+    void add(const QString &event)
+    {
+        QMutexLocker lock(&m_mutex);
+        m_events.append(event);
+        m_threads.append(QThread::currentThread());
+    }
+    QStringList events() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_events;
+    }
+    qsizetype count(const QString &event) const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_events.count(event);
+    }
+    qsizetype size() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_events.size();
+    }
+    QList<QThread *> threads() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_threads;
+    }
+
+private:
+    mutable QMutex m_mutex;
+    QStringList m_events;
+    QList<QThread *> m_threads;
+};
+
+struct LogReaderRecorder : LogReaderDelegate, AdbEventLog
+{
+    std::function<void()> onStopped;
+    qsizetype lineCount = 0; // touched only on the reader's thread
+
+    void logLineReceived(const std::optional<QString> &line) override
+    {
+        ++lineCount;
+        if (keepLines)
+            add(QStringLiteral("line:") + line.value_or(QStringLiteral("<absent>")));
+    }
+    void logReaderStopped() override
+    {
+        add(QStringLiteral("stopped"));
+        if (onStopped)
+            onStopped();
+    }
+    void logReaderStoppedWithError(const AdbError &error) override
+    {
+        add(QStringLiteral("error:%1:%2:%3").arg(error.domain).arg(error.code).arg(error.description));
+    }
+    void adbNotRunningError(const AdbError &error) override
+    {
+        add(QStringLiteral("notRunning:%1").arg(error.code));
+    }
+    void adbDeviceNotFound(const AdbError &error) override
+    {
+        add(QStringLiteral("notFound:%1:%2:%3").arg(error.domain).arg(error.code).arg(error.description));
+    }
+    bool keepLines = true;
+};
+
+struct PidReaderRecorder : PidReaderDelegate, AdbEventLog
+{
+    void pidReceived(const std::optional<QString> &output) override
+    {
+        add(QStringLiteral("pids:") + output.value_or(QStringLiteral("<absent>")));
+    }
+    void pidFailedWithError(const AdbError &error) override { add(QStringLiteral("pidFailed:") + error.description); }
+};
+
+struct DeviceListReaderRecorder : DeviceListReaderDelegate, AdbEventLog
+{
+    void devicesReceived(const std::optional<QString> &list) override
+    {
+        add(QStringLiteral("devices:") + list.value_or(QStringLiteral("<absent>")));
+    }
+    void deviceListFailedWithError(int code) override { add(QStringLiteral("failed:%1").arg(code)); }
+};
+
+struct DeviceNameReaderRecorder : DeviceNameReaderDelegate, AdbEventLog
+{
+    void deviceNameReceived(const QString &model, const QString &deviceId) override
+    {
+        add(QStringLiteral("model:%1:%2").arg(deviceId, model));
+    }
+    void deviceNameFailedWithError(const AdbError &error, const QString &deviceId) override
+    {
+        add(QStringLiteral("nameFailed:%1:%2:%3").arg(deviceId).arg(error.code).arg(error.description));
+    }
+};
