@@ -192,7 +192,24 @@ std::optional<QMap<QString, QString>> SavedFilters::fromPropertyList(const QByte
     if (data.size() > MaxImportFileSize)
         return fail(QStringLiteral("The file is too large for a filters file"));
     plist_t raw = nullptr;
-    plist_from_memory(data.constData(), uint32_t(data.size()), &raw);
+    if (plist_is_binary(data.constData(), uint32_t(data.size()))) {
+        // Read keys only from XML: libplist asserts on a binary key with an embedded NUL when asked for it,
+        // while its XML reader refuses such text. So a binary list goes through XML once.
+        plist_t bin = nullptr;
+        plist_from_bin(data.constData(), uint32_t(data.size()), &bin);
+        PlistPtr binRoot(bin);
+        if (!bin)
+            return fail(QStringLiteral("The file is not a property list"));
+        char *xml = nullptr;
+        uint32_t length = 0;
+        plist_to_xml(bin, &xml, &length);
+        if (!xml)
+            return fail(QStringLiteral("The property list cannot be read"));
+        plist_from_xml(xml, length, &raw);
+        plist_to_xml_free(xml);
+    } else {
+        plist_from_memory(data.constData(), uint32_t(data.size()), &raw);
+    }
     PlistPtr root(raw);
     if (!raw)
         return fail(QStringLiteral("The file is not a property list"));
@@ -214,9 +231,9 @@ std::optional<QMap<QString, QString>> SavedFilters::fromPropertyList(const QByte
             break;
         if (plist_get_node_type(value) != PLIST_STRING)
             return fail(QStringLiteral("The value of \"%1\" is not a filter text").arg(name));
-        char *text = nullptr;
-        plist_get_string_val(value, &text);
-        texts.insert(name, takeCString(text));
+        uint64_t length = 0;
+        const char *text = plist_get_string_ptr(value, &length); // owned by the node; no copy to free
+        texts.insert(name, QString::fromUtf8(text, text ? qsizetype(length) : 0));
     }
     return texts;
 }
