@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Android/AdbSettings.h"
 
-#include <QSettings>
+#include "Helpers/Settings.h"
+
 #include <QVariant>
 
 namespace AdbSettings {
@@ -11,8 +12,7 @@ namespace {
 // The one place that touches the store.
 QVariant storedValue(const QString &key)
 {
-    QSettings settings(QStringLiteral("Quillfern"), QStringLiteral("Quillfern"));
-    return settings.value(key);
+    return Settings::value(key);
 }
 
 QString textOr(const QString &key, const QString &fallback)

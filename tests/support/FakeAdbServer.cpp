@@ -2,9 +2,9 @@
 #include "support/FakeAdbServer.h"
 
 #include "Android/AdbProtocol.h"
+#include "Helpers/Settings.h"
 
 #include <QByteArrayView>
-#include <QSettings>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -37,12 +37,10 @@ void FakeAdbServer::useForClient() const
 
 void FakeAdbServer::setClientSetting(const QString &key, const QVariant &value)
 {
-    QSettings settings(QStringLiteral("Quillfern"), QStringLiteral("Quillfern"));
     if (value.isValid())
-        settings.setValue(key, value);
+        Settings::setValue(key, value);
     else
-        settings.remove(key);
-    settings.sync();
+        Settings::remove(key);
 }
 
 void FakeAdbServer::clearClientSettings()
