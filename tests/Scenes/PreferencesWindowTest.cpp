@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+#include "Scenes/PreferencesWindow.h"
+
+#include "Helpers/Settings.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QColorDialog>
+#include <QDir>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <QToolBar>
+
+namespace {
+
+void clearPresentationSettings()
+{
+    for (const QString &key : Settings::boldKeys() + Settings::colorKeys())
+        Settings::remove(key);
+}
+
+struct PreferencesFixture : ::testing::Test {
+    std::unique_ptr<QuillfernPreferences> prefs;
+
+    void SetUp() override
+    {
+        clearPresentationSettings();
+        Settings::remove(SettingsKey::clearLogOnStart);
+        Settings::registerDefaults();
+        prefs = std::make_unique<QuillfernPreferences>();
+        prefs->showWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(prefs.get()));
+    }
+    void TearDown() override
+    {
+        prefs.reset();
+        clearPresentationSettings();
+        Settings::remove(SettingsKey::adbServer);
+        Settings::remove(SettingsKey::adbPort);
+        Settings::remove(SettingsKey::clearLogOnStart);
+    }
+};
+
+} // namespace
+
+TEST_F(PreferencesFixture, ShowsTheGeneralPaneFirstWithTheStoredConnection)
+{
+    EXPECT_EQ(prefs->toolbarIdentifiers(), QStringList({QStringLiteral("General"), QStringLiteral("Appearance")}));
+    EXPECT_EQ(prefs->windowTitle(), QStringLiteral("General"));
+    ASSERT_NE(prefs->toolbar(), nullptr);
+    EXPECT_EQ(prefs->toolbar()->objectName(), QStringLiteral("ZWPreferencesToolbar"));
+    EXPECT_TRUE(prefs->generalView()->isVisible());
+    EXPECT_FALSE(prefs->appearanceView()->isVisible());
+    EXPECT_EQ(prefs->adbServer()->text(), QStringLiteral("127.0.0.1"));
+    EXPECT_EQ(prefs->adbPort()->text(), QStringLiteral("5037"));
+    EXPECT_FALSE(prefs->clearLogOnConnect()->isChecked());
+    // The window fits its pane.
+    EXPECT_EQ(prefs->geometry(), prefs->frameForView(prefs->generalView()));
+}
+
+TEST_F(PreferencesFixture, GeneralEditsAreStoredAtOnce)
+{
+    prefs->adbServer()->selectAll();
+    QTest::keyClicks(prefs->adbServer(), QStringLiteral("10.0.0.2"));
+    EXPECT_EQ(Settings::adbServer(), QStringLiteral("10.0.0.2"));
+    prefs->adbPort()->selectAll();
+    QTest::keyClicks(prefs->adbPort(), QStringLiteral("5038"));
+    EXPECT_EQ(Settings::adbPort(), QStringLiteral("5038"));
+    QTest::mouseClick(prefs->clearLogOnConnect(), Qt::LeftButton, {}, QPoint(5, prefs->clearLogOnConnect()->height() / 2));
+    EXPECT_TRUE(Settings::clearLogOnStart());
+}
+
+TEST_F(PreferencesFixture, BoldFlagsAndColoursAreStoredAndAnnounced)
+{
+    QSignalSpy fonts(prefs.get(), &QuillfernPreferences::fontsChanged);
+    prefs->boldCheckBox(LogAppearance::Error)->click();
+    EXPECT_TRUE(Settings::value(SettingsKey::logErrorBold).toBool());
+    EXPECT_EQ(fonts.count(), 1);
+    prefs->boldCheckBox(LogAppearance::Fatal)->click();
+    EXPECT_FALSE(Settings::value(SettingsKey::logFatalBold).toBool());
+    EXPECT_EQ(fonts.count(), 2);
+
+    prefs->setLevelColor(LogAppearance::Warning, QColor(0x10, 0x20, 0x30));
+    EXPECT_EQ(Settings::value(SettingsKey::logWarningColor).toString(), QStringLiteral("#102030"));
+    EXPECT_EQ(fonts.count(), 3);
+}
+
+TEST_F(PreferencesFixture, ColourWellOpensADialogWhoseChoiceIsStored)
+{
+    QSignalSpy fonts(prefs.get(), &QuillfernPreferences::fontsChanged);
+    prefs->displayViewForIdentifier(QStringLiteral("Appearance"), false);
+    prefs->colorWell(LogAppearance::Info)->click();
+    auto *dialog = prefs->findChild<QColorDialog *>(QStringLiteral("colorDialog"));
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->currentColor(), QColor(0, 128, 0));
+    dialog->setCurrentColor(QColor(0xaa, 0xbb, 0xcc));
+    dialog->accept();
+    EXPECT_EQ(Settings::value(SettingsKey::logInfoColor).toString(), QStringLiteral("#aabbcc"));
+    EXPECT_EQ(fonts.count(), 1);
+}
+
+TEST_F(PreferencesFixture, RestoreDefaultsRemovesTheTwelveKeys)
+{
+    prefs->boldCheckBox(LogAppearance::Verbose)->click();
+    prefs->setLevelColor(LogAppearance::Debug, QColor(1, 2, 3));
+    ASSERT_TRUE(Settings::contains(SettingsKey::logVerboseBold));
+    QSignalSpy fonts(prefs.get(), &QuillfernPreferences::fontsChanged);
+
+    prefs->restoreDefaultsButton()->click();
+    for (const QString &key : Settings::boldKeys() + Settings::colorKeys())
+        EXPECT_FALSE(Settings::contains(key)) << key.toStdString();
+    EXPECT_FALSE(prefs->boldCheckBox(LogAppearance::Verbose)->isChecked());
+    EXPECT_TRUE(prefs->boldCheckBox(LogAppearance::Fatal)->isChecked());
+    EXPECT_EQ(fonts.count(), 1);
+}
+
+TEST_F(PreferencesFixture, SwitchingPanesCrossFadesAndResizesToThePane)
+{
+    QAction *appearance = prefs->toolbarItem(QStringLiteral("Appearance"));
+    ASSERT_NE(appearance, nullptr);
+    appearance->trigger();
+    EXPECT_EQ(prefs->windowTitle(), QStringLiteral("Appearance"));
+    EXPECT_EQ(prefs->currentIdentifier(), QStringLiteral("Appearance"));
+    EXPECT_TRUE(prefs->isAnimating());
+    EXPECT_EQ(prefs->lastAnimationDurationMs(), 250);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !prefs->isAnimating(); }, 3000));
+    EXPECT_FALSE(prefs->generalView()->isVisible());
+    EXPECT_TRUE(prefs->appearanceView()->isVisible());
+    EXPECT_EQ(prefs->geometry(), prefs->frameForView(prefs->appearanceView()));
+    EXPECT_EQ(prefs->appearanceView()->graphicsEffect(), nullptr);
+
+    // Without cross-fading the switch is immediate.
+    prefs->setCrossFade(false);
+    prefs->toolbarItem(QStringLiteral("General"))->trigger();
+    EXPECT_FALSE(prefs->isAnimating());
+    EXPECT_FALSE(prefs->appearanceView()->isVisible());
+    EXPECT_EQ(prefs->geometry(), prefs->frameForView(prefs->generalView()));
+
+    EXPECT_EQ(ZWPrefsWindowController::crossFadeDurationMs(true, Qt::ShiftModifier), 1250);
+    EXPECT_EQ(ZWPrefsWindowController::crossFadeDurationMs(false, Qt::ShiftModifier), 250);
+    EXPECT_EQ(ZWPrefsWindowController::crossFadeDurationMs(true, Qt::NoModifier), 250);
+}
+
+TEST_F(PreferencesFixture, BrowseOpensAPanelInTheHomeFolder)
+{
+    QFileDialog *panel = prefs->browseForADB();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(QDir(panel->directory()).absolutePath(), QDir::homePath());
+    const QString before = Settings::adbServer();
+    panel->reject();
+    EXPECT_EQ(Settings::adbServer(), before);
+}
+
+TEST(PreferencesWindowTest, SharedInstanceIsOnePerOwner)
+{
+    QWidget owner;
+    QuillfernPreferences *first = QuillfernPreferences::sharedPrefsWindowController(&owner);
+    EXPECT_EQ(QuillfernPreferences::sharedPrefsWindowController(&owner), first);
+    EXPECT_EQ(first->parentWidget(), &owner);
+    EXPECT_TRUE(first->isWindow());
+}

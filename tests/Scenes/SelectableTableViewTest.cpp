@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+#include "Scenes/SelectableTableView.h"
+
+#include "Helpers/Settings.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QHeaderView>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QTest>
+
+namespace {
+
+// Records what the table asks; answers as configured.
+struct RecordingDelegate : SelectableTableViewDelegate {
+    bool handleKeys = false;
+    bool giveMenu = true;
+    QList<int> keys;
+    QList<QPair<int, int>> menuRequests; // (column, row)
+    QList<QPair<int, int>> doubleClicks; // (row, column)
+
+    std::unique_ptr<QMenu> menuForTableView(SelectableTableView *, int column, int row) override
+    {
+        menuRequests.append({column, row});
+        if (!giveMenu)
+            return nullptr;
+        auto menu = std::make_unique<QMenu>();
+        menu->addAction(QStringLiteral("Copy"));
+        return menu;
+    }
+    bool onKeyEventForTableView(SelectableTableView *, QKeyEvent *event) override
+    {
+        keys.append(event->key());
+        return handleKeys;
+    }
+    void onDoubleClick(SelectableTableView *table) override
+    {
+        doubleClicks.append({table->clickedRow(), table->clickedColumn()});
+    }
+};
+
+// Captures menus instead of popping them up.
+class CapturingTableView : public SelectableTableView
+{
+public:
+    using SelectableTableView::SelectableTableView;
+    QStringList shownMenus;
+    void showContextMenu(std::unique_ptr<QMenu> menu, const QPoint &) override
+    {
+        shownMenus.append(menu->actions().value(0)->text());
+    }
+};
+
+struct TableFixture : ::testing::Test {
+    QStandardItemModel model{10, 3};
+    CapturingTableView table;
+    RecordingDelegate delegate;
+
+    void SetUp() override
+    {
+        for (int r = 0; r < model.rowCount(); ++r)
+            for (int c = 0; c < model.columnCount(); ++c)
+                model.setItem(r, c, new QStandardItem(QStringLiteral("r%1c%2").arg(r).arg(c)));
+        table.setModel(&model);
+        table.setRowHeight(20);
+        table.resize(400, 400); // ten rows of 20 px leave empty space below the last row
+        table.setMenuDelegate(&delegate);
+        table.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&table));
+    }
+
+    QPoint cellCentre(int row, int column) const
+    {
+        return table.visualRect(model.index(row, column)).center();
+    }
+
+    void rightClick(const QPoint &pos)
+    {
+        QTest::mousePress(table.viewport(), Qt::RightButton, {}, pos);
+        QTest::mouseRelease(table.viewport(), Qt::RightButton, {}, pos);
+        QContextMenuEvent event(QContextMenuEvent::Mouse, pos, table.viewport()->mapToGlobal(pos));
+        QApplication::sendEvent(table.viewport(), &event);
+    }
+
+    QList<int> selectedRows() const
+    {
+        QList<int> rows;
+        for (const QModelIndex &index : table.selectionModel()->selectedRows())
+            rows.append(index.row());
+        std::sort(rows.begin(), rows.end());
+        return rows;
+    }
+};
+
+} // namespace
+
+TEST_F(TableFixture, RightClickSelectsTheRowAloneAndAsksForTheMenu)
+{
+    table.selectRow(1);
+    rightClick(cellCentre(4, 2));
+    EXPECT_EQ(table.rightClickedRow(), 4);
+    EXPECT_EQ(table.rightClickedColumn(), 2);
+    EXPECT_EQ(selectedRows(), QList<int>({4}));
+    ASSERT_EQ(delegate.menuRequests.size(), 1);
+    EXPECT_EQ(delegate.menuRequests.first(), qMakePair(2, 4));
+    EXPECT_EQ(table.shownMenus, QStringList({QStringLiteral("Copy")}));
+
+    // A delegate without a menu: nothing is shown.
+    delegate.giveMenu = false;
+    rightClick(cellCentre(5, 0));
+    EXPECT_EQ(table.shownMenus.size(), 1);
+}
+
+TEST_F(TableFixture, RightClickInsideAMultipleSelectionKeepsIt)
+{
+    table.selectRow(2);
+    QTest::mouseClick(table.viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(3, 0));
+    QTest::mouseClick(table.viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(6, 0));
+    ASSERT_EQ(selectedRows(), QList<int>({2, 3, 6}));
+    rightClick(cellCentre(3, 1));
+    EXPECT_EQ(selectedRows(), QList<int>({2, 3, 6}));
+    EXPECT_EQ(table.rightClickedRow(), 3);
+    EXPECT_EQ(delegate.menuRequests.size(), 1);
+}
+
+TEST_F(TableFixture, RightClickBelowTheLastRowShowsNoMenuAndKeepsTheSelection)
+{
+    table.selectRow(7);
+    rightClick(QPoint(30, 390));
+    EXPECT_EQ(table.rightClickedRow(), -1);
+    EXPECT_TRUE(delegate.menuRequests.isEmpty());
+    EXPECT_TRUE(table.shownMenus.isEmpty());
+    EXPECT_EQ(selectedRows(), QList<int>({7}));
+}
+
+TEST_F(TableFixture, KeyPressesGoToTheDelegateFirst)
+{
+    table.setFocus();
+    table.setCurrentIndex(model.index(2, 0));
+    delegate.handleKeys = true;
+    QTest::keyClick(&table, Qt::Key_Down);
+    EXPECT_EQ(delegate.keys, QList<int>({Qt::Key_Down}));
+    EXPECT_EQ(table.currentIndex().row(), 2); // handled: the table did not move
+
+    delegate.handleKeys = false;
+    QTest::keyClick(&table, Qt::Key_Down);
+    EXPECT_EQ(delegate.keys.size(), 2);
+    EXPECT_EQ(table.currentIndex().row(), 3);
+}
+
+TEST_F(TableFixture, DoubleClickReportsTheCell)
+{
+    QTest::mouseDClick(table.viewport(), Qt::LeftButton, {}, cellCentre(5, 1));
+    ASSERT_EQ(delegate.doubleClicks.size(), 1);
+    EXPECT_EQ(delegate.doubleClicks.first(), qMakePair(5, 1));
+    QTest::mouseDClick(table.viewport(), Qt::LeftButton, {}, QPoint(30, 390));
+    ASSERT_EQ(delegate.doubleClicks.size(), 2);
+    EXPECT_EQ(delegate.doubleClicks.last().first, -1);
+}
+
+TEST_F(TableFixture, FocusFlagFollowsTheKeyboardFocus)
+{
+    QSignalSpy focus(&table, &SelectableTableView::focusChanged);
+    QFocusEvent in(QEvent::FocusIn, Qt::OtherFocusReason);
+    QApplication::sendEvent(&table, &in);
+    EXPECT_TRUE(table.isFocused());
+    QFocusEvent out(QEvent::FocusOut, Qt::OtherFocusReason);
+    QApplication::sendEvent(&table, &out);
+    EXPECT_FALSE(table.isFocused());
+    EXPECT_EQ(focus.count(), 2);
+}
+
+TEST_F(TableFixture, UniformRowsAndVisibleRowBounds)
+{
+    EXPECT_EQ(table.verticalHeader()->sectionResizeMode(0), QHeaderView::Fixed);
+    EXPECT_EQ(table.rowHeight(0), 20);
+    EXPECT_EQ(table.rowHeight(9), 20);
+    EXPECT_EQ(table.firstVisibleRow(), 0);
+    EXPECT_EQ(table.lastVisibleRow(), -1); // empty space under the last row
+    table.resize(400, 100);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return table.lastVisibleRow() >= 0; }, 2000));
+    EXPECT_LT(table.lastVisibleRow(), 9);
+}
+
+TEST(SelectableTableViewTest, ColumnLayoutIsSavedAndRestoredUnderItsName)
+{
+    const QString name = QStringLiteral("testTableLayout");
+    Settings::remove(name);
+    QStandardItemModel model(3, 4);
+    {
+        SelectableTableView table;
+        table.setModel(&model);
+        table.setAutosaveName(name);
+        table.horizontalHeader()->resizeSection(0, 173);
+        table.horizontalHeader()->moveSection(3, 0);
+        table.setColumnVisible(2, false);
+        EXPECT_FALSE(Settings::value(name).toString().isEmpty());
+    }
+    SelectableTableView restored;
+    restored.setModel(&model);
+    restored.setAutosaveName(name);
+    EXPECT_EQ(restored.horizontalHeader()->sectionSize(0), 173);
+    EXPECT_EQ(restored.horizontalHeader()->logicalIndex(0), 3);
+    EXPECT_TRUE(restored.horizontalHeader()->isSectionHidden(2));
+    Settings::remove(name);
+}
