@@ -15,6 +15,9 @@ namespace {
 
 constexpr int QueueTimerIntervalMs = 500;
 
+// Versions of the filters of every datasource, so a per-thread cache never mistakes one for another.
+std::atomic<quint64> g_filterVersions{0};
+
 QThread *startWorker(const QString &name, QObject **anchor)
 {
     auto *thread = new QThread;
@@ -60,6 +63,7 @@ template <typename F> decltype(auto) LogDatasource::withLog(F &&body)
 LogDatasource::LogDatasource(const Clock *clock, QObject *parent)
     : QObject(parent), m_clock(clock ? clock : &Clock::system())
 {
+    storeFilter(Filter()); // a version of its own
     if (const std::optional<int> size = Settings::bufferCapacityOverride())
         m_bufferCapacity = quint64(*size);
 
@@ -346,27 +350,30 @@ void LogDatasource::logLineReceived(const std::optional<QString> &line)
         return;
     }
     // Evaluated outside every lock; a filter changed meanwhile may apply to this line either way.
-    const Filter filter = logDataFilter();
+    const Filter &filter = lineFilter();
     const bool hasFilter = !filter.isNull();
     const bool matched = hasFilter && filter.matches(entry);
     const double now = m_clock->nowSeconds();
-    const QString time = entry.value(LogEntry::Time);
+    const bool timed = !entry.fieldIsEmpty(LogEntry::Time);
 
     bool lookupDue = false;
     bool announce = false;
     withLog([&](LogState &s) {
-        if (s.checkDates && !time.isEmpty()) {
+        if (s.checkDates && timed) {
             // logcat replays its whole buffer on every connection: drop what was shown already.
-            if (!s.lastDateReceived.isEmpty() && time < s.lastDateReceived) {
+            const QString time = entry.value(LogEntry::Time);
+            const QString last = s.lastTimedEntry.value(LogEntry::Time);
+            if (!last.isEmpty() && time < last) {
                 ++s.numDuplicateRows;
                 return;
             }
             s.checkDates = false;
             if (s.numDuplicateRows != 0)
-                QF_LOG(QStringLiteral("removed %1 duplicate rows. lastDate:%2").arg(s.numDuplicateRows).arg(s.lastDateReceived));
+                QF_LOG(QStringLiteral("removed %1 duplicate rows. lastDate:%2").arg(s.numDuplicateRows).arg(last));
         }
-        if (!time.isEmpty())
-            s.lastDateReceived = time;
+        // lastDateReceived is this entry's time; keeping the handle spares a string per line.
+        if (timed)
+            s.lastTimedEntry = entry;
 
         const bool pruned = s.logData.addObject(entry);
         ++s.appendedTotal;
@@ -615,6 +622,27 @@ Filter LogDatasource::logDataFilter() const
     return m_logDataFilter;
 }
 
+void LogDatasource::storeFilter(const Filter &filter)
+{
+    std::lock_guard lock(m_filterMutex); // a leaf: nothing else is taken under it
+    m_logDataFilter = filter;
+    m_filterVersion.store(g_filterVersions.fetch_add(1) + 1, std::memory_order_release);
+}
+
+const Filter &LogDatasource::lineFilter() const
+{
+    // The line path reads the filter for every line: a per-thread copy, refreshed only when the filter
+    // changed, spares it the mutex and the reference counting. Versions are unique across datasources.
+    thread_local quint64 cachedVersion = 0;
+    thread_local Filter cached;
+    if (m_filterVersion.load(std::memory_order_acquire) != cachedVersion) {
+        std::lock_guard lock(m_filterMutex);
+        cached = m_logDataFilter;
+        cachedVersion = m_filterVersion.load(std::memory_order_relaxed);
+    }
+    return cached;
+}
+
 void LogDatasource::setLogDataFilter(const Filter &filter)
 {
     m_filterPool->start([this, filter] { filterJob(filter); });
@@ -622,11 +650,6 @@ void LogDatasource::setLogDataFilter(const Filter &filter)
 
 void LogDatasource::filterJob(const Filter &filter)
 {
-    auto storeFilter = [this](const Filter &f) {
-        std::lock_guard lock(m_filterMutex); // a leaf: nothing else is taken under it
-        m_logDataFilter = f;
-    };
-
     if (filter.isNull()) {
         storeFilter(Filter());
         withLog([](LogState &s) { s.viewData.reset(); });
@@ -782,7 +805,7 @@ bool LogDatasource::checkDates() const
 
 QString LogDatasource::lastDateReceived() const
 {
-    return withLog([](const LogState &s) { return s.lastDateReceived; });
+    return withLog([](const LogState &s) { return s.lastTimedEntry.value(LogEntry::Time); });
 }
 
 quint64 LogDatasource::numDuplicateRows() const

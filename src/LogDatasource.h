@@ -169,7 +169,7 @@ private:
         QHash<QString, UnknownPid> unknownLogs;
         QString deviceId;
         QString lastDeviceId;
-        QString lastDateReceived;
+        LogEntry lastTimedEntry; // newest kept entry with a time: its "time" is lastDateReceived
         bool checkDates = true;
         quint64 numDuplicateRows = 0;
         UpdateThrottle throttle;
@@ -184,6 +184,8 @@ private:
     void loadPID();
     void startPidLookup(bool addDashA, const QString &deviceId);
     void filterJob(const Filter &filter);
+    void storeFilter(const Filter &filter);
+    const Filter &lineFilter() const; // valid until the next call on this thread
     void fromFileJob(const QList<LogEntry> &entries);
     LogEntry parseLiveLine(const QString &line);
     void giveUpUnknownPidsBefore(double time);
@@ -220,6 +222,7 @@ private:
     // handle (copied out, never evaluated under it).
     mutable std::mutex m_filterMutex;
     Filter m_logDataFilter;
+    std::atomic<quint64> m_filterVersion{0}; // changes with m_logDataFilter
 
     std::atomic<bool> m_isLogging{false};
     std::atomic<bool> m_addDashAforPS{true};

@@ -1,0 +1,405 @@
+// SPDX-License-Identifier: MIT
+// The live line path of LogDatasource: logLineReceived with a filter set (parse, duplicate check, both
+// buffers, filter, throttle), fed directly from the benchmark thread. Goal: at least 1,000,000 lines/s.
+//
+// With --adb it then also floods a simulated device through the real adb server and compares the lines
+// per second the datasource takes in with `adb logcat -v threadtime` on the same device (goal ratio >= 0.9).
+//
+// Usage: live_path_bench [benchmark flags] [--adb] [--seconds S] [--rounds N]
+#include "Helpers/Settings.h"
+#include "LogDatasource.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QHostAddress>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QThread>
+#include <QTimer>
+
+#include <algorithm>
+#include <random>
+#include <unistd.h>
+
+namespace {
+
+// ---------------------------------------------------------------------------------------------
+// Seeded threadtime lines: varied pids, tags and levels, some long, JSON and non-ASCII messages.
+
+struct Process
+{
+    int pid;
+    QString name;
+};
+
+const QList<Process> &processes()
+{
+    static const QList<Process> list = [] {
+        const char *names[] = {"system_server", "com.android.systemui", "com.google.android.gms", "com.example.shop",
+                               "com.example.maps", "surfaceflinger", "media.codec", "com.android.phone",
+                               "com.whatsapp", "com.spotify.music", "logd", "netd"};
+        QList<Process> out;
+        int pid = 512;
+        for (const char *name : names) {
+            out.append({pid, QString::fromLatin1(name)});
+            pid += 97;
+        }
+        return out;
+    }();
+    return list;
+}
+
+QStringList generateLines(int count, quint64 seed)
+{
+    std::mt19937_64 rng(seed);
+    const char *tags[] = {"ActivityManager", "chatty", "OkHttp", "Choreographer", "NetworkController", "ShopApi",
+                          "GoogleApiManager", "AudioTrack", "WindowManager", "libc", "RenderThread", "MapTiles"};
+    const char levels[] = {'V', 'D', 'D', 'D', 'I', 'I', 'I', 'W', 'W', 'E', 'F'};
+    const QString longText = QStringLiteral("Slow operation: ") + QString(240, u'x');
+    QStringList out;
+    out.reserve(count);
+    qint64 ms = 10LL * 3600 * 1000;
+    for (int i = 0; i < count; ++i) {
+        ms += qint64(rng() % 4);
+        const Process &p = processes()[qsizetype(rng() % quint64(processes().size()))];
+        const int tid = p.pid + int(rng() % 6);
+        const char level = levels[rng() % sizeof(levels)];
+        const char *tag = tags[rng() % std::size(tags)];
+        QString text;
+        switch (rng() % 10) {
+        case 0:
+            text = QStringLiteral("{\"id\":%1,\"user\":\"anna\",\"items\":[1,2,3],\"ok\":true}").arg(i);
+            break;
+        case 1:
+            text = longText;
+            break;
+        case 2:
+            text = QStringLiteral("Grüße aus München – 東京 %1").arg(i);
+            break;
+        default:
+            text = QStringLiteral("event %1 handled in %2 ms").arg(i).arg(rng() % 500);
+            break;
+        }
+        const qint64 h = ms / 3600000, m = ms / 60000 % 60, s = ms / 1000 % 60, f = ms % 1000;
+        out.append(QStringLiteral("01-23 %1:%2:%3.%4 %5 %6 %7 %8: %9\n")
+                       .arg(h, 2, 10, QChar(u'0'))
+                       .arg(m, 2, 10, QChar(u'0'))
+                       .arg(s, 2, 10, QChar(u'0'))
+                       .arg(f, 3, 10, QChar(u'0'))
+                       .arg(p.pid, 5)
+                       .arg(tid, 5)
+                       .arg(QChar::fromLatin1(level))
+                       .arg(QString::fromLatin1(tag).leftJustified(8))
+                       .arg(text));
+    }
+    return out;
+}
+
+const QStringList &benchLines()
+{
+    static const QStringList lines = generateLines(1 << 16, 7);
+    return lines;
+}
+
+QString psAnswer()
+{
+    QString out = QStringLiteral("USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n");
+    for (const Process &p : processes())
+        out += QStringLiteral("u0_a12 %1 1 1000 200 0 0 S %2\n").arg(p.pid).arg(p.name);
+    return out;
+}
+
+const char *JsonFilter =
+    "(text CONTAINS[cd] '{' AND text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND text CONTAINS[cd] ':' AND "
+    "text CONTAINS[cd] '}') OR (text CONTAINS[cd] '[' AND text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND "
+    "text CONTAINS[cd] ']')";
+
+void liveLines(benchmark::State &state, const char *filterText)
+{
+    LogDatasource ds;
+    LogDatasource::ReaderHooks hooks;
+    hooks.startPidLookup = [](bool, const QString &) {};
+    ds.setReaderHooks(hooks);
+    ds.pidReceived(psAnswer()); // every pid named: no lookups on the path
+    if (filterText) {
+        ds.setLogDataFilter(Filter::parse(QString::fromLatin1(filterText)));
+        QDeadlineTimer deadline(5000);
+        while (ds.logDataFilter().isNull() && !deadline.hasExpired())
+            QThread::msleep(1);
+    }
+    const QStringList &lines = benchLines();
+    qsizetype i = 0;
+    for (auto _ : state) {
+        ds.logLineReceived(lines[i]);
+        if (++i == lines.size())
+            i = 0;
+    }
+    state.SetItemsProcessed(state.iterations());
+    state.counters["held"] = double(ds.logEventCount());
+    state.counters["shown"] = double(ds.getDataFiltered().size());
+}
+
+void BM_LiveLine_LevelFilter(benchmark::State &state)
+{
+    liveLines(state, "type IN[cd] 'W,E,F,A'");
+}
+void BM_LiveLine_JsonFilter(benchmark::State &state)
+{
+    liveLines(state, JsonFilter);
+}
+void BM_LiveLine_NoFilter(benchmark::State &state)
+{
+    liveLines(state, nullptr);
+}
+BENCHMARK(BM_LiveLine_LevelFilter)->MinTime(2.0);
+BENCHMARK(BM_LiveLine_JsonFilter)->MinTime(2.0);
+BENCHMARK(BM_LiveLine_NoFilter)->MinTime(2.0);
+
+// ---------------------------------------------------------------------------------------------
+// Through the real adb server from a flooding simulated device.
+
+QTextStream out(stdout);
+
+struct Rig
+{
+    QString adb;
+    quint16 port = 0;
+    QProcessEnvironment env;
+    QString serial;
+    std::unique_ptr<QProcess> device;
+
+    QByteArray run(const QStringList &args, int timeoutMs = 15000) const
+    {
+        QProcess p;
+        p.setProcessEnvironment(env);
+        p.setStandardInputFile(QProcess::nullDevice());
+        p.start(adb, QStringList{QStringLiteral("-P"), QString::number(port)} + args);
+        p.waitForFinished(timeoutMs);
+        return p.readAllStandardOutput() + p.readAllStandardError();
+    }
+};
+
+bool waitFor(const std::function<bool()> &predicate, int timeoutMs)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    while (!predicate()) {
+        if (deadline.hasExpired())
+            return false;
+        QThread::msleep(50);
+    }
+    return true;
+}
+
+bool setUpRig(Rig &rig, const QString &home)
+{
+    rig.adb = QStandardPaths::findExecutable(QStringLiteral("adb"));
+    if (rig.adb.isEmpty()) {
+        out << "adb not found" << Qt::endl;
+        return false;
+    }
+    rig.env = QProcessEnvironment::systemEnvironment();
+    rig.env.insert(QStringLiteral("HOME"), home);
+    rig.env.insert(QStringLiteral("TMPDIR"), home);
+    rig.env.remove(QStringLiteral("ANDROID_SERIAL"));
+    for (quint16 port = quint16(17537 + ::getpid() % 1000); port < 19000; ++port) {
+        QTcpServer probe;
+        if (probe.listen(QHostAddress::LocalHost, port)) {
+            rig.port = port;
+            break;
+        }
+    }
+    QProcess starter;
+    starter.setProcessEnvironment(rig.env);
+    starter.setStandardOutputFile(home + QStringLiteral("/start-server.txt"));
+    starter.setStandardErrorFile(home + QStringLiteral("/start-server.txt"), QIODevice::Append);
+    starter.start(rig.adb, {QStringLiteral("-P"), QString::number(rig.port), QStringLiteral("start-server")});
+    if (!starter.waitForFinished(30000) || starter.exitCode() != 0) {
+        out << "adb start-server failed" << Qt::endl;
+        return false;
+    }
+    rig.device = std::make_unique<QProcess>();
+    rig.device->setProcessEnvironment(rig.env);
+    rig.device->setStandardErrorFile(home + QStringLiteral("/devsim.log"));
+    rig.device->start(QStringLiteral(QF_TOOLS_DIR "/quillfern-devsim"),
+                      {QStringLiteral("--rate"), QStringLiteral("0"), QStringLiteral("--buffer"), QStringLiteral("0"),
+                       QStringLiteral("--seed"), QStringLiteral("11"), QStringLiteral("--adb-port"),
+                       QString::number(rig.port), QStringLiteral("--adb"), rig.adb, QStringLiteral("--connect")});
+    QByteArray first;
+    if (!waitFor(
+            [&] {
+                rig.device->waitForReadyRead(50);
+                first += rig.device->readAllStandardOutput();
+                return first.contains('\n');
+            },
+            10000)) {
+        out << "the simulator did not start" << Qt::endl;
+        return false;
+    }
+    rig.serial = QStringLiteral("127.0.0.1:") + QString::fromLatin1(first.trimmed().mid(13));
+    if (!waitFor([&] { return rig.run({QStringLiteral("devices")}).contains(rig.serial.toUtf8() + "\tdevice"); },
+                 20000)) {
+        out << "the simulator did not register" << Qt::endl;
+        return false;
+    }
+    return true;
+}
+
+double adbRate(const Rig &rig, double seconds)
+{
+    QProcess logcat;
+    logcat.setProcessEnvironment(rig.env);
+    logcat.setStandardInputFile(QProcess::nullDevice());
+    logcat.start(rig.adb, {QStringLiteral("-P"), QString::number(rig.port), QStringLiteral("-s"), rig.serial,
+                           QStringLiteral("logcat"), QStringLiteral("-v"), QStringLiteral("threadtime")});
+    logcat.waitForStarted();
+    logcat.waitForReadyRead(10000);
+    QElapsedTimer clock;
+    clock.start();
+    qint64 lines = logcat.readAllStandardOutput().count('\n');
+    const auto budget = qint64(seconds * 1000);
+    while (clock.elapsed() < budget) {
+        logcat.waitForReadyRead(int(std::max<qint64>(1, budget - clock.elapsed())));
+        lines += logcat.readAllStandardOutput().count('\n');
+    }
+    const double elapsed = double(clock.nsecsElapsed()) / 1e9;
+    logcat.kill();
+    logcat.waitForFinished();
+    return double(lines) / elapsed;
+}
+
+// The whole datasource, as the application runs it: its own worker thread and reader, names from the
+// device's process list, a level filter, notifications delivered on this (GUI) thread. Lines taken in
+// are counted by the running "idx" of the newest entry.
+double datasourceRate(const Rig &rig, double seconds, qint64 *notifications)
+{
+    LogDatasource ds;
+    qint64 updates = 0;
+    QObject::connect(&ds, &LogDatasource::logDataUpdated, &ds, [&] { ++updates; });
+    ds.setLogDataFilter(Filter::parse(QStringLiteral("type IN[cd] 'W,E,F,A'")));
+    ds.setDeviceId(rig.serial);
+    ds.startLogger();
+
+    QEventLoop loop;
+    QElapsedTimer clock;
+    quint64 firstIdx = 0, lastIdx = 0;
+    double elapsed = 0;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (!ds.isLogging()) {
+            loop.quit();
+            return;
+        }
+        const QList<LogEntry> all = ds.getDataAll();
+        if (all.isEmpty())
+            return;
+        if (!clock.isValid()) {
+            clock.start();
+            firstIdx = all.last().idx();
+            return;
+        }
+        if (clock.elapsed() >= qint64(seconds * 1000)) {
+            lastIdx = all.last().idx();
+            elapsed = double(clock.nsecsElapsed()) / 1e9;
+            loop.quit();
+        }
+    });
+    poll.start(5);
+    QDeadlineTimer deadline(qint64(seconds * 1000) + 20000);
+    QTimer::singleShot(int(deadline.remainingTime()), &loop, &QEventLoop::quit);
+    loop.exec();
+    ds.stopLogger();
+    *notifications = updates;
+    if (elapsed <= 0) {
+        out << "the datasource stopped early or received nothing" << Qt::endl;
+        return 0;
+    }
+    return double(lastIdx - firstIdx) / elapsed;
+}
+
+int runAdbComparison(const QString &home, double seconds, int rounds)
+{
+    Rig rig;
+    if (!setUpRig(rig, home)) {
+        rig.run({QStringLiteral("kill-server")});
+        return 1;
+    }
+    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
+    Settings::setValue(SettingsKey::adbPort, QString::number(rig.port));
+    out << "device " << rig.serial << " flooding through adb server port " << rig.port << ", " << rounds
+        << " rounds of " << seconds << " s each" << Qt::endl;
+    double bestAdb = 0, bestDs = 0;
+    for (int round = 1; round <= rounds; ++round) {
+        const double adb = adbRate(rig, seconds);
+        qint64 notifications = 0;
+        const double ds = datasourceRate(rig, seconds, &notifications);
+        out << QStringLiteral("round %1: adb logcat %2 lines/s, LogDatasource %3 lines/s, ratio %4, "
+                              "%5 notifications in %6 s")
+                   .arg(round)
+                   .arg(adb, 0, 'f', 0)
+                   .arg(ds, 0, 'f', 0)
+                   .arg(adb > 0 ? ds / adb : 0, 0, 'f', 2)
+                   .arg(notifications)
+                   .arg(seconds)
+            << Qt::endl;
+        bestAdb = std::max(bestAdb, adb);
+        bestDs = std::max(bestDs, ds);
+    }
+    out << QStringLiteral("best: adb logcat %1 lines/s, LogDatasource %2 lines/s, ratio %3 (goal >= 0.9)")
+               .arg(bestAdb, 0, 'f', 0)
+               .arg(bestDs, 0, 'f', 0)
+               .arg(bestAdb > 0 ? bestDs / bestAdb : 0, 0, 'f', 2)
+        << Qt::endl;
+    rig.device->terminate();
+    rig.device->waitForFinished(5000);
+    rig.run({QStringLiteral("kill-server")});
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // Settings and the diagnostic log must not touch the user's own folders.
+    QTemporaryDir dir;
+    qputenv("XDG_CONFIG_HOME", (dir.path() + "/config").toUtf8());
+    qputenv("XDG_DATA_HOME", (dir.path() + "/data").toUtf8());
+    qputenv("XDG_CACHE_HOME", (dir.path() + "/cache").toUtf8());
+
+    // Our own flags first; the rest is Google Benchmark's.
+    bool adb = false;
+    double seconds = 4;
+    int rounds = 3;
+    std::vector<char *> rest{argv[0]};
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray arg(argv[i]);
+        if (arg == "--adb")
+            adb = true;
+        else if (arg == "--seconds" && i + 1 < argc)
+            seconds = QByteArray(argv[++i]).toDouble();
+        else if (arg == "--rounds" && i + 1 < argc)
+            rounds = QByteArray(argv[++i]).toInt();
+        else
+            rest.push_back(argv[i]);
+    }
+    int restCount = int(rest.size());
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Quillfern"));
+    QCoreApplication::setApplicationName(QStringLiteral("QuillfernBench"));
+
+    benchmark::Initialize(&restCount, rest.data());
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+
+    if (!adb)
+        return 0;
+    QDir(dir.path()).mkpath(QStringLiteral("home"));
+    return runAdbComparison(dir.path() + QStringLiteral("/home"), seconds, rounds);
+}
