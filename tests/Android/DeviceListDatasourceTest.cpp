@@ -114,7 +114,7 @@ TEST_F(DeviceListDatasourceTest, ParsingTwiceQueuesEachUnnamedSerialOnce)
     datasource->parseDeviceList(QStringLiteral("C\tdevice\nA\tdevice\nD\tdevice\n"));
     EXPECT_EQ(datasource->lookupList(), (QStringList{QStringLiteral("A"), QStringLiteral("C"), QStringLiteral("D")}));
     EXPECT_EQ(datasource->deviceList().size(), 3);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 2; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 2; }, 5000));
     EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("devices:A,B,C"), QStringLiteral("devices:C,A,D")}));
     for (QThread *t : rec.threads())
         EXPECT_EQ(t, QCoreApplication::instance()->thread());
@@ -126,7 +126,7 @@ TEST_F(DeviceListDatasourceTest, FetchesTheListThenLooksUpModelsOneAtATimeInOrde
     server.addScript(getpropScript(QStringLiteral("A"), "\nModel A\n"));
     server.addScript(getpropScript(QStringLiteral("C"), "Model C\r\n"));
     datasource->loadDeviceList();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 3; }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 3; }, 10000));
     EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("devices:A,B,C"), QStringLiteral("model:A:Model A"),
                                          QStringLiteral("model:C:Model C")}));
     for (QThread *t : rec.threads())
@@ -145,11 +145,11 @@ TEST_F(DeviceListDatasourceTest, EmptyListFailsWithCode1AndAnnouncesNothing)
 {
     server.addScript(devicesScript(QByteArray()));
     datasource->loadDeviceList();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
     EXPECT_EQ(rec.events(), QStringList{QStringLiteral("failed:1")});
     // Passed on directly, on the fetch's worker thread.
     EXPECT_NE(rec.threads().first(), QCoreApplication::instance()->thread());
-    EXPECT_FALSE(QTest::qWaitFor([&] { return rec.size() > 1; }, 100));
+    EXPECT_FALSE(waitUntil([&] { return rec.size() > 1; }, 100));
 }
 
 TEST_F(DeviceListDatasourceTest, UnreachableServerFailsWithCode0)
@@ -160,7 +160,7 @@ TEST_F(DeviceListDatasourceTest, UnreachableServerFailsWithCode0)
     probe.close();
     FakeAdbServer::setClientSetting(QStringLiteral("adbPort"), QString::number(port));
     datasource->loadDeviceList();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
     EXPECT_EQ(rec.events(), QStringList{QStringLiteral("failed:0")});
 }
 
@@ -170,15 +170,15 @@ TEST_F(DeviceListDatasourceTest, AFailedLookupMovesOnAndAStalledOneIsRetriedFirs
     server.addScript(devicesScript("A\tdevice\nB\tdevice\n"));
     server.addScript(getpropScript(QStringLiteral("A"), ""));
     datasource->loadDeviceList();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return server.allScriptsDone(); }, 5000));
-    EXPECT_FALSE(QTest::qWaitFor([&] { return rec.size() > 1; }, 200));
+    ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone(); }, 5000));
+    EXPECT_FALSE(waitUntil([&] { return rec.size() > 1; }, 200));
     EXPECT_EQ(datasource->lookupList(), (QStringList{QStringLiteral("A"), QStringLiteral("B")}));
 
     // A reported failure removes the serial and goes on with the next one.
     server.addScript(getpropScript(QStringLiteral("B"), "Model B\n"));
     datasource->deviceNameFailedWithError(AdbError::logReaderError(1, QStringLiteral("device offline")),
                                           QStringLiteral("A"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 2; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 2; }, 5000));
     EXPECT_EQ(rec.events().last(), QStringLiteral("model:B:Model B"));
     EXPECT_TRUE(datasource->lookupList().isEmpty());
 }
@@ -186,7 +186,7 @@ TEST_F(DeviceListDatasourceTest, AFailedLookupMovesOnAndAStalledOneIsRetriedFirs
 TEST_F(DeviceListDatasourceTest, AModelForAnUnknownSerialIsStillAnnounced)
 {
     datasource->deviceNameReceived(QStringLiteral("Ghost"), QStringLiteral("Z"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
     EXPECT_EQ(rec.events(), QStringList{QStringLiteral("model:Z:Ghost")});
     EXPECT_TRUE(datasource->deviceList().isEmpty());
 }
@@ -198,9 +198,9 @@ TEST_F(DeviceListDatasourceTest, RepeatedFetchesAndDestructionWhileBusyAreSafe)
     for (int i = 0; i < 5; ++i)
         datasource->loadDeviceList();
     // Only fetches that were not replaced report; destruction mid-way must join every worker.
-    (void)QTest::qWaitFor([&] { return rec.size() >= 1; }, 5000);
+    (void)waitUntil([&] { return rec.size() >= 1; }, 5000);
     datasource.reset();
     const qsizetype before = rec.size();
-    EXPECT_FALSE(QTest::qWaitFor([&] { return rec.size() > before; }, 100)); // nothing after destruction
+    EXPECT_FALSE(waitUntil([&] { return rec.size() > before; }, 100)); // nothing after destruction
     EXPECT_GE(server.connectionCount(), 1);
 }

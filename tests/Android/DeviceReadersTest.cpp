@@ -27,7 +27,7 @@ protected:
     template <class Reader> void runToEnd(Reader &reader)
     {
         reader.connect();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
+        EXPECT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
     }
 
     FakeAdbServer server;
@@ -80,8 +80,8 @@ TEST_F(DeviceReadersTest, DeviceListFailuresAndBrokenReplies)
         DeviceListReader reader;
         reader.setDelegate(&rec);
         reader.connect();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return local.allScriptsDone() && !reader.isConnected(); }, 5000));
-        EXPECT_FALSE(QTest::qWaitFor([&] { return rec.size() > expected.size(); }, 20));
+        ASSERT_TRUE(waitUntil([&] { return local.allScriptsDone() && !reader.isConnected(); }, 5000));
+        EXPECT_FALSE(waitUntil([&] { return rec.size() > expected.size(); }, 20));
         EXPECT_EQ(rec.events(), expected) << replyBytes.toStdString();
     }
 }
@@ -97,7 +97,7 @@ TEST_F(DeviceReadersTest, DeviceListUnreachableServerReportsCode0)
     DeviceListReader reader;
     reader.setDelegate(&rec);
     reader.connect();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
     EXPECT_EQ(rec.events(), QStringList{QStringLiteral("failed:0")});
     EXPECT_FALSE(reader.isConnecting());
 }
@@ -113,7 +113,7 @@ TEST_F(DeviceReadersTest, DeviceListCloseAtEveryBytePosition)
         DeviceListReader reader;
         reader.setDelegate(&rec);
         reader.connect();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return local.allScriptsDone() && !reader.isConnected(); }, 5000)) << cut;
+        ASSERT_TRUE(waitUntil([&] { return local.allScriptsDone() && !reader.isConnected(); }, 5000)) << cut;
         const QStringList expected = cut == full.size() ? QStringList{QStringLiteral("devices:ab\n\n")} : QStringList();
         EXPECT_EQ(rec.events(), expected) << "cut at " << cut;
     }
@@ -129,7 +129,7 @@ TEST_F(DeviceReadersTest, DeviceNameReadsTheFirstNonEmptyLine)
     reader.setDeviceId(QStringLiteral("SER"));
     reader.setDelegate(&rec);
     reader.connect();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
     EXPECT_EQ(rec.events(), QStringList{QStringLiteral("model:SER:Pixel 7")});
 }
 
@@ -171,7 +171,7 @@ TEST_F(DeviceReadersTest, DeviceNameEmptyOutputOrRefusedGetpropGivesNoCallback)
         reader.setDeviceId(QStringLiteral("S"));
         reader.setDelegate(&rec);
         reader.connect();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return local.allScriptsDone() && !reader.isConnected(); }, 5000));
+        ASSERT_TRUE(waitUntil([&] { return local.allScriptsDone() && !reader.isConnected(); }, 5000));
         EXPECT_EQ(rec.events(), QStringList());
     }
 }

@@ -34,7 +34,7 @@ protected:
         reader.setDeviceId(serial);
         reader.setDelegate(&rec);
         reader.connect();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return rec.count(QStringLiteral("stopped")) > 0; }, 5000));
+        EXPECT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) > 0; }, 5000));
         return rec.events();
     }
 
@@ -87,7 +87,7 @@ TEST_F(LogReaderTest, ClearLogOnStartUsesTwoConnectionsAndTheFirstEndsSilently)
     EXPECT_EQ(run(), (QStringList{QStringLiteral("line:after clear\n"), QStringLiteral("stopped")}));
     EXPECT_EQ(server.connectionCount(), 2);
     EXPECT_FALSE(reader.sentClearDevice());
-    EXPECT_FALSE(QTest::qWaitFor([&] { return rec.size() > 2; }, 200));
+    EXPECT_FALSE(waitUntil([&] { return rec.size() > 2; }, 200));
 }
 
 TEST_F(LogReaderTest, DeviceNotFoundInAnyCaseIsReportedAsSuch)
@@ -102,7 +102,7 @@ TEST_F(LogReaderTest, DeviceNotFoundInAnyCaseIsReportedAsSuch)
         lr.setDeviceId(QStringLiteral("SERIAL"));
         lr.setDelegate(&r);
         lr.connect();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return r.count(QStringLiteral("stopped")) > 0; }, 5000));
+        ASSERT_TRUE(waitUntil([&] { return r.count(QStringLiteral("stopped")) > 0; }, 5000));
         EXPECT_EQ(r.events(), (QStringList{QStringLiteral("notFound:logReader:2:") + QString::fromLatin1(message),
                                            QStringLiteral("stopped")}));
         EXPECT_FALSE(lr.isConnecting());
@@ -137,9 +137,9 @@ TEST_F(LogReaderTest, FailureOfTheLogcatOrClearRequestIsReadTheSameWay)
     lr.setDeviceId(QStringLiteral("S"));
     lr.setDelegate(&r);
     lr.connect();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return r.count(QStringLiteral("error:logReader:2:nope")) > 0; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return r.count(QStringLiteral("error:logReader:2:nope")) > 0; }, 5000));
     // The clear request is outstanding, so its connection's end is not reported.
-    EXPECT_FALSE(QTest::qWaitFor([&] { return r.size() > 1; }, 300));
+    EXPECT_FALSE(waitUntil([&] { return r.size() > 1; }, 300));
     EXPECT_TRUE(lr.sentClearDevice());
 }
 
@@ -163,7 +163,7 @@ TEST_F(LogReaderTest, BrokenFailureRepliesEndInStoppedOnly)
         lr.setDeviceId(QStringLiteral("SERIAL"));
         lr.setDelegate(&r);
         lr.connect();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return r.count(QStringLiteral("stopped")) > 0; }, 5000)) << replyBytes.data();
+        ASSERT_TRUE(waitUntil([&] { return r.count(QStringLiteral("stopped")) > 0; }, 5000)) << replyBytes.data();
         EXPECT_EQ(r.events(), QStringList{QStringLiteral("stopped")}) << replyBytes.data();
     }
 }
@@ -190,16 +190,16 @@ TEST_F(LogReaderTest, StopEndsTheStreamWithOneStoppedAndTheReaderCanRunAgain)
     reader.setDeviceId(QStringLiteral("SERIAL"));
     reader.setDelegate(&rec);
     reader.connect();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
     EXPECT_TRUE(reader.isConnected());
     reader.stop();
     reader.stop();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 2; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 2; }, 5000));
     EXPECT_FALSE(reader.isConnected());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return server.clientClosedCount() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return server.clientClosedCount() == 1; }, 5000));
 
     reader.connect();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 4; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 4; }, 5000));
     EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("line:first\n"), QStringLiteral("stopped"),
                                          QStringLiteral("line:second\n"), QStringLiteral("stopped")}));
 }
@@ -274,7 +274,7 @@ TEST_F(LogReaderTest, CloseAtEveryBytePositionEndsInStoppedWithTheWholeLinesSoFa
         lr.setDeviceId(QStringLiteral("SERIAL"));
         lr.setDelegate(&r);
         lr.connect();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return r.count(QStringLiteral("stopped")) > 0; }, 5000)) << cut;
+        ASSERT_TRUE(waitUntil([&] { return r.count(QStringLiteral("stopped")) > 0; }, 5000)) << cut;
         QStringList expected;
         if (cut >= first.size() + 7)
             expected.append(QStringLiteral("line:ab\n"));

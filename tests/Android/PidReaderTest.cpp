@@ -29,8 +29,8 @@ protected:
         reader.setDeviceId(serial);
         reader.setDelegate(&rec);
         reader.connect();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
-        EXPECT_FALSE(QTest::qWaitFor([&] { return rec.size() > 1; }, 100));
+        EXPECT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
+        EXPECT_FALSE(waitUntil([&] { return rec.size() > 1; }, 100));
         return rec.events();
     }
 
@@ -89,8 +89,8 @@ TEST_F(PidReaderTest, NoOutputFailureOrInvalidUtf8)
     pr.setDeviceId(QStringLiteral("SERIAL"));
     pr.setDelegate(&r);
     pr.connect();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return failing.clientClosedCount() == 1; }, 5000)); // closed by stop()
-    EXPECT_FALSE(QTest::qWaitFor([&] { return r.size() > 0; }, 100));
+    ASSERT_TRUE(waitUntil([&] { return failing.clientClosedCount() == 1; }, 5000)); // closed by stop()
+    EXPECT_FALSE(waitUntil([&] { return r.size() > 0; }, 100));
 
     FakeAdbServer invalid;
     invalid.useForClient();
@@ -102,7 +102,7 @@ TEST_F(PidReaderTest, NoOutputFailureOrInvalidUtf8)
     pr2.setDeviceId(QStringLiteral("SERIAL"));
     pr2.setDelegate(&r2);
     pr2.connect();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return r2.size() == 1; }, 5000));
+    ASSERT_TRUE(waitUntil([&] { return r2.size() == 1; }, 5000));
     EXPECT_EQ(r2.events(), QStringList{QStringLiteral("pids:<absent>")});
 }
 
@@ -127,8 +127,8 @@ TEST_F(PidReaderTest, CloseAtEveryBytePositionNeverReportsAFragment)
         pr.setDeviceId(QStringLiteral("SERIAL"));
         pr.setDelegate(&r);
         pr.connect();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return local.allScriptsDone() && !pr.isConnected(); }, 5000)) << cut;
-        EXPECT_FALSE(QTest::qWaitFor([&] { return r.size() > 1; }, 20));
+        ASSERT_TRUE(waitUntil([&] { return local.allScriptsDone() && !pr.isConnected(); }, 5000)) << cut;
+        EXPECT_FALSE(waitUntil([&] { return r.size() > 1; }, 20));
         QStringList expected;
         if (cut >= 4 + 10)
             expected.append(QStringLiteral("pids:p1\np2\n"));

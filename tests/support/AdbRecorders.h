@@ -6,13 +6,35 @@
 #include "Android/LogReader.h"
 #include "Android/PidReader.h"
 
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QStringList>
 #include <QThread>
+#include <QTimer>
 
 #include <functional>
 #include <ostream>
+
+// Waits for pred while running the event loop, checking every millisecond (QTest::qWaitFor sleeps
+// 10 ms between checks, which makes many short network round trips slow).
+inline bool waitUntil(const std::function<bool()> &pred, int timeoutMs)
+{
+    if (pred())
+        return true;
+    QEventLoop loop;
+    QTimer poll;
+    QElapsedTimer clock;
+    clock.start();
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (pred() || clock.elapsed() > timeoutMs)
+            loop.quit();
+    });
+    poll.start(1);
+    loop.exec();
+    return pred();
+}
 
 // Readable GoogleTest failure output for Qt strings.
 inline void PrintTo(const QString &text, std::ostream *os)
