@@ -70,7 +70,7 @@ void DeviceLog::produce(qsizetype maxLines, qsizetype maxBytes)
     if (maxLines <= 0)
         return;
     QByteArray batch;
-    batch.reserve(maxBytes + 4096);
+    batch.reserve(maxBytes + 8192); // one line past maxBytes at most
     qsizetype lines = 0;
     while (lines < maxLines && batch.size() < maxBytes) {
         m_generator.appendLine(batch);

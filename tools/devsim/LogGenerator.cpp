@@ -97,31 +97,37 @@ template <size_t N> qsizetype countOf(const char *const (&)[N])
     return N;
 }
 
-void appendPadded(QByteArray &out, int value, int width)
+// Writes into space reserved up front: appending byte by byte to a QByteArray costs more than the
+// whole rest of a line.
+struct LineWriter
 {
-    char digits[12];
-    int n = 0;
-    do {
-        digits[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value > 0 && n < 11);
-    for (int i = n; i < width; ++i)
-        out.append(' ');
-    while (n > 0)
-        out.append(digits[--n]);
-}
+    char *p;
 
-void appendNumber(QByteArray &out, uint64_t value)
-{
-    char digits[24];
-    int n = 0;
-    do {
-        digits[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value > 0);
-    while (n > 0)
-        out.append(digits[--n]);
-}
+    void put(char c) { *p++ = c; }
+    void put(const char *text, size_t size)
+    {
+        std::memcpy(p, text, size);
+        p += size;
+    }
+    void put(const char *text) { put(text, std::strlen(text)); }
+    void put(const QByteArray &text) { put(text.constData(), size_t(text.size())); }
+    void number(uint64_t value, int width = 0)
+    {
+        char digits[24];
+        int n = 0;
+        do {
+            digits[n++] = char('0' + value % 10);
+            value /= 10;
+        } while (value > 0);
+        for (int i = n; i < width; ++i)
+            *p++ = ' ';
+        while (n > 0)
+            *p++ = digits[--n];
+    }
+};
+
+// Longest line appendLine writes: header, tag and the longest message (about 2,100 bytes).
+constexpr qsizetype kMaxLine = 4096;
 } // namespace
 
 LogGenerator::LogGenerator(uint64_t seed)
@@ -206,7 +212,7 @@ int64_t LogGenerator::nextTimeMs()
     return next;
 }
 
-void LogGenerator::appendTimePrefix(QByteArray &out, int64_t ms)
+void LogGenerator::appendTimePrefix(char *&out, int64_t ms)
 {
     const int64_t second = ms / 1000;
     if (second != m_cachedSecond) {
@@ -217,16 +223,21 @@ void LogGenerator::appendTimePrefix(QByteArray &out, int64_t ms)
         const QByteArray text = time.toString(QStringLiteral("MM-dd HH:mm:ss.")).toLatin1();
         std::memcpy(m_secondPrefix, text.constData(), std::min<size_t>(size_t(text.size()), 15));
     }
-    out.append(m_secondPrefix, 15);
+    std::memcpy(out, m_secondPrefix, 15);
     const int millis = int(ms % 1000);
-    out.append(char('0' + millis / 100));
-    out.append(char('0' + millis / 10 % 10));
-    out.append(char('0' + millis % 10));
+    out[15] = char('0' + millis / 100);
+    out[16] = char('0' + millis / 10 % 10);
+    out[17] = char('0' + millis % 10);
+    out += 18;
 }
 
 qsizetype LogGenerator::appendLine(QByteArray &out)
 {
     const qsizetype start = out.size();
+    out.resize(start + kMaxLine);
+    char *const begin = out.data() + start;
+    LineWriter w{begin};
+
     const uint64_t r = random();
     const Writer &writer = m_writers[qsizetype(r % uint64_t(m_writers.size()))];
     const Process &process = m_processes[writer.process];
@@ -234,48 +245,50 @@ qsizetype LogGenerator::appendLine(QByteArray &out)
     const QByteArray &tag = writer.tags[qsizetype((r >> 16) % uint64_t(writer.tags.size()))];
     char level = kLevels[(r >> 24) % 16];
     const unsigned kind = unsigned((r >> 32) % 100);
-
-    appendTimePrefix(out, nextTimeMs());
-    out.append(' ');
-    appendPadded(out, process.pid, 5);
-    out.append(' ');
-    appendPadded(out, tid, 5);
-    out.append(' ');
     if (kind >= 97)
         level = (kind == 99 && (r >> 40) % 8 == 0) ? 'F' : 'E';
-    out.append(level);
-    out.append(' ');
-    out.append(tag);
+
+    appendTimePrefix(w.p, nextTimeMs());
+    w.put(' ');
+    w.number(uint64_t(process.pid), 5);
+    w.put(' ');
+    w.number(uint64_t(tid), 5);
+    w.put(' ');
+    w.put(level);
+    w.put(' ');
+    w.put(tag);
     for (qsizetype i = tag.size(); i < 8; ++i)
-        out.append(' ');
-    out.append(": ", 2);
+        w.put(' ');
+    w.put(": ", 2);
 
     const uint64_t number = (r >> 44) % 100000;
     if (kind < 70) {
-        out.append(kShortTexts[(r >> 40) % uint64_t(countOf(kShortTexts))]);
-        appendNumber(out, number);
+        w.put(kShortTexts[(r >> 40) % uint64_t(countOf(kShortTexts))]);
+        w.number(number);
     } else if (kind < 82) {
-        out.append(kJsonTexts[(r >> 40) % uint64_t(countOf(kJsonTexts))]);
-        appendNumber(out, number);
-        out.append('}');
+        w.put(kJsonTexts[(r >> 40) % uint64_t(countOf(kJsonTexts))]);
+        w.number(number);
+        w.put('}');
     } else if (kind < 91) {
-        out.append(kUnicodeTexts[(r >> 40) % uint64_t(countOf(kUnicodeTexts))]);
-        appendNumber(out, number);
+        w.put(kUnicodeTexts[(r >> 40) % uint64_t(countOf(kUnicodeTexts))]);
+        w.number(number);
     } else if (kind < 97) {
-        // A long message, as apps dump request bodies: 300 to about 2300 characters.
-        out.append("payload dump ");
+        // A long message, as apps dump request bodies: 300 to about 2,100 characters.
+        w.put("payload dump ");
         const int words = 30 + int(number % 200);
         for (int i = 0; i < words; ++i) {
-            out.append("chunk");
-            appendNumber(out, uint64_t(i));
-            out.append(i % 10 == 9 ? ";" : ",");
+            w.put("chunk", 5);
+            w.number(uint64_t(i));
+            w.put(i % 10 == 9 ? ';' : ',');
         }
     } else {
-        out.append(kErrorTexts[(r >> 40) % uint64_t(countOf(kErrorTexts))]);
-        appendNumber(out, number);
-        out.append(')');
+        w.put(kErrorTexts[(r >> 40) % uint64_t(countOf(kErrorTexts))]);
+        w.number(number);
+        w.put(')');
     }
-    out.append('\n');
+    w.put('\n');
+    const qsizetype length = w.p - begin;
+    out.resize(start + length);
     ++m_lines;
-    return out.size() - start;
+    return length;
 }

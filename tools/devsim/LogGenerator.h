@@ -45,7 +45,7 @@ public:
 private:
     uint64_t random();
     int64_t nextTimeMs();
-    void appendTimePrefix(QByteArray &out, int64_t ms);
+    void appendTimePrefix(char *&out, int64_t ms);
 
     QList<Process> m_processes;
     struct Writer
