@@ -164,20 +164,20 @@ int LogTableModel::defaultColumnChars(LogEntry::Field field)
     case LogEntry::Idx:
         return 8;
     case LogEntry::Time:
-        return 19; // "01-23 14:05:06.789"
+        return 23; // "2024-01-23 14:05:06.789" of the system's own lines
     case LogEntry::App:
-        return 26;
+        return 18;
     case LogEntry::Pid:
     case LogEntry::Tid:
-        return 6;
+        return 5;
     case LogEntry::Type:
         return 5;
     case LogEntry::Name:
-        return 22;
+        return 16;
     case LogEntry::Text:
-        return 110;
+        return 100;
     case LogEntry::Note:
-        return 20;
+        return 6;
     }
     return 10;
 }

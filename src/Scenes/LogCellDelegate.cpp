@@ -74,10 +74,9 @@ void LogCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &optio
         const QString marked = text.mid(start, end - start);
         const QRect markRect(markLeft, textRect.top(), metrics.horizontalAdvance(marked), textRect.height());
         painter->fillRect(markRect, markColor(selected, focused, opt.palette));
-        // On the mark the text must contrast with the mark, not with the selection.
-        QColor markText = textColor;
-        if (selected)
-            markText = focused ? opt.palette.color(QPalette::Active, QPalette::Text) : QColor(Qt::black);
+        // On the mark the text must contrast with the mark, not with the level colour or the selection.
+        const QColor markText =
+            selected && focused ? opt.palette.color(QPalette::Active, QPalette::Text) : QColor(Qt::black);
         painter->setPen(markText);
         painter->drawText(markRect, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, marked);
     }

@@ -44,10 +44,12 @@ void LogTableController::applyDefaultColumnWidths()
     QHeaderView *header = m_table->horizontalHeader();
     for (int column = 0; column < LogEntry::FieldCount; ++column) {
         const auto field = LogEntry::Field(column);
-        header->resizeSection(column, LogTableModel::defaultColumnChars(field) * charWidth + 16);
+        header->resizeSection(column, LogTableModel::defaultColumnChars(field) * charWidth + 14);
     }
     // The running number is an identity, not something to read; the user can show it again.
     header->hideSection(LogEntry::Idx);
+    // The message reads best as the last column, stretched to the window's edge.
+    header->moveSection(header->visualIndex(LogEntry::Note), header->visualIndex(LogEntry::Text));
 }
 
 void LogTableController::showRows(QVector<LogEntry> rows)

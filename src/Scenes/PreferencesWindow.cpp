@@ -45,6 +45,30 @@ QIcon colorPrefsIcon()
     return QIcon(pixmap);
 }
 
+QIcon generalPrefsIcon()
+{
+    QIcon themed = QIcon::fromTheme(QStringLiteral("preferences-system"));
+    if (!themed.isNull())
+        return themed;
+    // A gear, painted for the same reason as the colour wheel.
+    QPixmap pixmap(56, 56);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.translate(28, 28);
+    const QColor metal(120, 124, 130);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(metal);
+    for (int tooth = 0; tooth < 8; ++tooth) {
+        painter.drawRoundedRect(QRectF(-5, -25, 10, 12), 2, 2);
+        painter.rotate(45);
+    }
+    painter.drawEllipse(QPointF(0, 0), 17, 17);
+    painter.setBrush(QColor(235, 235, 235));
+    painter.drawEllipse(QPointF(0, 0), 7, 7);
+    return QIcon(pixmap);
+}
+
 QIcon swatchIcon(const QColor &color)
 {
     QPixmap pixmap(40, 16);
@@ -78,8 +102,7 @@ QuillfernPreferences *QuillfernPreferences::sharedPrefsWindowController(QWidget 
 
 void QuillfernPreferences::setupToolbar()
 {
-    addView(m_generalView, QStringLiteral("General"),
-            QIcon::fromTheme(QStringLiteral("preferences-system"), style()->standardIcon(QStyle::SP_ComputerIcon)));
+    addView(m_generalView, QStringLiteral("General"), generalPrefsIcon());
     addView(m_appearanceView, QStringLiteral("Appearance"), colorPrefsIcon());
 }
 
