@@ -95,8 +95,15 @@ protected:
     void sink_it_(const spdlog::details::log_msg &msg) override
     {
         if (msg.level != BarrierLevel) {
-            for (const auto &target : m_sinks)
-                target->log(msg);
+            for (const auto &target : m_sinks) {
+                // A failing sink (disk full) must not keep the line from being counted below, or the
+                // caller of an error line would wait for nothing.
+                try {
+                    target->log(msg);
+                } catch (const spdlog::spdlog_ex &error) {
+                    std::fprintf(stderr, "Quillfern: diagnostic log write failed: %s\n", error.what());
+                }
+            }
         }
         if (msg.level >= spdlog::level::err) {
             flush_();
@@ -110,8 +117,13 @@ protected:
 
     void flush_() override
     {
-        for (const auto &target : m_sinks)
-            target->flush();
+        for (const auto &target : m_sinks) {
+            try {
+                target->flush();
+            } catch (const spdlog::spdlog_ex &error) {
+                std::fprintf(stderr, "Quillfern: diagnostic log flush failed: %s\n", error.what());
+            }
+        }
     }
 
 private:
@@ -151,8 +163,10 @@ struct Logger::Backend
         if (!logger)
             return;
         writeAndWait({}, BarrierLevel, {});
+        // Join the logging thread first (it drains what is queued), so the logger's last reference is
+        // dropped here and not by that thread.
+        pool.reset();
         logger.reset();
-        pool.reset(); // joins the logging thread once the last queued line is out
     }
 };
 
