@@ -133,8 +133,8 @@ bool isValidUtf8Parallel(QByteArrayView data)
     return first && second;
 }
 
-// Parses the lines of [from, to) of the buffer into one block builder.
-void parseRange(const QByteArray &buffer, qsizetype from, qsizetype to, int format, LogEntryBlockBuilder *builder)
+// Parses the lines of [from, to) of the buffer into one block builder; returns the lines walked.
+qsizetype parseRange(const QByteArray &buffer, qsizetype from, qsizetype to, int format, LogEntryBlockBuilder *builder)
 {
     const char *base = buffer.constData();
     qsizetype estimate = 0;
@@ -146,13 +146,16 @@ void parseRange(const QByteArray &buffer, qsizetype from, qsizetype to, int form
     const char *line = nullptr;
     qsizetype size = 0;
     LogEntryFields fields;
+    qsizetype walked = 0;
     while (lines.next(&line, &size)) {
+        ++walked;
         const QByteArrayView view(line, size);
         if (!hasThreeCharacters(view))
             continue;
         if (LogLineParser::parseFields(view, format, &fields))
             builder->addRow(line - base, fields);
     }
+    return walked;
 }
 
 // Start of the first line that begins at or after pos (so both halves hold whole lines).
@@ -331,9 +334,6 @@ LogFileResult LogDocument::readTextData(QByteArray data, LogIndexCounter &counte
             result.encoding = QStringLiteral("ISO 8859-1");
         }
     }
-    result.lineCount = countLines(data);
-    QF_LOG(QStringLiteral("reading file:%1, lines:%2").arg(name).arg(result.lineCount));
-
     LineWalker walker(data.constData(), data.constData() + data.size());
     result.format = LogLineParser::determineLogType([&walker](QByteArrayView *line) {
         const char *b = nullptr;
@@ -343,6 +343,10 @@ LogFileResult LogDocument::readTextData(QByteArray data, LogIndexCounter &counte
         *line = QByteArrayView(b, n);
         return true;
     });
+    if (result.format == LogLineFormatUnknown || result.format == LogLineFormatLong) {
+        result.lineCount = countLines(data);
+        QF_LOG(QStringLiteral("reading file:%1, lines:%2").arg(name).arg(result.lineCount));
+    }
     if (result.format == LogLineFormatUnknown)
         return result;
 
@@ -368,12 +372,16 @@ LogFileResult LogDocument::readTextData(QByteArray data, LogIndexCounter &counte
     LogEntryBlockBuilder first(data);
     LogEntryBlockBuilder second(data);
     if (split < data.size()) {
-        std::thread worker([&] { parseRange(data, split, data.size(), result.format, &second); });
-        parseRange(data, 0, split, result.format, &first);
+        qsizetype secondLines = 0;
+        std::thread worker([&] { secondLines = parseRange(data, split, data.size(), result.format, &second); });
+        // The first range ends right after a line end, so its walk counts one empty line too many.
+        result.lineCount = parseRange(data, 0, split, result.format, &first) - 1;
         worker.join();
+        result.lineCount += secondLines;
     } else {
-        parseRange(data, 0, data.size(), result.format, &first);
+        result.lineCount = parseRange(data, 0, data.size(), result.format, &first);
     }
+    QF_LOG(QStringLiteral("reading file:%1, lines:%2").arg(name).arg(result.lineCount));
     const qsizetype n1 = first.size();
     result.entries.reserve(n1 + second.size());
     adviseHugePages(result.entries.constData(), result.entries.capacity() * qsizetype(sizeof(LogEntry)));
