@@ -31,7 +31,8 @@ cleanup() {
 trap cleanup EXIT
 trap 'exit 130' INT TERM
 
-if [ "$real_devices" -eq 0 ]; then
+# A log file on the command line opens instead of the live log: no simulator then.
+if [ "$real_devices" -eq 0 ] && [ $# -eq 0 ]; then
     devsim_log="$build/devsim.log"
     "$build/tools/quillfern-devsim" --connect --rate 20 --adb-port "$adb_port" >"$devsim_log" 2>&1 &
     devsim_pid=$!
