@@ -1,15 +1,36 @@
 // SPDX-License-Identifier: MIT
+#include "Helpers/Logger.h"
+#include "Scenes/QuillfernAppDelegate.h"
+
 #include <QApplication>
-#include <QMainWindow>
+#include <QFileInfo>
+#include <QIcon>
+#include <QMetaObject>
 
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    QApplication::setOrganizationName("Quillfern");
-    QApplication::setApplicationName("Quillfern");
-    QMainWindow window;
-    window.setWindowTitle("No devices connected");
-    window.resize(1000, 700);
-    window.show();
+    QApplication::setOrganizationName(QStringLiteral("Quillfern"));
+    QApplication::setApplicationName(QStringLiteral("Quillfern"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Quillfern"));
+    QApplication::setDesktopFileName(QStringLiteral("quillfern"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/quillfern-256.png")));
+    // Closing the main window quits.
+    QApplication::setQuitOnLastWindowClosed(true);
+
+    Logger::getInstance().registerLogger();
+
+    QuillfernAppDelegate controller;
+    controller.applicationDidFinishLaunching();
+
+    // A log file named on the command line opens as if the desktop had handed it over.
+    const QStringList arguments = QApplication::arguments().mid(1);
+    for (const QString &argument : arguments) {
+        if (argument.startsWith(QLatin1Char('-')))
+            continue;
+        const QString path = QFileInfo(argument).absoluteFilePath();
+        QMetaObject::invokeMethod(&controller, [&controller, path] { controller.openFile(path); }, Qt::QueuedConnection);
+        break;
+    }
     return app.exec();
 }

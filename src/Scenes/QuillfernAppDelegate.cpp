@@ -1,0 +1,549 @@
+// SPDX-License-Identifier: MIT
+#include "Scenes/QuillfernAppDelegate.h"
+
+#include "BuildInfo.h"
+#include "ConnectionStatus.h"
+#include "Helpers/Logger.h"
+#include "Helpers/Settings.h"
+#include "Helpers/Utils.h"
+#include "LogDocument.h"
+#include "ReconnectPolicy.h"
+#include "Scenes/AboutDialog.h"
+#include "Scenes/DevicePickerSheet.h"
+#include "Scenes/FilterListView.h"
+#include "Scenes/LogTableController.h"
+#include "Scenes/MainWindow.h"
+#include "Scenes/PreferencesWindow.h"
+#include "Scenes/SavedFiltersController.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMessageBox>
+#include <QProcess>
+#include <QThread>
+#include <QUrlQuery>
+
+const QUrl QuillfernAppDelegate::SharedFiltersUrl(QStringLiteral("https://github.com/quillfern/quillfern-filters"));
+const QUrl QuillfernAppDelegate::LogTagHelpUrl(
+    QStringLiteral("https://developer.android.com/tools/logcat#filteringOutput"));
+const QString QuillfernAppDelegate::FeedbackAddress = QStringLiteral("feedback@quillfern.org");
+
+QuillfernAppDelegate::QuillfernAppDelegate()
+    : QuillfernAppDelegate(Options{})
+{
+}
+
+QuillfernAppDelegate::QuillfernAppDelegate(Options options)
+    : m_options(std::move(options))
+{
+    if (!m_options.startAdb) {
+        m_options.startAdb = [this](std::function<void(bool)> done) {
+            // The completion may come from the tool's thread: hand it back to this one.
+            QPointer<QuillfernAppDelegate> self(this);
+            Utils::startAdb([self, done = std::move(done)](bool ok) {
+                if (self)
+                    QMetaObject::invokeMethod(self, [done, ok] { done(ok); }, Qt::QueuedConnection);
+            });
+        };
+    }
+    if (!m_options.openUrl)
+        m_options.openUrl = [](const QUrl &url) { QDesktopServices::openUrl(url); };
+    if (!m_options.startDetached)
+        m_options.startDetached = [](const QString &program, const QStringList &arguments) {
+            return QProcess::startDetached(program, arguments);
+        };
+    m_reconnect = std::make_unique<ReconnectPolicy>(std::move(m_options.reconnectTimer));
+    connect(m_reconnect.get(), &ReconnectPolicy::reconnectDue, this, &QuillfernAppDelegate::onReconnectTimerTick);
+}
+
+QuillfernAppDelegate::~QuillfernAppDelegate()
+{
+    applicationWillTerminate();
+    if (m_cancelFlag)
+        m_cancelFlag->store(true);
+    for (const QPointer<QThread> &worker : std::as_const(m_workers))
+        if (worker)
+            worker->wait();
+    if (m_logDatasource)
+        m_logDatasource->setDelegate(nullptr);
+    if (m_deviceSource)
+        m_deviceSource->setDelegate(nullptr);
+    if (m_window)
+        m_window->logTable()->setMenuDelegate(nullptr);
+    // The table controller watches the window's table: it goes first.
+    m_filters.reset();
+    m_table.reset();
+    m_window.reset();
+    m_logDatasource.reset();
+    m_deviceSource.reset();
+}
+
+bool QuillfernAppDelegate::autoReconnect() const
+{
+    return m_reconnect->autoReconnect();
+}
+
+// --- Application life cycle ---
+
+void QuillfernAppDelegate::applicationDidFinishLaunching()
+{
+    QF_LOG(QStringLiteral("launch: %1 %2 (%3, %4) args:%5")
+               .arg(QCoreApplication::applicationName(), QStringLiteral(QF_VERSION), QStringLiteral(QF_GIT_REVISION),
+                    QStringLiteral(QF_BUILD_DATE), QCoreApplication::arguments().join(QLatin1Char(' '))));
+
+    m_window = std::make_unique<MainWindow>();
+    m_logDatasource = std::make_unique<LogDatasource>();
+    if (m_options.logReaderHooks.startLogReader)
+        m_logDatasource->setReaderHooks(m_options.logReaderHooks);
+    m_logDatasource->setDelegate(this);
+    m_window->logTable()->setMenuDelegate(this);
+
+    Settings::registerDefaults();
+    m_table = std::make_unique<LogTableController>(m_window->logTable());
+    m_filters = std::make_unique<SavedFiltersController>(m_window.get(), m_logDatasource.get(), m_table.get());
+    m_filters->setStopLogging([this] { stopLogging(); });
+    m_table->readSettings();
+    m_filters->readSettings();
+
+    m_table->changeScrollToBottom(true);
+    m_window->setAutoFollowChecked(m_table->scrollToBottom());
+
+    m_deviceSource = std::make_unique<DeviceListDatasource>();
+    m_deviceSource->setDelegate(this);
+
+    m_window->filterList()->selectRow(0);
+
+    connectWindow();
+    connect(m_logDatasource.get(), &LogDatasource::logDataUpdated, this, &QuillfernAppDelegate::onLogUpdated);
+
+    m_deviceList.clear();
+    startLogging();
+    updateStatus();
+    m_window->show();
+    m_window->raise();
+    m_window->activateWindow();
+}
+
+void QuillfernAppDelegate::connectWindow()
+{
+    const MainWindow::Actions &a = m_window->actions();
+    connect(a.connect, &QAction::triggered, this, &QuillfernAppDelegate::onConnectButtonPressed);
+    connect(a.autoFollow, &QAction::triggered, this, [this] { m_table->toggleAutoFollow(); });
+    connect(m_table.get(), &LogTableController::scrollToBottomChanged, m_window.get(), &MainWindow::setAutoFollowChecked);
+    connect(a.preferences, &QAction::triggered, this, &QuillfernAppDelegate::preferences);
+    connect(a.newWindow, &QAction::triggered, this, &QuillfernAppDelegate::newWindow);
+    connect(a.open, &QAction::triggered, this, &QuillfernAppDelegate::openLogcatFile);
+    connect(a.save, &QAction::triggered, this, &QuillfernAppDelegate::saveDocument);
+    connect(a.saveAsText, &QAction::triggered, this, &QuillfernAppDelegate::saveDocumentAsText);
+    connect(a.clearLog, &QAction::triggered, this, &QuillfernAppDelegate::clearLog);
+    connect(a.biggerFont, &QAction::triggered, m_table.get(), &LogTableController::biggerFont);
+    connect(a.smallerFont, &QAction::triggered, m_table.get(), &LogTableController::smallerFont);
+    connect(a.logTagHelp, &QAction::triggered, this, &QuillfernAppDelegate::onLogTagHelp);
+    connect(a.feedback, &QAction::triggered, this, &QuillfernAppDelegate::onHelpClick);
+    connect(a.sharedFilters, &QAction::triggered, this, [this] { filterToolbarClicked(FilterListView::SharedFiltersSegment); });
+    connect(a.about, &QAction::triggered, this, &QuillfernAppDelegate::orderFrontStandardAboutPanel);
+    connect(m_window->filterList(), &FilterListView::segmentClicked, this, &QuillfernAppDelegate::filterToolbarClicked);
+    connect(m_window->searchField(), &QLineEdit::textChanged, m_table.get(), &LogTableController::setSearchText);
+    connect(m_window.get(), &MainWindow::progressCancelled, this, &QuillfernAppDelegate::cancelProgress);
+    connect(m_window.get(), &MainWindow::closing, this, &QuillfernAppDelegate::applicationWillTerminate);
+}
+
+void QuillfernAppDelegate::applicationWillTerminate()
+{
+    if (m_terminating)
+        return;
+    m_terminating = true;
+    if (m_logDatasource)
+        disconnect(m_logDatasource.get(), &LogDatasource::logDataUpdated, this, &QuillfernAppDelegate::onLogUpdated);
+}
+
+bool QuillfernAppDelegate::openFile(const QString &path)
+{
+    QF_LOG(QStringLiteral("file:%1").arg(path));
+    if (m_filters->openIfFilterFile(path))
+        return true;
+    stopLogging();
+    m_isDatasourceDevice = false;
+    if (LogDocument::kindForPath(path) == LogDocument::FileKind::DictionaryCandidate) {
+        // Such documents are recognised but not loaded.
+        if (const auto lines = LogDocument::dictionaryDocumentLineCount(path)) {
+            QF_LOG(QStringLiteral("dictionary format:%1, lines:%2").arg(path).arg(*lines));
+            return true;
+        }
+    }
+    loadFileInBackground(path);
+    return true;
+}
+
+void QuillfernAppDelegate::newWindow()
+{
+    const QString program = QCoreApplication::applicationFilePath();
+    const bool ok = m_options.startDetached(program, {});
+    QF_LOG(QStringLiteral("new window: %1 started:%2").arg(program).arg(ok));
+}
+
+void QuillfernAppDelegate::orderFrontStandardAboutPanel()
+{
+    if (!m_about)
+        m_about = new AboutDialog(m_window.get());
+    m_about->show();
+    m_about->raise();
+}
+
+// --- Main-window commands ---
+
+void QuillfernAppDelegate::clearLog()
+{
+    m_logDatasource->clearLog();
+    m_table->showRows({});
+    updateStatus();
+}
+
+void QuillfernAppDelegate::filterToolbarClicked(int segment)
+{
+    switch (segment) {
+    case FilterListView::AddSegment:
+        m_filters->addFilter();
+        break;
+    case FilterListView::RemoveSegment:
+        m_filters->removeFilter();
+        break;
+    case FilterListView::SharedFiltersSegment:
+        openUrl(SharedFiltersUrl);
+        break;
+    default:
+        break;
+    }
+}
+
+void QuillfernAppDelegate::onLogTagHelp()
+{
+    openUrl(LogTagHelpUrl);
+}
+
+void QuillfernAppDelegate::onHelpClick()
+{
+    QUrl mail(QStringLiteral("mailto:") + FeedbackAddress);
+    QUrlQuery query;
+    query.addQueryItem(QStringLiteral("subject"), QStringLiteral("Quillfern Feedback"));
+    query.addQueryItem(QStringLiteral("body"), QString());
+    mail.setQuery(query);
+    openUrl(mail);
+}
+
+void QuillfernAppDelegate::preferences()
+{
+    QuillfernPreferences *prefs = QuillfernPreferences::sharedPrefsWindowController(m_window.get());
+    if (!m_prefsConnected) {
+        m_prefsConnected = true;
+        connect(prefs, &QuillfernPreferences::fontsChanged, m_table.get(), &LogTableController::fontsChanged);
+    }
+    prefs->showWindow();
+}
+
+void QuillfernAppDelegate::openUrl(const QUrl &url)
+{
+    QF_LOG(QStringLiteral("open url: %1").arg(url.toString()));
+    m_options.openUrl(url);
+}
+
+// --- Connection ---
+
+void QuillfernAppDelegate::onConnectButtonPressed()
+{
+    QF_LOG(QStringLiteral("isLogging:%1, autoReconnect:%2").arg(int(m_logDatasource->isLogging())).arg(int(autoReconnect())));
+    if (m_logDatasource->isLogging()) {
+        stopLogging();
+    } else if (autoReconnect()) {
+        m_reconnect->setAutoReconnect(false);
+        stopReconnectTimer();
+        resetConnectButton();
+        setOfflineTitle();
+    } else {
+        startLogging();
+    }
+}
+
+void QuillfernAppDelegate::startLogging()
+{
+    m_isDatasourceDevice = true;
+    if (!m_logDatasource->deviceId().isEmpty())
+        m_logDatasource->startLogger();
+    else
+        m_deviceSource->loadDeviceList();
+}
+
+void QuillfernAppDelegate::stopLogging()
+{
+    m_reconnect->setAutoReconnect(false);
+    stopReconnectTimer();
+    m_logDatasource->stopLogger();
+}
+
+void QuillfernAppDelegate::setOffline()
+{
+    m_reconnect->setAutoReconnect(false);
+    m_logDatasource->stopLogger();
+    m_logDatasource->setDeviceId(QString());
+    resetConnectButton();
+    setOfflineTitle();
+}
+
+void QuillfernAppDelegate::resetConnectButton()
+{
+    m_window->setConnectButton(ConnectionStatus::showsStop(m_logDatasource->isLogging(), autoReconnect()));
+}
+
+void QuillfernAppDelegate::setOfflineTitle()
+{
+    m_window->setWindowTitle(ConnectionStatus::offlineTitle(m_reconnect->lastDeviceConnectedTitle(), autoReconnect()));
+}
+
+void QuillfernAppDelegate::updateStatus()
+{
+    const bool filtered = !m_filters->predicate().isNull();
+    m_window->setStatusText(ConnectionStatus::statusText(filtered, quint64(m_table->model()->rowCount()),
+                                                         m_logDatasource->logEventCount(),
+                                                         m_logDatasource->isLogging(), QStringLiteral(QF_VERSION)));
+}
+
+void QuillfernAppDelegate::startReconnectTimer()
+{
+    m_reconnect->startReconnectTimer();
+}
+
+void QuillfernAppDelegate::stopReconnectTimer()
+{
+    m_reconnect->stopReconnectTimer();
+}
+
+void QuillfernAppDelegate::onReconnectTimerTick()
+{
+    if (autoReconnect())
+        startLogging();
+}
+
+void QuillfernAppDelegate::onLogUpdated()
+{
+    m_table->showRows(m_logDatasource->getDataFiltered());
+    updateStatus();
+}
+
+void QuillfernAppDelegate::onLoggerStarted()
+{
+    resetConnectButton();
+    const QString deviceId = m_logDatasource->deviceId();
+    if (deviceId.isEmpty()) {
+        QF_LOG(QStringLiteral("load device list"));
+        m_deviceSource->loadDeviceList();
+        return;
+    }
+    QF_LOG(QStringLiteral("connecting to: %1").arg(deviceId));
+    if (m_reconnect->isDifferentDevice(deviceId)) {
+        QF_LOG(QStringLiteral("different device: %1 (was:%2)").arg(deviceId, m_reconnect->lastDeviceConnectedId()));
+        clearLog();
+    }
+    m_logDatasource->logMessage(QStringLiteral("Started logging %1").arg(deviceId));
+    const auto device = m_deviceList.constFind(deviceId);
+    const QString title = device != m_deviceList.cend() ? getDeviceTitle(*device) : deviceId;
+    m_reconnect->streamStarted(deviceId, title);
+    m_window->setWindowTitle(title);
+    resetConnectButton();
+}
+
+void QuillfernAppDelegate::onLoggerStopped()
+{
+    QF_LOG(QStringLiteral("isDatasourceDevice:%1").arg(int(m_isDatasourceDevice)));
+    m_logDatasource->setDeviceId(QString());
+    resetConnectButton();
+    if (m_isDatasourceDevice)
+        setOfflineTitle();
+    if (autoReconnect())
+        startReconnectTimer();
+    updateStatus();
+}
+
+void QuillfernAppDelegate::onMultipleDevicesConnected()
+{
+    m_deviceSource->loadDeviceList();
+}
+
+void QuillfernAppDelegate::onDeviceNotFound()
+{
+    m_logDatasource->setDeviceId(QString());
+}
+
+void QuillfernAppDelegate::onNoDeviceSelected()
+{
+    showDevicePicker();
+}
+
+void QuillfernAppDelegate::adbNotRunningError(const AdbError &error)
+{
+    QF_LOG(QStringLiteral("adb not running: %1").arg(error.toString()));
+    onLoggerStopped();
+    m_logDatasource->setDeviceId(QString());
+    m_window->setWindowTitle(QString::fromLatin1(ConnectionStatus::StartingAdbTitle));
+    QPointer<QuillfernAppDelegate> self(this);
+    m_options.startAdb([self](bool ok) {
+        if (!self)
+            return;
+        self->setOfflineTitle();
+        if (ok)
+            self->startLogging();
+        else
+            self->showAdbNotRunningError();
+    });
+}
+
+void QuillfernAppDelegate::adbDeviceNotFound(const AdbError &error)
+{
+    QF_LOG(QStringLiteral("device not found: %1").arg(error.toString()));
+    showAlert(QStringLiteral("No Android device found. Make sure device is connected and developer mode is enabled."),
+              QStringLiteral("No Android device found. \n\nMake sure device is connected and developer mode is enabled."));
+}
+
+void QuillfernAppDelegate::adbDeviceNotAuthorized(const QString &deviceId)
+{
+    showAlert(QStringLiteral("Device Not Authorized. Allow USB debugging from device %1").arg(deviceId),
+              QStringLiteral("Device Not Authorized\n\nAllow USB debugging from device %1").arg(deviceId));
+}
+
+void QuillfernAppDelegate::showAdbNotRunningError()
+{
+    showAlert(QStringLiteral("ADB not running. Make sure ADB is running. From Terminal: adb start-server"),
+              QStringLiteral("ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server"));
+}
+
+void QuillfernAppDelegate::showAlert(const QString &logLine, const QString &alertText)
+{
+    setOffline();
+    m_logDatasource->logMessage(logLine);
+    m_window->showAlert(QStringLiteral("Alert"), alertText);
+    emit alertShown(alertText);
+}
+
+void QuillfernAppDelegate::willPruneLogEvents()
+{
+    m_table->willPruneLogEvents();
+}
+
+void QuillfernAppDelegate::didPruneLogEvents(quint64)
+{
+    QPointer<LogTableController> table(m_table.get());
+    QMetaObject::invokeMethod(this, [table] {
+        if (table)
+            table->didPruneLogEvents();
+    }, Qt::QueuedConnection);
+}
+
+// --- Devices ---
+
+QString QuillfernAppDelegate::getDeviceTitle(const DeviceEntry &device)
+{
+    return ConnectionStatus::getDeviceTitle(device.id, device.name.value_or(QString()), device.product.value_or(QString()));
+}
+
+void QuillfernAppDelegate::onDevicesConnected(const QList<DeviceEntry> &devices)
+{
+    QStringList ids;
+    QList<DeviceCandidate> candidates;
+    m_deviceList.clear();
+    for (const DeviceEntry &device : devices) {
+        ids << device.id;
+        m_deviceList.insert(device.id, device);
+        candidates.append({device.id, device.type});
+    }
+    QF_LOG(QStringLiteral("Connected Devices: %1").arg(ids.join(QStringLiteral(", "))));
+
+    const DeviceDecision decision = m_reconnect->chooseDevice(candidates);
+    switch (decision.kind) {
+    case DeviceDecision::NoDevices:
+    case DeviceDecision::DeviceChanged:
+        break;
+    case DeviceDecision::NotAuthorized:
+        adbDeviceNotAuthorized(decision.deviceId);
+        break;
+    case DeviceDecision::Connect:
+        m_logDatasource->setDeviceId(decision.deviceId);
+        startLogging();
+        break;
+    case DeviceDecision::ShowPicker:
+        showDevicePicker();
+        break;
+    }
+}
+
+void QuillfernAppDelegate::onDeviceModel(const QString &deviceId, const QString &model)
+{
+    QF_LOG(QStringLiteral("DeviceID: %1, Model: %2").arg(deviceId, model));
+    const auto device = m_deviceList.find(deviceId);
+    if (device != m_deviceList.end())
+        device->name = model;
+    if (!deviceId.isEmpty() && deviceId == m_logDatasource->deviceId())
+        m_window->setWindowTitle(ConnectionStatus::deviceModelTitle(deviceId, model));
+}
+
+void QuillfernAppDelegate::onDeviceListFailed(int errorType)
+{
+    // Arrives on the reader's thread.
+    QPointer<QuillfernAppDelegate> self(this);
+    QMetaObject::invokeMethod(this, [self, errorType] {
+        if (!self)
+            return;
+        QF_LOG(QStringLiteral("errorType:%1, autoReconnect:%2").arg(errorType).arg(int(self->autoReconnect())));
+        if (errorType == 1 && !self->autoReconnect())
+            self->adbDeviceNotFound(AdbError::logReaderError(1, QStringLiteral("no device")));
+        else if (errorType == 0)
+            self->adbNotRunningError(AdbError::logReaderError(2, QStringLiteral("ADB server not reachable")));
+    }, Qt::QueuedConnection);
+}
+
+void QuillfernAppDelegate::showDevicePicker()
+{
+    if (m_deviceList.isEmpty()) {
+        QF_LOG(QStringLiteral("No devices to show!!!"));
+        return;
+    }
+    if (!m_devicePicker) {
+        m_devicePicker = new DevicePickerSheet(m_window.get());
+        connect(m_devicePicker, &QDialog::finished, this, [this](int returnCode) {
+            QF_LOG(QStringLiteral("return Code: %1, deviceSheetPicker: %2").arg(returnCode).arg(m_devicePicker->objectName()));
+            m_devicePicker->hide();
+            if (returnCode == 0)
+                return;
+            const int index = m_devicePicker->selectedIndex();
+            const QStringList keys = m_deviceList.keys();
+            if (index >= 0 && index < keys.size()) {
+                m_logDatasource->setDeviceId(keys.at(index));
+                startLogging();
+            }
+        });
+    }
+    QStringList titles;
+    for (const DeviceEntry &device : std::as_const(m_deviceList))
+        titles << getDeviceTitle(device);
+    QF_LOG(QStringLiteral("Found %1 devices").arg(m_deviceList.size()));
+    m_devicePicker->setDeviceTitles(titles);
+    m_devicePicker->open();
+}
+
+// --- Tables ---
+
+std::unique_ptr<QMenu> QuillfernAppDelegate::menuForTableView(SelectableTableView *, int, int)
+{
+    return nullptr; // the context menus come with the search and copy commands
+}
+
+bool QuillfernAppDelegate::onKeyEventForTableView(SelectableTableView *, QKeyEvent *)
+{
+    return false;
+}
+
+void QuillfernAppDelegate::onDoubleClick(SelectableTableView *)
+{
+}

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "DeviceListDatasource.h"
+#include "LogDatasource.h"
+#include "Scenes/AboutDialog.h"
+#include "Scenes/DevicePickerSheet.h"
+#include "Scenes/SelectableTableView.h"
+
+#include <QMap>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QUrl>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+class FilterEditorSheet;
+class LogTableController;
+class MainWindow;
+class QMessageBox;
+class QThread;
+class ReconnectPolicy;
+class RepeatingTimer;
+class SavedFiltersController;
+
+// The application controller: owns the main window, the log model and the device list, is the
+// delegate of both, and runs the connection state machine (Run/Stop, the 5-second reconnection to
+// the last device, device choice, the three alerts). Its named operations stay thin and hand the
+// work to the owned collaborators: ReconnectPolicy (when and where to reconnect), ConnectionStatus
+// (every title and status text), LogTableController (the table), SavedFiltersController (filters).
+// GUI thread only; reports from other threads are re-posted here before they touch any state.
+class QuillfernAppDelegate : public QObject,
+                             public LogDatasourceDelegate,
+                             public DeviceListDatasourceDelegate,
+                             public SelectableTableViewDelegate
+{
+    Q_OBJECT
+
+public:
+    struct Options
+    {
+        // The reconnect timer; null means a real 5-second QTimer.
+        std::unique_ptr<RepeatingTimer> reconnectTimer;
+        // Starts the ADB server; the callback runs on the GUI thread with the outcome.
+        // Null means Utils::startAdb.
+        std::function<void(std::function<void(bool ok)>)> startAdb;
+        // Opens a page or mail in the desktop's handler; null means QDesktopServices::openUrl.
+        std::function<void(const QUrl &)> openUrl;
+        // Starts a program detached; null means QProcess::startDetached.
+        std::function<bool(const QString &program, const QStringList &arguments)> startDetached;
+        // Replaces the log stream reader (tests that play a device without adb).
+        LogDatasource::ReaderHooks logReaderHooks;
+    };
+
+    explicit QuillfernAppDelegate(Options options);
+    QuillfernAppDelegate();
+    ~QuillfernAppDelegate() override;
+
+    // Addresses the program opens.
+    static const QUrl SharedFiltersUrl;
+    static const QUrl LogTagHelpUrl;
+    static const QString FeedbackAddress;
+
+    // --- Application life cycle ---
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+    bool openFile(const QString &path); // application:openFile:
+    void newWindow();
+    void orderFrontStandardAboutPanel();
+
+    // --- Main-window commands ---
+    void clearLog();
+    void filterToolbarClicked(int segment);
+    void onLogTagHelp();
+    void onHelpClick();
+    void preferences();
+
+    // --- Connection ---
+    void onConnectButtonPressed();
+    void startLogging();
+    void stopLogging();
+    void setOffline();
+    void resetConnectButton();
+    void setOfflineTitle();
+    void updateStatus();
+    void startReconnectTimer();
+    void stopReconnectTimer();
+    void onReconnectTimerTick();
+    void showDevicePicker();
+    static QString getDeviceTitle(const DeviceEntry &device);
+    void adbDeviceNotAuthorized(const QString &deviceId);
+    void showAdbNotRunningError();
+    void onLogUpdated() override;
+
+    // --- LogDatasourceDelegate (GUI thread) ---
+    void onLoggerStarted() override;
+    void onLoggerStopped() override;
+    void onMultipleDevicesConnected() override;
+    void onDeviceNotFound() override;
+    void onNoDeviceSelected() override;
+    void adbNotRunningError(const AdbError &error) override;
+    void adbDeviceNotFound(const AdbError &error) override;
+    void willPruneLogEvents() override;
+    void didPruneLogEvents(quint64 count) override;
+
+    // --- DeviceListDatasourceDelegate ---
+    void onDevicesConnected(const QList<DeviceEntry> &devices) override;
+    void onDeviceModel(const QString &deviceId, const QString &model) override;
+    void onDeviceListFailed(int errorType) override; // any thread
+
+    // --- SelectableTableViewDelegate ---
+    std::unique_ptr<QMenu> menuForTableView(SelectableTableView *table, int column, int row) override;
+    bool onKeyEventForTableView(SelectableTableView *table, QKeyEvent *event) override;
+    void onDoubleClick(SelectableTableView *table) override;
+
+    // --- Log documents ---
+    void saveDocument();
+    void saveDocumentAsText();
+    void saveFile(const QStringList &extensions);
+    void openLogcatFile();
+    void setFileContents(const QList<LogEntry> &entries, const QString &path);
+    // Writes the rows now (used by saveFile once the user has chosen); false when writing failed.
+    bool writeLogFile(const QString &path, bool visibleOnly);
+    // The Cancel button of a long open or save.
+    void cancelProgress();
+
+    // --- Parts, for the window's owner and for tests ---
+    MainWindow *window() const { return m_window.get(); }
+    LogDatasource *logDatasource() const { return m_logDatasource.get(); }
+    DeviceListDatasource *deviceSource() const { return m_deviceSource.get(); }
+    ReconnectPolicy *reconnectPolicy() const { return m_reconnect.get(); }
+    LogTableController *tableController() const { return m_table.get(); }
+    SavedFiltersController *filters() const { return m_filters.get(); }
+    DevicePickerSheet *devicePickerSheet() const { return m_devicePicker; }
+    const QMap<QString, DeviceEntry> &deviceList() const { return m_deviceList; }
+    bool isDatasourceDevice() const { return m_isDatasourceDevice; }
+    bool autoReconnect() const;
+
+signals:
+    // An alert was shown (message "Alert"); for tests and the diagnostic log alike.
+    void alertShown(const QString &informativeText);
+    // A file finished loading into the window (also after a failed read).
+    void fileOpened(const QString &path, bool ok);
+    void fileSaved(const QString &path, bool ok);
+
+private:
+    void connectWindow();
+    void showAlert(const QString &logLine, const QString &alertText);
+    void openUrl(const QUrl &url);
+    void loadFileInBackground(const QString &path);
+
+    Options m_options;
+    std::unique_ptr<MainWindow> m_window;
+    std::unique_ptr<LogDatasource> m_logDatasource;
+    std::unique_ptr<DeviceListDatasource> m_deviceSource;
+    std::unique_ptr<ReconnectPolicy> m_reconnect;
+    std::unique_ptr<LogTableController> m_table;
+    std::unique_ptr<SavedFiltersController> m_filters;
+    QPointer<DevicePickerSheet> m_devicePicker;
+    QPointer<AboutDialog> m_about;
+
+    QMap<QString, DeviceEntry> m_deviceList;
+    bool m_isDatasourceDevice = false;
+    bool m_terminating = false;
+    bool m_prefsConnected = false;
+    quint64 m_loadGeneration = 0; // a newer open or a cancel makes older loads' results void
+    bool m_loading = false;
+    bool m_saving = false;
+    std::shared_ptr<std::atomic<bool>> m_cancelFlag; // of the running save
+    QList<QPointer<QThread>> m_workers;              // joined on destruction
+};

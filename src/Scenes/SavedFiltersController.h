@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Filter.h"
+#include "SavedFilters.h"
+#include "Scenes/FilterEditorSheet.h"
+#include "Scenes/MainWindow.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+
+class LogDatasource;
+class LogTableController;
+
+// The saved filters in the window: the filter list and its selection rules, the editor sheet with its
+// naming and overwrite question, deleting, export and import, and the active filter built from the
+// list selection and the search box. GUI thread only.
+class SavedFiltersController : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr const char *ExampleFilter =
+        "(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))";
+
+    SavedFiltersController(MainWindow *window, LogDatasource *datasource, LogTableController *table,
+                           QObject *parent = nullptr);
+    ~SavedFiltersController() override;
+
+    // Stops a live stream before an import (the controller's own stop, so retries end too).
+    void setStopLogging(std::function<void()> stopLogging) { m_stopLogging = std::move(stopLogging); }
+
+    const SavedFilters &savedFilters() const { return m_filters; }
+    const Filter &predicate() const { return m_predicate; }
+    FilterEditorSheet *editor() const { return m_editor; }
+
+    // The filter half of readSettings: loads (or creates) the saved filters and reloads the list.
+    void readSettings();
+    void saveFilters();
+
+    void setPredicate(const Filter &filter);
+    // The list selection AND the search box.
+    void applySelectedFilters();
+    // Row 0 clears the filter and the other rows; every row turns auto-follow on.
+    void shouldSelectRow(int row);
+
+    void addFilter();
+    void editFilter();
+    void removeFilter();
+    void showPredicateEditor();
+    bool applyPredicate();
+    void closePredicateSheet();
+    void cancelPredicateEditing();
+    void exportSelectedFilters();
+    void importFilters();
+    // A path ending in "filters" (any case) is imported and true returned; other files are not touched.
+    bool openIfFilterFile(const QString &path);
+
+signals:
+    void filtersChanged();
+
+private:
+    FilterEditorSheet *ensureEditor();
+    void reloadList();
+    void closeEditor();
+
+    QPointer<MainWindow> m_window;
+    LogDatasource *m_datasource;
+    LogTableController *m_table;
+    SavedFilters m_filters;
+    Filter m_predicate;
+    Filter m_editorFilter;
+    bool m_isFirstRun = true;
+    QPointer<FilterEditorSheet> m_editor;
+    std::function<void()> m_stopLogging;
+};

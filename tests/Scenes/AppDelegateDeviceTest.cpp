@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+// The main window against the real adb server and simulated devices: streaming, the cable pulled
+// and put back, another device appearing meanwhile, Stop, and the picker with two devices.
+#include "ReconnectPolicy.h"
+#include "Scenes/DevicePickerSheet.h"
+#include "Scenes/LogTableController.h"
+#include "Scenes/MainWindow.h"
+#include "Scenes/QuillfernAppDelegate.h"
+#include "Scenes/SelectableTableView.h"
+#include "support/AdbTestEnv.h"
+
+#include <QAction>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTest>
+
+namespace {
+
+class ManualTimer final : public RepeatingTimer
+{
+public:
+    explicit ManualTimer(bool *active) : m_active(active) {}
+    void start(std::chrono::milliseconds) override { *m_active = true; }
+    void stop() override { *m_active = false; }
+    bool isActive() const override { return *m_active; }
+
+private:
+    bool *m_active;
+};
+
+QString lineKey(const LogEntry &e)
+{
+    return e.value(LogEntry::Time) + '|' + e.value(LogEntry::Pid) + '|' + e.value(LogEntry::Tid) + '|' +
+           e.value(LogEntry::Type) + '|' + e.value(LogEntry::Name).trimmed() + '|' + e.value(LogEntry::Text).trimmed();
+}
+
+// "MM-dd HH:mm:ss.SSS  pid  tid L tag: text" -> the same key as lineKey.
+QString dumpKey(const QString &line)
+{
+    static const QRegularExpression re(
+        QStringLiteral(R"(^(\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})\s+(\d+)\s+(\d+)\s+([VDIWEFA])\s+(.*?)\s*:(?: |$)(.*)$)"));
+    const QRegularExpressionMatch m = re.match(line);
+    if (!m.hasMatch())
+        return {};
+    return m.captured(1) + '|' + m.captured(2) + '|' + m.captured(3) + '|' + m.captured(4) + '|' +
+           m.captured(5).trimmed() + '|' + m.captured(6).trimmed();
+}
+
+class AppDelegateDeviceTest : public AdbTest
+{
+protected:
+    void SetUp() override
+    {
+        AdbTest::SetUp();
+        QuillfernAppDelegate::Options options;
+        options.reconnectTimer = std::make_unique<ManualTimer>(&timerActive);
+        options.startAdb = [](std::function<void(bool)> done) { done(false); };
+        options.openUrl = [](const QUrl &) {};
+        app = std::make_unique<QuillfernAppDelegate>(std::move(options));
+    }
+    void TearDown() override
+    {
+        app.reset();
+        AdbTest::TearDown();
+    }
+    void launch()
+    {
+        app->applicationDidFinishLaunching();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(app->window()));
+    }
+    QString title() const { return app->window()->windowTitle(); }
+    QString button() const { return app->window()->actions().connect->text(); }
+    bool streamingFrom(const QString &serial) const
+    {
+        return app->logDatasource()->isLogging() && app->reconnectPolicy()->lastDeviceConnectedId() == serial &&
+               !title().contains('[');
+    }
+    // Plays the 5-second timer, faster: ticks while it runs until `done` holds.
+    bool tickUntil(const std::function<bool()> &done, int timeoutMs)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (!done() && clock.elapsed() < timeoutMs) {
+            if (timerActive)
+                app->onReconnectTimerTick();
+            QTest::qWaitFor(done, 700);
+        }
+        return done();
+    }
+    QList<LogEntry> deviceRows() const
+    {
+        QList<LogEntry> rows;
+        for (const LogEntry &e : app->tableController()->model()->rows())
+            if (e.value(LogEntry::Type) != "QF")
+                rows << e;
+        return rows;
+    }
+    QMessageBox *visibleMessageBox() const
+    {
+        for (QMessageBox *box : app->window()->findChildren<QMessageBox *>())
+            if (box->isVisible())
+                return box;
+        return nullptr;
+    }
+
+    bool timerActive = false;
+    std::unique_ptr<QuillfernAppDelegate> app;
+};
+
+} // namespace
+
+TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsOrRepeats)
+{
+    const QString serial = startDevice({"--rate", "40", "--buffer", "5000", "--drop-after", "3", "--return-after", "2"});
+    ASSERT_FALSE(serial.isEmpty());
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(serial); }, 15000)) << title().toStdString();
+    EXPECT_EQ(button(), "Stop");
+    // The model name arrives later and puts the id first.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title() == serial + " - Pixel Sim"; }, 10000)) << title().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > 20; }, 10000));
+
+    // The simulator drops off the server.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
+    EXPECT_EQ(button(), "Stop");
+    EXPECT_TRUE(timerActive);
+    EXPECT_EQ(visibleMessageBox(), nullptr);
+    const qsizetype beforeDrop = deviceRows().size();
+
+    // It comes back: streaming again, the log kept.
+    ASSERT_TRUE(tickUntil([&] { return streamingFrom(serial); }, 30000)) << title().toStdString();
+    EXPECT_FALSE(timerActive);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > beforeDrop + 40; }, 15000));
+
+    // Every device line once, in the device's order, nothing missing in between.
+    const QList<LogEntry> shown = deviceRows();
+    QSet<QString> seen;
+    for (const LogEntry &e : shown)
+        EXPECT_FALSE(seen.contains(lineKey(e))) << "shown twice: " << lineKey(e).toStdString();
+    for (const LogEntry &e : shown)
+        seen.insert(lineKey(e));
+    const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
+    ASSERT_EQ(dump.exitCode, 0);
+    QStringList expected;
+    for (const QString &line : dump.text().split('\n')) {
+        const QString key = dumpKey(line.trimmed().isEmpty() ? QString() : QString(line).remove('\r'));
+        if (!key.isEmpty())
+            expected << key;
+    }
+    const QString last = lineKey(shown.back());
+    const qsizetype lastAt = expected.indexOf(last);
+    ASSERT_GE(lastAt, 0) << last.toStdString();
+    expected = expected.mid(0, lastAt + 1);
+    ASSERT_EQ(qsizetype(shown.size()), expected.size());
+    for (qsizetype i = 0; i < shown.size(); ++i)
+        ASSERT_EQ(lineKey(shown[i]), expected[i]) << "at " << i;
+
+    // Stop: offline.
+    app->window()->actions().connect->trigger();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title() == serial + " - Pixel Sim [OFFLINE]"; }, 10000)) << title().toStdString();
+    EXPECT_EQ(button(), "Run");
+    EXPECT_FALSE(app->autoReconnect());
+}
+
+TEST_F(AppDelegateDeviceTest, WhilePausedAnotherDeviceIsNotTaken)
+{
+    const QString first = startDevice({"--rate", "20"});
+    ASSERT_FALSE(first.isEmpty());
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(first); }, 15000));
+    ASSERT_TRUE(env().removeDevice(first));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
+
+    const QString second = startDevice({"--rate", "20"});
+    ASSERT_FALSE(second.isEmpty());
+    for (int i = 0; i < 3; ++i) {
+        app->onReconnectTimerTick();
+        QTest::qWait(400);
+    }
+    EXPECT_FALSE(app->logDatasource()->isLogging());
+    EXPECT_EQ(app->reconnectPolicy()->lastDeviceConnectedId(), first);
+    EXPECT_TRUE(title().endsWith(" [PAUSED]"));
+    EXPECT_EQ(visibleMessageBox(), nullptr);
+    EXPECT_EQ(button(), "Stop");
+
+    // Stop while paused: offline at once, and Run then takes the new device.
+    app->onConnectButtonPressed();
+    EXPECT_TRUE(title().endsWith(" [OFFLINE]"));
+    EXPECT_EQ(button(), "Run");
+    app->onConnectButtonPressed();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(second); }, 15000)) << title().toStdString();
+}
+
+TEST_F(AppDelegateDeviceTest, PickerWithTwoDevices)
+{
+    const QString a = startDevice({"--rate", "10"});
+    const QString b = startDevice({"--rate", "10", "--model", "Tablet Sim"});
+    ASSERT_FALSE(a.isEmpty());
+    ASSERT_FALSE(b.isEmpty());
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app->devicePickerSheet() && app->devicePickerSheet()->isVisible(); }, 15000));
+    DevicePickerSheet *picker = app->devicePickerSheet();
+    const QStringList titles = picker->deviceTitles();
+    ASSERT_EQ(titles.size(), 2);
+    const int indexOfB = titles[0].endsWith(b) ? 0 : 1;
+    EXPECT_TRUE(titles[indexOfB].endsWith(b));
+    EXPECT_EQ(title(), "No devices connected");
+    picker->setSelectedIndex(indexOfB);
+    picker->connectButton()->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(b); }, 15000)) << title().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title() == b + " - Tablet Sim"; }, 10000)) << title().toStdString();
+}

@@ -1,0 +1,297 @@
+// SPDX-License-Identifier: MIT
+// The saved filters in the window: editor sheet, naming, overwrite and delete questions, list
+// selection rules, export and import through the file panels.
+#include "Helpers/Settings.h"
+#include "LogDatasource.h"
+#include "SavedFilters.h"
+#include "Scenes/FilterEditorSheet.h"
+#include "Scenes/FilterListView.h"
+#include "Scenes/LogTableController.h"
+#include "Scenes/MainWindow.h"
+#include "Scenes/SavedFiltersController.h"
+#include "Scenes/SelectableTableView.h"
+
+#include <QAbstractButton>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+QMessageBox *openMessageBox(QWidget *window)
+{
+    for (QMessageBox *box : window->findChildren<QMessageBox *>())
+        if (box->isVisible())
+            return box;
+    return nullptr;
+}
+
+// Waits for a visible question and clicks the button with this text; returns the question's text.
+QString answer(QWidget *window, const QString &button, QString *message = nullptr)
+{
+    QMessageBox *box = nullptr;
+    EXPECT_TRUE(QTest::qWaitFor([&] { return (box = openMessageBox(window)) != nullptr; }, 3000));
+    if (!box)
+        return {};
+    const QString text = box->informativeText();
+    if (message)
+        *message = box->text();
+    for (QAbstractButton *b : box->buttons())
+        if (b->text() == button) {
+            b->click();
+            return text;
+        }
+    ADD_FAILURE() << "no button " << button.toStdString();
+    return text;
+}
+
+QFileDialog *openFileDialog(QWidget *window)
+{
+    QFileDialog *dialog = nullptr;
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        for (QFileDialog *d : window->findChildren<QFileDialog *>())
+            if (d->isVisible())
+                dialog = d;
+        return dialog != nullptr;
+    }, 3000));
+    return dialog;
+}
+
+class FilterEditorTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        Settings::remove(SettingsKey::predicates);
+        window = std::make_unique<MainWindow>();
+        datasource = std::make_unique<LogDatasource>();
+        table = std::make_unique<LogTableController>(window->logTable());
+        filters = std::make_unique<SavedFiltersController>(window.get(), datasource.get(), table.get());
+        filters->readSettings();
+        window->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+    }
+    void TearDown() override
+    {
+        filters.reset();
+        table.reset();
+        window.reset();
+        datasource.reset();
+        Settings::remove(SettingsKey::predicates);
+    }
+    FilterListView *list() const { return window->filterList(); }
+
+    std::unique_ptr<MainWindow> window;
+    std::unique_ptr<LogDatasource> datasource;
+    std::unique_ptr<LogTableController> table;
+    std::unique_ptr<SavedFiltersController> filters;
+};
+
+} // namespace
+
+TEST_F(FilterEditorTest, ListShowsAllMessagesThenTheDefaultsSorted)
+{
+    ASSERT_EQ(list()->rowCount(), 8);
+    EXPECT_EQ(list()->rowText(0), "All Messages");
+    EXPECT_EQ(list()->rowText(1), "Has Note");
+    EXPECT_EQ(list()->rowText(2), "JSON");
+    EXPECT_EQ(list()->rowText(3), "LogLevel Debug");
+}
+
+TEST_F(FilterEditorTest, SelectingFiltersNarrowsAndAllMessagesClears)
+{
+    list()->clickRow(4); // LogLevel Error
+    EXPECT_FALSE(filters->predicate().isNull());
+    const QString single = filters->predicate().toString();
+    list()->clickRow(1, Qt::ControlModifier); // and Has Note
+    EXPECT_EQ(list()->selectedRows(), (QList<int>{1, 4}));
+    EXPECT_NE(filters->predicate().toString(), single);
+    EXPECT_TRUE(filters->predicate().toString().contains("AND"));
+    EXPECT_TRUE(window->filterLabel()->toolTip().startsWith("Filter: "));
+
+    table->changeScrollToBottom(false);
+    list()->clickRow(0);
+    EXPECT_TRUE(filters->predicate().isNull());
+    EXPECT_EQ(list()->selectedRows(), QList<int>{0});
+    EXPECT_EQ(window->filterLabel()->toolTip(), "Filter: All Messages");
+    EXPECT_TRUE(table->scrollToBottom()); // any row of the list turns following on
+}
+
+TEST_F(FilterEditorTest, SearchBoxJoinsTheSelectedFilter)
+{
+    list()->clickRow(4);
+    window->searchField()->setText("needle");
+    EXPECT_TRUE(filters->predicate().toString().contains("needle"));
+    EXPECT_TRUE(filters->predicate().toString().contains("AND"));
+    // A quote makes the search unparseable: the active filter stays as it was.
+    const QString before = filters->predicate().toString();
+    window->searchField()->setText("it's");
+    EXPECT_EQ(filters->predicate().toString(), before);
+}
+
+TEST_F(FilterEditorTest, FirstUseShowsTheExampleAndAProposedName)
+{
+    filters->addFilter();
+    FilterEditorSheet *editor = filters->editor();
+    ASSERT_NE(editor, nullptr);
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_EQ(editor->filterText(), SavedFiltersController::ExampleFilter);
+    EXPECT_EQ(editor->filterName(), "unnamed");
+
+    editor->setFilterText("tid == '1'");
+    editor->cancelButton()->click();
+    EXPECT_FALSE(editor->isVisible());
+    filters->addFilter();
+    EXPECT_EQ(editor->filterText(), "tid == '1'"); // the example only on first use
+}
+
+TEST_F(FilterEditorTest, SavingANewFilterStoresAndSelectsIt)
+{
+    filters->addFilter();
+    FilterEditorSheet *editor = filters->editor();
+    editor->setFilterName("Mine");
+    editor->setFilterText("app ==[cd] 'com.example'");
+    editor->saveButton()->click();
+    EXPECT_FALSE(editor->isVisible());
+    EXPECT_TRUE(filters->savedFilters().contains("Mine"));
+    const int row = filters->savedFilters().rowForName("Mine");
+    EXPECT_EQ(list()->selectedRows(), QList<int>{row});
+    EXPECT_EQ(list()->rowText(row), "Mine");
+    EXPECT_TRUE(editor->filterName().isEmpty());
+    // Stored for the next launch.
+    SavedFilters reloaded;
+    reloaded.load();
+    EXPECT_TRUE(reloaded.contains("Mine"));
+}
+
+TEST_F(FilterEditorTest, BadTextStaysInTheSheetWithItsError)
+{
+    filters->addFilter();
+    FilterEditorSheet *editor = filters->editor();
+    editor->setFilterText("app ==");
+    editor->saveButton()->click();
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_FALSE(editor->errorText().isEmpty());
+    EXPECT_EQ(filters->savedFilters().count(), 7);
+}
+
+TEST_F(FilterEditorTest, OverwriteQuestionCancelKeepsTheOldFilterAndTheSheet)
+{
+    const QString old = filters->savedFilters().filter("JSON").toString();
+    filters->addFilter();
+    FilterEditorSheet *editor = filters->editor();
+    editor->setFilterName("JSON");
+    editor->setFilterText("type == 'E'");
+    editor->saveButton()->click();
+    QString message;
+    const QString text = answer(window.get(), "Cancel", &message);
+    EXPECT_EQ(message, "Filter already exists");
+    EXPECT_EQ(text, "Are you sure you want to overwrite the filter with the name \"JSON\"");
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_EQ(filters->savedFilters().filter("JSON").toString(), old);
+
+    editor->saveButton()->click();
+    answer(window.get(), "Overwrite");
+    EXPECT_FALSE(editor->isVisible());
+    EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'E'"));
+}
+
+TEST_F(FilterEditorTest, EditingPutsTheSavedFilterIntoTheSheet)
+{
+    filters->editFilter(); // row 0: nothing
+    EXPECT_TRUE(filters->editor() == nullptr || !filters->editor()->isVisible());
+    list()->clickRow(2);
+    filters->editFilter();
+    ASSERT_TRUE(filters->editor()->isVisible());
+    EXPECT_EQ(filters->editor()->filterName(), "JSON");
+    EXPECT_EQ(Filter::parse(filters->editor()->filterText()), filters->savedFilters().filter("JSON"));
+}
+
+TEST_F(FilterEditorTest, DeleteAsksForOneOrSeveral)
+{
+    list()->clickRow(2);
+    filters->removeFilter();
+    QString message;
+    EXPECT_EQ(answer(window.get(), "No", &message), "Delete filter: \"JSON\"?");
+    EXPECT_EQ(message, "Delete Filter?");
+    EXPECT_TRUE(filters->savedFilters().contains("JSON"));
+
+    list()->clickRow(1, Qt::ControlModifier);
+    list()->clickRow(3, Qt::ControlModifier);
+    filters->removeFilter();
+    EXPECT_EQ(answer(window.get(), "Yes"), "Delete 3 selected filters?");
+    EXPECT_EQ(filters->savedFilters().count(), 4);
+    EXPECT_EQ(list()->rowCount(), 5);
+    EXPECT_EQ(list()->selectedRows(), QList<int>{0});
+
+    // Row 0 alone: nothing to ask.
+    filters->removeFilter();
+    EXPECT_EQ(openMessageBox(window.get()), nullptr);
+}
+
+TEST_F(FilterEditorTest, DeletingEveryFilterStaysEmptyAtTheNextLaunch)
+{
+    for (int row = 1; row < list()->rowCount(); ++row)
+        list()->clickRow(row, Qt::ControlModifier);
+    filters->removeFilter();
+    answer(window.get(), "Yes");
+    EXPECT_EQ(filters->savedFilters().count(), 0);
+    SavedFilters reloaded;
+    EXPECT_FALSE(reloaded.load().createdDefaults);
+    EXPECT_EQ(reloaded.count(), 0);
+}
+
+TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanels)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("two.filters");
+    list()->clickRow(0);
+    list()->clickRow(2, Qt::ControlModifier);
+    list()->clickRow(4, Qt::ControlModifier);
+    filters->exportSelectedFilters();
+    QFileDialog *save = openFileDialog(window.get());
+    ASSERT_NE(save, nullptr);
+    save->selectFile(path);
+    static_cast<QDialog *>(save)->accept(); // QFileDialog hides accept()
+    ASSERT_TRUE(QFile::exists(path));
+
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const auto texts = SavedFilters::fromPropertyList(file.readAll());
+    ASSERT_TRUE(texts.has_value());
+    EXPECT_EQ(texts->keys(), (QStringList{"JSON", "LogLevel Error"}));
+
+    // Remove them, then import them back.
+    filters->removeFilter();
+    answer(window.get(), "Yes");
+    ASSERT_FALSE(filters->savedFilters().contains("JSON"));
+    filters->importFilters();
+    QFileDialog *open = openFileDialog(window.get());
+    ASSERT_NE(open, nullptr);
+    open->selectFile(path);
+    static_cast<QDialog *>(open)->accept();
+    EXPECT_TRUE(filters->savedFilters().contains("JSON"));
+    EXPECT_TRUE(filters->savedFilters().contains("LogLevel Error"));
+    EXPECT_EQ(list()->rowCount(), 8);
+}
+
+TEST_F(FilterEditorTest, OpeningAFiltersFileImportsWhateverTheCase)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("X.FILTERS");
+    QMap<QString, QString> texts{{"JSON", "type == 'W'"}, {"Imported", "tid == '7'"}};
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(SavedFilters::toPropertyList(texts));
+    file.close();
+    EXPECT_TRUE(filters->openIfFilterFile(path));
+    EXPECT_TRUE(filters->savedFilters().contains("Imported"));
+    EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'W'")); // replaced silently
+    EXPECT_FALSE(filters->openIfFilterFile(dir.filePath("log.txt")));
+}
