@@ -299,6 +299,12 @@ void LogDatasource::setAppName(const QString &name, const QString &pid)
     runOnMainAndWait([this] { notifyLogUpdated(); });
 }
 
+LogFileResult LogDatasource::readTextFile(const QString &path)
+{
+    clearLog();
+    return LogDocument::readTextFile(path, m_counter);
+}
+
 QString LogDatasource::description() const
 {
     return QStringLiteral("logDataSrouce: isLogging=%1").arg(m_isLogging ? QStringLiteral("Yes") : QStringLiteral("No"));

@@ -7,6 +7,7 @@
 #include "BoundedBuffer.h"
 #include "Filter.h"
 #include "Helpers/UpdateThrottle.h"
+#include "LogDocument.h"
 #include "LogEntry.h"
 #include "LogLineParser.h"
 #include "ProcessNameMap.h"
@@ -114,6 +115,9 @@ public:
     // The user's name for a pid: wins over the device's, survives reconnects and clearing.
     void setAppName(const QString &name, const QString &pid);
     QString description() const; // "logDataSrouce: isLogging=Yes" / "=No"
+    // Clears the log, then reads a log text file (encoding fallbacks, format detection), numbering its
+    // entries from this datasource's counter. Hand result.entries to setLogDataFromFile.
+    LogFileResult readTextFile(const QString &path);
 
     // --- Any thread ---
     // Appends a system message entry (type "QF") and runs notifyLogUpdated on the GUI thread, waiting.

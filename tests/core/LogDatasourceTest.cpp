@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <atomic>
@@ -511,6 +513,27 @@ TEST_F(LogDatasourceTest, FileContentReplacesTheLogUnbounded)
     EXPECT_EQ(ds->logDataCapacity(), 0u);
     EXPECT_EQ(ds->logEventCount(), 60000u);
     EXPECT_EQ(ds->getDataAll().first().value(LogEntry::Text), "0");
+}
+
+TEST_F(LogDatasourceTest, ReadTextFileClearsTheLogAndNumbersFromTheCounter)
+{
+    feed({line("10:00:00.000", 1, 1, "I", "T", "live")});
+    const quint64 liveIdx = ds->getDataAll().first().idx();
+    QTemporaryDir dir;
+    QFile file(dir.filePath("saved.log"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    for (int i = 0; i < 6; ++i)
+        file.write(line(QStringLiteral("10:00:0%1.000").arg(i), 10, 11, "W", "Tag", QString::number(i)).toUtf8());
+    file.close();
+
+    const LogFileResult result = ds->readTextFile(file.fileName());
+    ASSERT_TRUE(result.ok) << result.errorString.toStdString();
+    EXPECT_EQ(result.format, LogLineFormatThreadTime);
+    ASSERT_EQ(result.entries.size(), 6);
+    EXPECT_GT(result.entries.first().idx(), liveIdx);
+    EXPECT_EQ(ds->logEventCount(), 0u); // cleared; the caller hands the entries over
+    ds->setLogDataFromFile(result.entries);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return ds->logEventCount() == 6; }, 5000));
 }
 
 TEST_F(LogDatasourceTest, SystemMessagesWaitForTheAnnouncement)
