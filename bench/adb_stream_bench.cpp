@@ -228,6 +228,7 @@ int main(int argc, char **argv)
     out << "device " << rig.serial << " flooding through adb server port " << rig.port << ", " << rounds
         << " rounds of " << seconds << " s each" << Qt::endl;
     double bestAdb = 0, bestReader = 0;
+    QList<double> adbRates, readerRates;
     for (int round = 1; round <= rounds; ++round) {
         const double adb = adbRate(rig, seconds);
         const double reader = logReaderRate(rig, seconds);
@@ -237,6 +238,8 @@ int main(int argc, char **argv)
                    .arg(reader, 0, 'f', 0)
                    .arg(adb > 0 ? reader / adb : 0, 0, 'f', 2)
             << Qt::endl;
+        adbRates.append(adb);
+        readerRates.append(reader);
         bestAdb = std::max(bestAdb, adb);
         bestReader = std::max(bestReader, reader);
     }
@@ -244,6 +247,18 @@ int main(int argc, char **argv)
                .arg(bestAdb, 0, 'f', 0)
                .arg(bestReader, 0, 'f', 0)
                .arg(bestAdb > 0 ? bestReader / bestAdb : 0, 0, 'f', 2)
+        << Qt::endl;
+
+    // The median resists a busy machine better than the best round does.
+    auto median = [](QList<double> values) {
+        std::sort(values.begin(), values.end());
+        return values.isEmpty() ? 0.0 : values.at(values.size() / 2);
+    };
+    const double midAdb = median(adbRates), midReader = median(readerRates);
+    out << QStringLiteral("median: adb logcat %1 lines/s, LogReader %2 lines/s, ratio %3")
+               .arg(midAdb, 0, 'f', 0)
+               .arg(midReader, 0, 'f', 0)
+               .arg(midAdb > 0 ? midReader / midAdb : 0, 0, 'f', 2)
         << Qt::endl;
 
     rig.device->terminate();

@@ -54,6 +54,11 @@ TEST_F(DevsimTest, ServerListsDeviceWithItsModel)
     const QString longList = env().runAdb({QStringLiteral("devices"), QStringLiteral("-l")}).text();
     EXPECT_TRUE(longList.contains(QStringLiteral("model:Quill_Test_7"))) << longList.toStdString();
 
+    // Without shell_v2 the server sends plain "shell:" services, which is what the viewer speaks.
+    const QString features = env().runAdbOn(serial, {QStringLiteral("features")}).text();
+    EXPECT_TRUE(features.contains(QLatin1String("cmd"))) << features.toStdString();
+    EXPECT_FALSE(features.contains(QLatin1String("shell_v2")));
+
     const auto model = env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("getprop"),
                                                QStringLiteral("ro.product.model")});
     EXPECT_EQ(model.exitCode, 0);
