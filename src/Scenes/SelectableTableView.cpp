@@ -33,12 +33,15 @@ SelectableTableView::SelectableTableView(QWidget *parent)
     header->setStretchLastSection(true);
     header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
 
-    const auto saveLayout = [this] {
-        if (!m_restoringLayout)
-            saveColumnLayout();
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(300);
+    connect(&m_saveTimer, &QTimer::timeout, this, &SelectableTableView::saveColumnLayout);
+    const auto layoutChanged = [this] {
+        if (!m_restoringLayout && !m_autosaveName.isEmpty())
+            m_saveTimer.start();
     };
-    connect(header, &QHeaderView::sectionResized, this, saveLayout);
-    connect(header, &QHeaderView::sectionMoved, this, saveLayout);
+    connect(header, &QHeaderView::sectionResized, this, layoutChanged);
+    connect(header, &QHeaderView::sectionMoved, this, layoutChanged);
     header->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(header, &QHeaderView::customContextMenuRequested, this, &SelectableTableView::showHeaderMenu);
 }
@@ -69,7 +72,11 @@ void SelectableTableView::setColumnVisible(int column, bool visible)
     saveColumnLayout();
 }
 
-SelectableTableView::~SelectableTableView() = default;
+SelectableTableView::~SelectableTableView()
+{
+    if (m_saveTimer.isActive())
+        saveColumnLayout();
+}
 
 void SelectableTableView::setRowHeight(int pixels)
 {
@@ -97,9 +104,11 @@ void SelectableTableView::setAutosaveName(const QString &name)
     restoreColumnLayout();
 }
 
-void SelectableTableView::saveColumnLayout() const
+void SelectableTableView::saveColumnLayout()
 {
-    if (m_autosaveName.isEmpty() || !model())
+    m_saveTimer.stop();
+    // Without columns (no model, or the model already gone) there is nothing worth keeping.
+    if (m_autosaveName.isEmpty() || !model() || horizontalHeader()->count() == 0)
         return;
     Settings::setValue(m_autosaveName, QString::fromLatin1(horizontalHeader()->saveState().toBase64()));
 }

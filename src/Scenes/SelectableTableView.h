@@ -3,6 +3,7 @@
 
 #include <QPointer>
 #include <QTableView>
+#include <QTimer>
 
 #include <memory>
 
@@ -56,10 +57,10 @@ public:
     int lastVisibleRow() const;
 
     // Restores the horizontal header layout stored under `name` (when there is one) and saves it
-    // there after every change of column order, width or visibility.
+    // there shortly after every change of column order, width or visibility (and when destroyed).
     void setAutosaveName(const QString &name);
     QString autosaveName() const { return m_autosaveName; }
-    void saveColumnLayout() const;
+    void saveColumnLayout();
     // Shows or hides a column and saves the layout (the header's context menu does the same).
     void setColumnVisible(int column, bool visible);
     bool restoreColumnLayout();
@@ -94,4 +95,5 @@ private:
     bool m_isFocused = false;
     QString m_autosaveName;
     bool m_restoringLayout = false;
+    QTimer m_saveTimer; // a dragged column edge changes its width many times a second
 };

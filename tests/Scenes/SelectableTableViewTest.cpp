@@ -197,8 +197,9 @@ TEST(SelectableTableViewTest, ColumnLayoutIsSavedAndRestoredUnderItsName)
         table.setAutosaveName(name);
         table.horizontalHeader()->resizeSection(0, 173);
         table.horizontalHeader()->moveSection(3, 0);
+        // Width and order are saved shortly after the change.
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !Settings::value(name).toString().isEmpty(); }, 3000));
         table.setColumnVisible(2, false);
-        EXPECT_FALSE(Settings::value(name).toString().isEmpty());
     }
     SelectableTableView restored;
     restored.setModel(&model);
@@ -206,5 +207,23 @@ TEST(SelectableTableViewTest, ColumnLayoutIsSavedAndRestoredUnderItsName)
     EXPECT_EQ(restored.horizontalHeader()->sectionSize(0), 173);
     EXPECT_EQ(restored.horizontalHeader()->logicalIndex(0), 3);
     EXPECT_TRUE(restored.horizontalHeader()->isSectionHidden(2));
+    Settings::remove(name);
+}
+
+TEST(SelectableTableViewTest, LayoutChangedJustBeforeClosingIsStillSaved)
+{
+    const QString name = QStringLiteral("testTableLayoutOnClose");
+    Settings::remove(name);
+    QStandardItemModel model(3, 4);
+    {
+        SelectableTableView table;
+        table.setModel(&model);
+        table.setAutosaveName(name);
+        table.horizontalHeader()->resizeSection(1, 91);
+    }
+    SelectableTableView restored;
+    restored.setModel(&model);
+    restored.setAutosaveName(name);
+    EXPECT_EQ(restored.horizontalHeader()->sectionSize(1), 91);
     Settings::remove(name);
 }
