@@ -311,7 +311,8 @@ double datasourceRate(const Rig &rig, double seconds, qint64 *notifications)
             loop.quit();
         }
     });
-    poll.start(5);
+    // Each snapshot makes the worker's next append copy the list: poll rarely, as the table does.
+    poll.start(100);
     QDeadlineTimer deadline(qint64(seconds * 1000) + 20000);
     QTimer::singleShot(int(deadline.remainingTime()), &loop, &QEventLoop::quit);
     loop.exec();
