@@ -121,6 +121,8 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
     connect(m_logDatasource.get(), &LogDatasource::logDataUpdated, this, &QuillfernAppDelegate::onLogUpdated);
 
     m_deviceList.clear();
+    setOfflineTitle(); // "No devices connected" until a stream starts
+    resetConnectButton();
     startLogging();
     updateStatus();
     m_window->show();

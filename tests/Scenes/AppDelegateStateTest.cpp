@@ -74,6 +74,7 @@ protected:
             ++streamsStarted;
         };
         options.logReaderHooks.stopLogReader = [this] { endStream(); };
+        options.logReaderHooks.startPidLookup = [](bool, const QString &) {}; // no process list here
         app = std::make_unique<QuillfernAppDelegate>(std::move(options));
     }
     void TearDown() override
