@@ -2,6 +2,7 @@
 #include "Android/AsyncSocket.h"
 
 #include <QHostAddress>
+#include <QNetworkProxy>
 #include <QTcpSocket>
 #include <QThread>
 #include <QTimer>
@@ -25,6 +26,8 @@ AsyncSocket::AsyncSocket(AsyncSocketDelegate *delegate, QObject *parent)
     : QObject(parent), m_delegate(delegate), m_tcp(new QTcpSocket(this)), m_readTimer(new QTimer(this)),
       m_writeTimer(new QTimer(this))
 {
+    // The ADB server is local; a proxy lookup would only cost time (and races inside Qt across threads).
+    m_tcp->setProxy(QNetworkProxy::NoProxy);
     m_readTimer->setSingleShot(true);
     m_writeTimer->setSingleShot(true);
     QObject::connect(m_tcp, &QTcpSocket::connected, this, &AsyncSocket::onConnected);
