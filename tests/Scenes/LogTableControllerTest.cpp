@@ -29,7 +29,7 @@ QVector<LogEntry> makeEntries(quint64 first, int count)
     return entries;
 }
 
-struct ControllerFixture : ::testing::Test {
+struct LogTableControllerTest : ::testing::Test {
     SelectableTableView table;
     std::unique_ptr<LogTableController> controller;
     std::unique_ptr<QAbstractItemModelTester> tester;
@@ -69,7 +69,7 @@ struct ControllerFixture : ::testing::Test {
 
 } // namespace
 
-TEST_F(ControllerFixture, ColumnsHaveTitlesWidthsAndTheIdxColumnHidden)
+TEST_F(LogTableControllerTest, ColumnsHaveTitlesWidthsAndTheIdxColumnHidden)
 {
     const QHeaderView *header = table.horizontalHeader();
     EXPECT_TRUE(header->isSectionHidden(LogEntry::Idx));
@@ -78,7 +78,7 @@ TEST_F(ControllerFixture, ColumnsHaveTitlesWidthsAndTheIdxColumnHidden)
     EXPECT_EQ(controller->model()->headerData(LogEntry::Name, Qt::Horizontal).toString(), QStringLiteral("Tag"));
 }
 
-TEST_F(ControllerFixture, FontSizeCommandsStepStoreAndWrapToEleven)
+TEST_F(LogTableControllerTest, FontSizeCommandsStepStoreAndWrapToEleven)
 {
     EXPECT_DOUBLE_EQ(controller->model()->appearance().fontPointSize(), 11.0);
     const int rowHeight11 = table.uniformRowHeight();
@@ -114,7 +114,7 @@ TEST_F(ControllerFixture, FontSizeCommandsStepStoreAndWrapToEleven)
     EXPECT_DOUBLE_EQ(Settings::defaultFontSize(), 11.0);
 }
 
-TEST_F(ControllerFixture, FollowsTheNewestLineUntilTheUserScrollsUp)
+TEST_F(LogTableControllerTest, FollowsTheNewestLineUntilTheUserScrollsUp)
 {
     QSignalSpy follow(controller.get(), &LogTableController::scrollToBottomChanged);
     controller->changeScrollToBottom(true);
@@ -151,7 +151,7 @@ TEST_F(ControllerFixture, FollowsTheNewestLineUntilTheUserScrollsUp)
     EXPECT_EQ(table.lastVisibleRow(), 399);
 }
 
-TEST_F(ControllerFixture, SelectingTheLastRowFollowsAndAnyOtherRowStops)
+TEST_F(LogTableControllerTest, SelectingTheLastRowFollowsAndAnyOtherRowStops)
 {
     controller->changeScrollToBottom(true);
     controller->showRows(makeEntries(0, 100));
@@ -165,7 +165,7 @@ TEST_F(ControllerFixture, SelectingTheLastRowFollowsAndAnyOtherRowStops)
     EXPECT_FALSE(controller->selectedLogMessage());
 }
 
-TEST_F(ControllerFixture, FilterChangeRestoresAndCentresTheSelectedEntry)
+TEST_F(LogTableControllerTest, FilterChangeRestoresAndCentresTheSelectedEntry)
 {
     const QVector<LogEntry> all = makeEntries(0, 400);
     controller->showRows(all);
@@ -203,7 +203,7 @@ TEST_F(ControllerFixture, FilterChangeRestoresAndCentresTheSelectedEntry)
     EXPECT_EQ(selectedRows(), QList<int>({150}));
 }
 
-TEST_F(ControllerFixture, PruneKeepsTheReadersLineInViewWhenNotFollowing)
+TEST_F(LogTableControllerTest, PruneKeepsTheReadersLineInViewWhenNotFollowing)
 {
     QVector<LogEntry> log = makeEntries(0, 500);
     controller->showRows(log);
@@ -219,7 +219,7 @@ TEST_F(ControllerFixture, PruneKeepsTheReadersLineInViewWhenNotFollowing)
     EXPECT_EQ(controller->model()->idxAt(ViewRow{table.firstVisibleRow()})->value, 200u);
 }
 
-TEST_F(ControllerFixture, PruneCallbacksBringTheOldTopRowBack)
+TEST_F(LogTableControllerTest, PruneCallbacksBringTheOldTopRowBack)
 {
     QVector<LogEntry> log = makeEntries(0, 500);
     controller->showRows(log);
@@ -237,7 +237,7 @@ TEST_F(ControllerFixture, PruneCallbacksBringTheOldTopRowBack)
     EXPECT_GE(table.lastVisibleRow(), 200);
 }
 
-TEST_F(ControllerFixture, SearchTextIsMarkedInYellow)
+TEST_F(LogTableControllerTest, SearchTextIsMarkedInYellow)
 {
     controller->showRows(makeEntries(0, 5));
     auto yellowPixels = [&] {
@@ -255,7 +255,7 @@ TEST_F(ControllerFixture, SearchTextIsMarkedInYellow)
     EXPECT_EQ(yellowPixels(), 0);
 }
 
-TEST_F(ControllerFixture, FontsChangedReadsTheSettingsAgain)
+TEST_F(LogTableControllerTest, FontsChangedReadsTheSettingsAgain)
 {
     Settings::setValue(SettingsKey::logErrorBold, true);
     Settings::setValue(SettingsKey::logErrorColor, QStringLiteral("#112233"));

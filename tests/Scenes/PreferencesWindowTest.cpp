@@ -25,7 +25,7 @@ void clearPresentationSettings()
         Settings::remove(key);
 }
 
-struct PreferencesFixture : ::testing::Test {
+struct PreferencesWindowFixture : ::testing::Test {
     std::unique_ptr<QuillfernPreferences> prefs;
 
     void SetUp() override
@@ -49,7 +49,7 @@ struct PreferencesFixture : ::testing::Test {
 
 } // namespace
 
-TEST_F(PreferencesFixture, ShowsTheGeneralPaneFirstWithTheStoredConnection)
+TEST_F(PreferencesWindowFixture, ShowsTheGeneralPaneFirstWithTheStoredConnection)
 {
     EXPECT_EQ(prefs->toolbarIdentifiers(), QStringList({QStringLiteral("General"), QStringLiteral("Appearance")}));
     EXPECT_EQ(prefs->windowTitle(), QStringLiteral("General"));
@@ -64,7 +64,7 @@ TEST_F(PreferencesFixture, ShowsTheGeneralPaneFirstWithTheStoredConnection)
     EXPECT_EQ(prefs->geometry(), prefs->frameForView(prefs->generalView()));
 }
 
-TEST_F(PreferencesFixture, GeneralEditsAreStoredAtOnce)
+TEST_F(PreferencesWindowFixture, GeneralEditsAreStoredAtOnce)
 {
     prefs->adbServer()->selectAll();
     QTest::keyClicks(prefs->adbServer(), QStringLiteral("10.0.0.2"));
@@ -76,7 +76,7 @@ TEST_F(PreferencesFixture, GeneralEditsAreStoredAtOnce)
     EXPECT_TRUE(Settings::clearLogOnStart());
 }
 
-TEST_F(PreferencesFixture, BoldFlagsAndColoursAreStoredAndAnnounced)
+TEST_F(PreferencesWindowFixture, BoldFlagsAndColoursAreStoredAndAnnounced)
 {
     QSignalSpy fonts(prefs.get(), &QuillfernPreferences::fontsChanged);
     prefs->boldCheckBox(LogAppearance::Error)->click();
@@ -91,7 +91,7 @@ TEST_F(PreferencesFixture, BoldFlagsAndColoursAreStoredAndAnnounced)
     EXPECT_EQ(fonts.count(), 3);
 }
 
-TEST_F(PreferencesFixture, ColourWellOpensADialogWhoseChoiceIsStored)
+TEST_F(PreferencesWindowFixture, ColourWellOpensADialogWhoseChoiceIsStored)
 {
     QSignalSpy fonts(prefs.get(), &QuillfernPreferences::fontsChanged);
     prefs->displayViewForIdentifier(QStringLiteral("Appearance"), false);
@@ -105,7 +105,7 @@ TEST_F(PreferencesFixture, ColourWellOpensADialogWhoseChoiceIsStored)
     EXPECT_EQ(fonts.count(), 1);
 }
 
-TEST_F(PreferencesFixture, RestoreDefaultsRemovesTheTwelveKeys)
+TEST_F(PreferencesWindowFixture, RestoreDefaultsRemovesTheTwelveKeys)
 {
     prefs->boldCheckBox(LogAppearance::Verbose)->click();
     prefs->setLevelColor(LogAppearance::Debug, QColor(1, 2, 3));
@@ -120,7 +120,7 @@ TEST_F(PreferencesFixture, RestoreDefaultsRemovesTheTwelveKeys)
     EXPECT_EQ(fonts.count(), 1);
 }
 
-TEST_F(PreferencesFixture, SwitchingPanesCrossFadesAndResizesToThePane)
+TEST_F(PreferencesWindowFixture, SwitchingPanesCrossFadesAndResizesToThePane)
 {
     QAction *appearance = prefs->toolbarItem(QStringLiteral("Appearance"));
     ASSERT_NE(appearance, nullptr);
@@ -147,7 +147,7 @@ TEST_F(PreferencesFixture, SwitchingPanesCrossFadesAndResizesToThePane)
     EXPECT_EQ(ZWPrefsWindowController::crossFadeDurationMs(true, Qt::NoModifier), 250);
 }
 
-TEST_F(PreferencesFixture, BrowseOpensAPanelInTheHomeFolder)
+TEST_F(PreferencesWindowFixture, BrowseOpensAPanelInTheHomeFolder)
 {
     QFileDialog *panel = prefs->browseForADB();
     ASSERT_NE(panel, nullptr);

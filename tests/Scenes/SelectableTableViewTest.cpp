@@ -55,7 +55,7 @@ public:
     }
 };
 
-struct TableFixture : ::testing::Test {
+struct SelectableTableViewFixture : ::testing::Test {
     QStandardItemModel model{10, 3};
     CapturingTableView table;
     RecordingDelegate delegate;
@@ -98,7 +98,7 @@ struct TableFixture : ::testing::Test {
 
 } // namespace
 
-TEST_F(TableFixture, RightClickSelectsTheRowAloneAndAsksForTheMenu)
+TEST_F(SelectableTableViewFixture, RightClickSelectsTheRowAloneAndAsksForTheMenu)
 {
     table.selectRow(1);
     rightClick(cellCentre(4, 2));
@@ -115,7 +115,7 @@ TEST_F(TableFixture, RightClickSelectsTheRowAloneAndAsksForTheMenu)
     EXPECT_EQ(table.shownMenus.size(), 1);
 }
 
-TEST_F(TableFixture, RightClickInsideAMultipleSelectionKeepsIt)
+TEST_F(SelectableTableViewFixture, RightClickInsideAMultipleSelectionKeepsIt)
 {
     table.selectRow(2);
     QTest::mouseClick(table.viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(3, 0));
@@ -127,7 +127,7 @@ TEST_F(TableFixture, RightClickInsideAMultipleSelectionKeepsIt)
     EXPECT_EQ(delegate.menuRequests.size(), 1);
 }
 
-TEST_F(TableFixture, RightClickBelowTheLastRowShowsNoMenuAndKeepsTheSelection)
+TEST_F(SelectableTableViewFixture, RightClickBelowTheLastRowShowsNoMenuAndKeepsTheSelection)
 {
     table.selectRow(7);
     rightClick(QPoint(30, 390));
@@ -137,7 +137,7 @@ TEST_F(TableFixture, RightClickBelowTheLastRowShowsNoMenuAndKeepsTheSelection)
     EXPECT_EQ(selectedRows(), QList<int>({7}));
 }
 
-TEST_F(TableFixture, KeyPressesGoToTheDelegateFirst)
+TEST_F(SelectableTableViewFixture, KeyPressesGoToTheDelegateFirst)
 {
     table.setFocus();
     table.setCurrentIndex(model.index(2, 0));
@@ -152,7 +152,7 @@ TEST_F(TableFixture, KeyPressesGoToTheDelegateFirst)
     EXPECT_EQ(table.currentIndex().row(), 3);
 }
 
-TEST_F(TableFixture, DoubleClickReportsTheCell)
+TEST_F(SelectableTableViewFixture, DoubleClickReportsTheCell)
 {
     QTest::mouseDClick(table.viewport(), Qt::LeftButton, {}, cellCentre(5, 1));
     ASSERT_EQ(delegate.doubleClicks.size(), 1);
@@ -162,7 +162,7 @@ TEST_F(TableFixture, DoubleClickReportsTheCell)
     EXPECT_EQ(delegate.doubleClicks.last().first, -1);
 }
 
-TEST_F(TableFixture, FocusFlagFollowsTheKeyboardFocus)
+TEST_F(SelectableTableViewFixture, FocusFlagFollowsTheKeyboardFocus)
 {
     QSignalSpy focus(&table, &SelectableTableView::focusChanged);
     QFocusEvent in(QEvent::FocusIn, Qt::OtherFocusReason);
@@ -174,7 +174,7 @@ TEST_F(TableFixture, FocusFlagFollowsTheKeyboardFocus)
     EXPECT_EQ(focus.count(), 2);
 }
 
-TEST_F(TableFixture, UniformRowsAndVisibleRowBounds)
+TEST_F(SelectableTableViewFixture, UniformRowsAndVisibleRowBounds)
 {
     EXPECT_EQ(table.verticalHeader()->sectionResizeMode(0), QHeaderView::Fixed);
     EXPECT_EQ(table.rowHeight(0), 20);
