@@ -9,6 +9,8 @@
 
 int main(int argc, char **argv)
 {
+    // The icons live in the widget library, a static library: register its resources by hand.
+    Q_INIT_RESOURCE(resources);
     QApplication app(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Quillfern"));
     QApplication::setApplicationName(QStringLiteral("Quillfern"));

@@ -8,6 +8,7 @@
 #include "Helpers/Settings.h"
 #include "LogDatasource.h"
 #include "LogTableModel.h"
+#include "ReconnectPolicy.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
