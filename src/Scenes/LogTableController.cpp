@@ -33,8 +33,10 @@ LogTableController::LogTableController(SelectableTableView *table, QObject *pare
 LogTableController::~LogTableController()
 {
     // The view may outlive this controller; it must not keep painting through a dead model.
-    if (m_table && m_table->model() == m_model)
+    if (m_table && m_table->model() == m_model) {
+        m_table->saveColumnLayout(); // a pending save would find no columns once the model is gone
         m_table->setModel(nullptr);
+    }
 }
 
 void LogTableController::applyDefaultColumnWidths()
