@@ -166,18 +166,18 @@ int LogTableModel::defaultColumnChars(LogEntry::Field field)
     case LogEntry::Time:
         return 23; // "2024-01-23 14:05:06.789" of the system's own lines
     case LogEntry::App:
-        return 18;
+        return 16;
     case LogEntry::Pid:
     case LogEntry::Tid:
         return 5;
     case LogEntry::Type:
         return 5;
     case LogEntry::Name:
-        return 16;
+        return 14;
     case LogEntry::Text:
         return 100;
     case LogEntry::Note:
-        return 6;
+        return 5;
     }
     return 10;
 }
