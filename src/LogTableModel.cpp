@@ -175,7 +175,7 @@ int LogTableModel::defaultColumnChars(LogEntry::Field field)
     case LogEntry::Name:
         return 14;
     case LogEntry::Text:
-        return 100;
+        return 48; // the last column stretches to the window's edge from here
     case LogEntry::Note:
         return 5;
     }

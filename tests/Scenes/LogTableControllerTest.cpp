@@ -73,7 +73,7 @@ TEST_F(LogTableControllerTest, ColumnsHaveTitlesWidthsAndTheIdxColumnHidden)
 {
     const QHeaderView *header = table.horizontalHeader();
     EXPECT_TRUE(header->isSectionHidden(LogEntry::Idx));
-    EXPECT_GT(header->sectionSize(LogEntry::Text), 3 * header->sectionSize(LogEntry::Name));
+    EXPECT_GT(header->sectionSize(LogEntry::Text), 2 * header->sectionSize(LogEntry::Name));
     EXPECT_GT(header->sectionSize(LogEntry::Time), header->sectionSize(LogEntry::Pid));
     EXPECT_EQ(controller->model()->headerData(LogEntry::Name, Qt::Horizontal).toString(), QStringLiteral("Tag"));
 }

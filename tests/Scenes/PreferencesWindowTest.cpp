@@ -32,6 +32,9 @@ struct PreferencesWindowFixture : ::testing::Test {
     {
         clearPresentationSettings();
         Settings::remove(SettingsKey::clearLogOnStart);
+        // Earlier tests in this program may have pointed the connection elsewhere.
+        Settings::remove(SettingsKey::adbServer);
+        Settings::remove(SettingsKey::adbPort);
         Settings::registerDefaults();
         prefs = std::make_unique<QuillfernPreferences>();
         prefs->showWindow();
