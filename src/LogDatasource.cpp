@@ -334,14 +334,22 @@ void LogDatasource::logMessage(const QString &text)
     runOnMainAndWait([this] { notifyLogUpdated(); });
 }
 
-LogEntry LogDatasource::parseLiveLine(const QString &line)
+LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
 {
     // The reader hands the line with its line feed; a carriage return before it stays in the text.
-    QStringView view(line);
-    if (view.endsWith(u'\n'))
-        view.chop(1);
-    // The name lookup takes the pid lock inside the parser, before the log lock is taken.
-    return LogLineParser::parseThreadTimeLine(view, LogLineFormatStream, m_counter, m_nameLookup);
+    if (utf8Line.endsWith('\n'))
+        utf8Line.chop(1);
+    LogEntryFields fields;
+    if (!LogLineParser::parseFields(utf8Line, LogLineFormatStream, &fields))
+        return {};
+    // "app" from the process map: the pid lock (if taken at all) before the log lock, never with it.
+    // A line that begins with "-" is raw text and has no pid to name.
+    if (!utf8Line.startsWith('-')) {
+        QByteArray app = m_names.nameForUtf8(fields.view(utf8Line, LogEntry::Pid));
+        if (!app.isEmpty())
+            fields.setOwned(LogEntry::App, std::move(app));
+    }
+    return LogEntry::fromLine(m_counter.getIndex(), utf8Line, fields);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -350,17 +358,40 @@ LogEntry LogDatasource::parseLiveLine(const QString &line)
 void LogDatasource::logLineReceived(const std::optional<QString> &line)
 {
     const QString text = line.value_or(QString());
-    const LogEntry entry = parseLiveLine(text);
+    takeLine(text.toUtf8(), &text);
+}
+
+void LogDatasource::logLineDataReceived(QByteArrayView line)
+{
+    // Bytes that are not UTF-8 are the absent line of logLineReceived.
+    if (!line.isValidUtf8()) {
+        takeLine(QByteArrayView(), nullptr);
+        return;
+    }
+    takeLine(line, nullptr);
+}
+
+void LogDatasource::takeLine(QByteArrayView utf8Line, const QString *text)
+{
+    const LogEntry entry = parseLiveLine(utf8Line);
     if (entry.isNull()) {
-        QF_LOG(QStringLiteral("bad data: %1").arg(text));
+        QF_LOG(QStringLiteral("bad data: %1").arg(text ? *text : QString::fromUtf8(utf8Line)));
         return;
     }
     // Evaluated outside every lock; a filter changed meanwhile may apply to this line either way.
     const Filter &filter = lineFilter();
     const bool hasFilter = !filter.isNull();
     const bool matched = hasFilter && filter.matches(entry);
-    const double now = m_clock->nowSeconds();
     const bool timed = !entry.fieldIsEmpty(LogEntry::Time);
+    const bool named = !entry.fieldIsEmpty(LogEntry::App);
+    // The clock only for what needs it: a nameless pid's first sighting and the throttle. Most lines
+    // under a filter need neither.
+    std::optional<double> nowCache;
+    const auto now = [&] {
+        if (!nowCache)
+            nowCache = m_clock->nowSeconds();
+        return *nowCache;
+    };
 
     bool lookupDue = false;
     bool announce = false;
@@ -386,11 +417,11 @@ void LogDatasource::logLineReceived(const std::optional<QString> &line)
         if (matched)
             s.viewData.addObject(entry);
 
-        if (entry.fieldIsEmpty(LogEntry::App)) {
+        if (!named) {
             const QString pid = entry.value(LogEntry::Pid);
             auto it = s.unknownLogs.find(pid);
             if (it == s.unknownLogs.end())
-                it = s.unknownLogs.insert(pid, UnknownPid{now, {}});
+                it = s.unknownLogs.insert(pid, UnknownPid{now(), {}});
             it->entries.append(entry);
             lookupDue = it->entries.size() >= 2; // the second nameless line of a pid asks
         }
@@ -398,7 +429,7 @@ void LogDatasource::logLineReceived(const std::optional<QString> &line)
         // A non-matching line changes nothing shown, unless it pruned the full log (every row moves).
         if (hasFilter && !matched && !pruned)
             return;
-        announce = s.throttle.noteChange(now);
+        announce = s.throttle.noteChange(now());
     });
     if (announce)
         notifyDataChanged();

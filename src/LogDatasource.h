@@ -141,6 +141,8 @@ public:
 
     // --- LogReaderDelegate: the log reader's worker thread ---
     void logLineReceived(const std::optional<QString> &line) override;
+    // The reader's byte form: parsed straight from the UTF-8, no QString in between.
+    void logLineDataReceived(QByteArrayView line) override;
     void logReaderStopped() override;
     void logReaderStoppedWithError(const AdbError &error) override;
     void adbNotRunningError(const AdbError &error) override;
@@ -191,7 +193,9 @@ private:
     void storeFilter(const Filter &filter);
     const Filter &lineFilter() const; // valid until the next call on this thread
     void fromFileJob(const QList<LogEntry> &entries);
-    LogEntry parseLiveLine(const QString &line);
+    LogEntry parseLiveLine(QByteArrayView utf8Line);
+    // The live line path; `text` is the line as received when there is one, for the diagnostic.
+    void takeLine(QByteArrayView utf8Line, const QString *text);
     void giveUpUnknownPidsBefore(double time);
 
     // GUI-thread announcements; each asserts the thread.
@@ -220,7 +224,6 @@ private:
 
     // Pid lock and the process map.
     ProcessNameMap m_names;
-    const LogLineParser::AppLookup m_nameLookup = [this](const QString &pid) { return m_names.nameFor(pid); };
 
     // The current filter: read by every line without the log lock. Its own leaf mutex guards only the
     // handle (copied out, never evaluated under it).

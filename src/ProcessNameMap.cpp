@@ -3,6 +3,67 @@
 
 #include "Helpers/TextHelpers.h"
 
+namespace {
+
+std::atomic<quint64> g_generations{0};
+
+quint64 nextGeneration()
+{
+    return g_generations.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+// A pid of 1 to 15 ASCII digits packed with its length (so "0123" and "123" stay apart); 0 otherwise.
+quint64 packedPid(QByteArrayView pid)
+{
+    if (pid.isEmpty() || pid.size() > 15)
+        return 0;
+    quint64 value = 0;
+    for (const char c : pid) {
+        if (c < '0' || c > '9')
+            return 0;
+        value = value * 10 + quint64(c - '0');
+    }
+    return (quint64(pid.size()) << 56) | value;
+}
+
+// Answers of one thread, valid while the map's generation is `generation`.
+struct NameMemo
+{
+    quint64 generation = 0;
+    QHash<quint64, QByteArray> names;
+};
+
+} // namespace
+
+ProcessNameMap::ProcessNameMap() : m_generation(nextGeneration()) {}
+
+void ProcessNameMap::changed()
+{
+    m_generation.store(nextGeneration(), std::memory_order_release);
+}
+
+QByteArray ProcessNameMap::nameForUtf8(QByteArrayView pid) const
+{
+    const quint64 key = packedPid(pid);
+    if (key == 0)
+        return nameFor(QString::fromUtf8(pid)).toUtf8();
+    thread_local NameMemo memo;
+    // Read before the lookup: a change meanwhile gives a newer generation, which drops the memo.
+    const quint64 generation = m_generation.load(std::memory_order_acquire);
+    if (memo.generation != generation) {
+        memo.names.clear();
+        memo.generation = generation;
+    } else if (const auto it = memo.names.constFind(key); it != memo.names.cend()) {
+        return *it;
+    }
+    QByteArray name = nameFor(QString::fromLatin1(pid)).toUtf8();
+    constexpr qsizetype MemoLimit = 4096; // pids of one device; beyond that start over
+    if (memo.names.size() >= MemoLimit)
+        memo.names.clear();
+    memo.names.insert(key, name);
+    return name;
+}
+
 std::optional<ProcessNameMap::PsLine> ProcessNameMap::parsePsLine(QStringView line)
 {
     // Runs of blanks give empty pieces, as the device's column padding is not interpreted.
@@ -38,6 +99,7 @@ ProcessNameMap::DeviceNameResult ProcessNameMap::setDeviceName(const QString &pi
         return DeviceNameResult::UserNameKept;
     const bool known = m_pidMap.contains(pid);
     m_pidMap.insert(pid, name);
+    changed();
     return known ? DeviceNameResult::Renamed : DeviceNameResult::NewPid;
 }
 
@@ -46,12 +108,14 @@ void ProcessNameMap::setUserName(const QString &pid, const QString &name)
     std::lock_guard lock(m_mutex);
     m_pidMap.insert(pid, name);
     m_userDefinedPidMap.insert(pid, name);
+    changed();
 }
 
 void ProcessNameMap::resetToUserNames()
 {
     std::lock_guard lock(m_mutex);
     m_pidMap = m_userDefinedPidMap;
+    changed();
 }
 
 bool ProcessNameMap::beginLookup(double now)

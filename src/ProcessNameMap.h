@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
+#include <QByteArrayView>
 #include <QHash>
 #include <QString>
 #include <QStringView>
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 
@@ -31,9 +34,15 @@ public:
     };
     static std::optional<PsLine> parsePsLine(QStringView line);
 
+    ProcessNameMap();
+
     // Empty when the pid has no name.
     QString nameFor(const QString &pid) const;
     QString nameFor(QStringView pid) const;
+    // nameFor for a pid given as UTF-8, answered as UTF-8. For the live line path: the answers are
+    // remembered per thread until the map next changes, so a known pid costs neither the pid lock
+    // nor an allocation.
+    QByteArray nameForUtf8(QByteArrayView pid) const;
 
     DeviceNameResult setDeviceName(const QString &pid, const QString &name);
     // The user's name wins over the device's and survives resetToUserNames().
@@ -53,7 +62,12 @@ public:
     std::optional<double> lookupTime() const;
 
 private:
+    void changed(); // under m_mutex, after every change of m_pidMap
+
     mutable std::mutex m_mutex;
+    // Unique across all maps (a global sequence), so a per-thread memo never mistakes one map's
+    // state for another's. Written under m_mutex, read without it.
+    std::atomic<quint64> m_generation;
     QHash<QString, QString> m_pidMap;
     QHash<QString, QString> m_userDefinedPidMap;
     bool m_lookupRunning = false;

@@ -4,6 +4,13 @@
 #include "Android/AdbSettings.h"
 #include "Helpers/Logger.h"
 
+void LogReaderDelegate::logLineDataReceived(QByteArrayView line)
+{
+    // One decoder per reader thread: the line path allocates nothing but the QString.
+    thread_local AdbProtocol::Utf8Decoder decoder;
+    logLineReceived(decoder.decode(line));
+}
+
 void LogReader::setDelegate(LogReaderDelegate *delegate)
 {
     m_delegate = delegate;
@@ -105,9 +112,8 @@ void LogReader::startLogStream()
 
 void LogReader::handleLogLineData(QByteArrayView data)
 {
-    std::optional<QString> line = m_decoder.decode(data);
     if (LogReaderDelegate *d = m_delegate.load(std::memory_order_acquire))
-        d->logLineReceived(line);
+        d->logLineDataReceived(data);
 }
 
 void LogReader::didDisconnect(const std::optional<AdbError> &error)

@@ -15,6 +15,11 @@ public:
     virtual ~LogReaderDelegate() = default;
     // One logcat line with its terminator (LF, or CR LF); absent when the bytes are not UTF-8.
     virtual void logLineReceived(const std::optional<QString> &line) = 0;
+    // The same line as the bytes that arrived, valid only during the call. This is what the reader
+    // calls; the default decodes it and hands the text (or its absence) to logLineReceived. A delegate
+    // that works on UTF-8 overrides it to skip the round trip through a QString, and keeps the rule
+    // that a line which is not valid UTF-8 counts as absent.
+    virtual void logLineDataReceived(QByteArrayView line);
     virtual void logReaderStopped() = 0;
     // "FAIL" whose message does not mention "device not found"; domain "logReader", code 2.
     virtual void logReaderStoppedWithError(const AdbError &error) = 0;
@@ -57,5 +62,4 @@ private:
 
     std::atomic<LogReaderDelegate *> m_delegate{nullptr};
     std::atomic<bool> m_sentClearDevice{false};
-    AdbProtocol::Utf8Decoder m_decoder;
 };

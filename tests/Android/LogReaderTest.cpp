@@ -285,3 +285,33 @@ TEST_F(LogReaderTest, CloseAtEveryBytePositionEndsInStoppedWithTheWholeLinesSoFa
         EXPECT_TRUE(local.mismatches().isEmpty());
     }
 }
+
+namespace {
+
+// Only the text form: the reader's bytes reach it through the interface's default decoding.
+class TextOnlyDelegate : public LogReaderDelegate
+{
+public:
+    void logLineReceived(const std::optional<QString> &line) override { lines.append(line); }
+    void logReaderStopped() override {}
+    void logReaderStoppedWithError(const AdbError &) override {}
+    void adbNotRunningError(const AdbError &) override {}
+    void adbDeviceNotFound(const AdbError &) override {}
+    QList<std::optional<QString>> lines;
+};
+
+} // namespace
+
+TEST(LogReaderDelegate, ByteFormDecodesToTheTextFormOrAbsent)
+{
+    TextOnlyDelegate d;
+    d.logLineDataReceived("a \xc3\xa9\r\n");
+    d.logLineDataReceived("cut \xe2\x82\n"); // a character cut short
+    d.logLineDataReceived("\xef\xbb\xbf" "bom\n");
+    d.logLineDataReceived("\n");
+    ASSERT_EQ(d.lines.size(), 4);
+    EXPECT_EQ(d.lines[0], QStringLiteral("a \u00e9\r\n"));
+    EXPECT_FALSE(d.lines[1].has_value());
+    EXPECT_EQ(d.lines[2], QStringLiteral("\ufeffbom\n")); // a leading BOM stays a character
+    EXPECT_EQ(d.lines[3], QStringLiteral("\n"));
+}

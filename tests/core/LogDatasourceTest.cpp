@@ -12,6 +12,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <QRandomGenerator>
+#include <QStringDecoder>
+
 #include <atomic>
 #include <mutex>
 #include <thread>
@@ -720,3 +723,114 @@ TEST_F(LogDatasourceTest, RefilteringDuringAStreamLosesNoLine)
 }
 
 } // namespace
+
+namespace {
+
+// Every field of every entry, for comparing two logs.
+QStringList dump(const QList<LogEntry> &entries)
+{
+    QStringList out;
+    for (const LogEntry &e : entries) {
+        QStringList fields;
+        for (int f = 0; f < LogEntry::FieldCount; ++f)
+            fields.append(e.value(LogEntry::Field(f)));
+        out.append(fields.join(u'|'));
+    }
+    return out;
+}
+
+// Seeded threadtime-like lines with the awkward cases mixed in: invalid and cut UTF-8, non-ASCII
+// text, CR LF, raw "-" lines, pids with leading zeros or letters, truncated lines.
+QList<QByteArray> awkwardLines(int count, quint32 seed)
+{
+    QRandomGenerator rng(seed);
+    const QList<QByteArray> pids{"42", "042", "7", "x9", "  42", "123456789012345678"};
+    const QList<QByteArray> texts{"plain", "Gr\xc3\xbc\xc3\x9f" "e \xe6\x9d\xb1", "bad \xff byte", "cut \xe2\x82",
+                                  "surrogate \xed\xa0\x80", "\xef\xbb\xbf" "bom", "{\"json\":1}"};
+    QList<QByteArray> out;
+    for (int i = 0; i < count; ++i) {
+        const int ms = 100 + i;
+        QByteArray l = "01-23 10:00:00." + QByteArray::number(ms).rightJustified(3, '0') + " " +
+                       pids[rng.bounded(int(pids.size()))] + " " + QByteArray::number(rng.bounded(3) + 7) + " " +
+                       "VDIWEF"[rng.bounded(6)] + " Tag: " + texts[rng.bounded(int(texts.size()))];
+        switch (rng.bounded(8)) {
+        case 0:
+            l = "--------- beginning of " + QByteArray::number(i);
+            break;
+        case 1:
+            l.truncate(rng.bounded(int(l.size())));
+            break;
+        case 2:
+            l += '\r';
+            break;
+        default:
+            break;
+        }
+        out.append(l + '\n');
+    }
+    return out;
+}
+
+} // namespace
+
+TEST_F(LogDatasourceTest, ByteFormMakesTheSameEntriesAsTheTextForm)
+{
+    // The reader's bytes parsed directly must give what decoding them (absent when not UTF-8) and
+    // handing the text over gives, names from the process map included.
+    const QList<QByteArray> lines = awkwardLines(400, 5);
+    LogDatasource textDs(&clock);
+    LogDatasource byteDs(&clock);
+    const QString names = psOutput({{42, "com.example.answer"}, {7, "com.seven"}}) +
+                          QStringLiteral("u0_a1 042 1 1000 200 0 0 S com.zero.two\n");
+    onWorker([&] {
+        textDs.pidReceived(names);
+        byteDs.pidReceived(names);
+        QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless |
+                                                            QStringConverter::Flag::ConvertInitialBom);
+        for (const QByteArray &l : lines) {
+            decoder.resetState();
+            const QString text = decoder.decode(l);
+            textDs.logLineReceived(decoder.hasError() ? std::nullopt : std::optional<QString>(text));
+            byteDs.logLineDataReceived(l);
+        }
+    });
+    const QStringList expected = dump(textDs.getDataAll());
+    EXPECT_GT(expected.size(), 150); // most lines yield an entry
+    EXPECT_EQ(dump(byteDs.getDataAll()), expected);
+    EXPECT_EQ(byteDs.unknownPidCount(), textDs.unknownPidCount());
+    EXPECT_TRUE(expected.join(u'\n').contains(QStringLiteral("com.zero.two")));
+}
+
+TEST_F(LogDatasourceTest, NamesOfTheLinePathFollowEveryChangeOfTheMap)
+{
+    // The line path remembers names per thread; a change of the map must show on the very next line,
+    // and two datasources on one thread must not see each other's names.
+    LogDatasource other(&clock);
+    auto appOf = [](LogDatasource &d) { return d.getDataAll().last().value(LogEntry::App); };
+    const QByteArray l42 = line("10:00:00.000", 42, 42, "I", "T", "x").toUtf8();
+    onWorker([&] {
+        ds->pidReceived(psOutput({{42, "device.name"}}));
+        other.pidReceived(psOutput({{42, "other.name"}}));
+        ds->logLineDataReceived(l42);
+        EXPECT_EQ(appOf(*ds), "device.name");
+        other.logLineDataReceived(l42);
+        EXPECT_EQ(appOf(other), "other.name");
+        ds->logLineDataReceived(l42);
+        EXPECT_EQ(appOf(*ds), "device.name");
+    });
+    ds->setAppName(QStringLiteral("user.name"), QStringLiteral("42"));
+    onWorker([&] {
+        ds->logLineDataReceived(l42);
+        EXPECT_EQ(appOf(*ds), "user.name");
+        other.logLineDataReceived(l42);
+        EXPECT_EQ(appOf(other), "other.name");
+        other.logReaderStopped(); // forgets the device's names
+    });
+    drainEvents();
+    onWorker([&] {
+        other.logLineDataReceived(l42);
+        EXPECT_EQ(appOf(other), "");
+        ds->logLineDataReceived(l42);
+        EXPECT_EQ(appOf(*ds), "user.name");
+    });
+}
