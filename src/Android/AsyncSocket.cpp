@@ -14,6 +14,11 @@ const QString AsyncSocket::errorDomain = QStringLiteral("AsyncSocketErrorDomain"
 
 namespace {
 
+// Bytes the QTcpSocket buffers ahead of us, and so the most one pull copies. A bound keeps both its
+// buffer and ours small enough to stay in cache and to be reused instead of reallocated (a large
+// buffer is mapped fresh and page-faulted on every burst); the rest waits in the kernel.
+constexpr qint64 ReadChunk = 128 * 1024;
+
 int msecs(double seconds)
 {
     const double ms = seconds * 1000.0;
@@ -28,6 +33,7 @@ AsyncSocket::AsyncSocket(AsyncSocketDelegate *delegate, QObject *parent)
 {
     // The ADB server is local; a proxy lookup would only cost time (and races inside Qt across threads).
     m_tcp->setProxy(QNetworkProxy::NoProxy);
+    m_tcp->setReadBufferSize(ReadChunk);
     m_readTimer->setSingleShot(true);
     m_writeTimer->setSingleShot(true);
     QObject::connect(m_tcp, &QTcpSocket::connected, this, &AsyncSocket::onConnected);
@@ -200,17 +206,23 @@ void AsyncSocket::onConnected()
 
 void AsyncSocket::onReadyRead()
 {
-    if (m_state != State::Connected)
-        return;
-    pullSocketData();
-    processReads();
+    // Serves every complete read of every chunk now: readyRead comes again only for new bytes.
+    while (m_state == State::Connected && !m_disposed) {
+        if (!pullSocketData())
+            break;
+        processReads();
+    }
 }
 
 void AsyncSocket::onPeerClosed()
 {
     if (m_state != State::Connected)
         return;
-    pullSocketData();
+    // Everything still buffered is served before the close is reported.
+    while (m_state == State::Connected && !m_disposed && pullSocketData())
+        processReads();
+    if (m_state != State::Connected || m_disposed)
+        return;
     m_peerClosed = true;
     processReads();
 }
@@ -264,17 +276,19 @@ void AsyncSocket::onBytesWritten(qint64 bytes)
     }
 }
 
-void AsyncSocket::pullSocketData()
+bool AsyncSocket::pullSocketData()
 {
-    const qint64 available = m_tcp->bytesAvailable();
+    const qint64 available = std::min(m_tcp->bytesAvailable(), ReadChunk);
     if (available <= 0)
-        return;
-    if (m_offset > 0 && m_offset >= m_buffer.size() / 2)
+        return false;
+    // Served bytes go before the buffer grows; what is left is mostly a partial line.
+    if (m_offset > 0 && m_offset >= m_buffer.size() - m_offset)
         compactBuffer();
     const qsizetype old = m_buffer.size();
     m_buffer.resize(old + available);
     const qint64 got = m_tcp->read(m_buffer.data() + old, available);
     m_buffer.resize(old + std::max<qint64>(got, 0));
+    return got > 0;
 }
 
 void AsyncSocket::scheduleReads()
@@ -377,7 +391,12 @@ void AsyncSocket::closeWithError(const std::optional<AdbError> &error)
 
 void AsyncSocket::compactBuffer()
 {
-    m_buffer.remove(0, m_offset);
+    // Moved in place: QByteArray::remove at the front would only advance the start and shrink the
+    // room at the end, so the next resize would reallocate.
+    const qsizetype left = m_buffer.size() - m_offset;
+    if (left > 0)
+        std::memmove(m_buffer.data(), m_buffer.constData() + m_offset, size_t(left));
+    m_buffer.resize(left);
     m_offset = 0;
 }
 

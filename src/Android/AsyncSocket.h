@@ -103,7 +103,7 @@ private:
     void onPeerClosed();
     void onSocketError();
     void onBytesWritten(qint64 bytes);
-    void pullSocketData();
+    bool pullSocketData(); // false when nothing was read
     void scheduleReads();
     void processReads();
     void startReadTimer();

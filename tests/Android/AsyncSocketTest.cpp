@@ -154,6 +154,38 @@ TEST(AsyncSocket, DeliversEveryLineOfALargeBurstOnceAndInOrder)
     socket->dispose();
 }
 
+TEST(AsyncSocket, ReadsLargerThanOneBufferfulArriveWholeEvenWhenThePeerClosesRightAfter)
+{
+    // The socket takes bytes in bounded chunks: a read to length, a pattern read and lines that span
+    // many chunks must still arrive whole, and bytes sent just before a close must all be served.
+    Peer peer;
+    Recorder rec;
+    QList<QByteArray> got;
+    auto *socket = new AsyncSocket(&rec);
+    rec.onRead = [&](QByteArrayView data, long) { got.append(data.toByteArray()); };
+    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    socket->readDataToLength(3 << 20, -1, 1);
+    socket->readDataToData(QByteArray("IEND"), -1, 2);
+    socket->readDataToData(AsyncSocket::lfData(), -1, 3);
+    socket->readDataToData(AsyncSocket::lfData(), -1, 4);
+    ASSERT_TRUE(peer.accept());
+    QByteArray exact(3 << 20, 'a');
+    for (qsizetype i = 0; i < exact.size(); i += 4099)
+        exact[i] = char('0' + i % 10);
+    const QByteArray png = QByteArray(700 * 1024, 'p') + "IEND";
+    const QByteArray longLine = QByteArray(500 * 1024, 'l') + '\n';
+    peer.socket->write(exact + png + longLine + "short\n" + "tail without line feed");
+    peer.socket->disconnectFromHost();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.disconnects == 1; }, 20000));
+    ASSERT_EQ(got.size(), 4);
+    EXPECT_TRUE(got[0] == exact);
+    EXPECT_TRUE(got[1] == png);
+    EXPECT_TRUE(got[2] == longLine);
+    EXPECT_EQ(got[3], "short\n");
+    EXPECT_EQ(rec.error->code, AsyncSocket::ClosedError);
+    socket->dispose();
+}
+
 TEST(AsyncSocket, CompletesWritesInOrderWithTheirTags)
 {
     Peer peer;
