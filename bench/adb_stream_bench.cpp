@@ -127,11 +127,20 @@ double adbRate(const Rig &rig, double seconds)
     logcat.waitForReadyRead(10000);
     QElapsedTimer clock;
     clock.start();
-    qint64 lines = logcat.readAllStandardOutput().count('\n');
+    // Read into one reused buffer: a fresh array per read would be allocated, page-faulted and
+    // returned to the system each time, a cost of this tool and not of adb.
+    QByteArray chunk(1 << 20, Qt::Uninitialized);
+    auto drain = [&logcat, &chunk] {
+        qint64 n = 0;
+        for (qint64 got; (got = logcat.read(chunk.data(), chunk.size())) > 0;)
+            n += QByteArrayView(chunk.constData(), got).count('\n');
+        return n;
+    };
+    qint64 lines = drain();
     const auto budget = qint64(seconds * 1000);
     while (clock.elapsed() < budget) {
         logcat.waitForReadyRead(int(std::max<qint64>(1, budget - clock.elapsed())));
-        lines += logcat.readAllStandardOutput().count('\n');
+        lines += drain();
     }
     const double elapsed = double(clock.nsecsElapsed()) / 1e9;
     logcat.kill();
