@@ -258,8 +258,9 @@ TEST(LogLineParserRandomTest, DetectionAndRawBytesNeverFail)
         for (const QByteArray &b : storage) {
             // Invalid UTF-8 goes through the QString path as the datasource would hand it over.
             const LogEntry e = LogLineParser::parseThreadTimeLine(QStringView(QString::fromUtf8(b)), format, counter);
-            if (!e.isNull())
+            if (!e.isNull()) {
                 EXPECT_FALSE(e.value(LogEntry::Text).isEmpty());
+            }
         }
     }
 }
