@@ -6,6 +6,7 @@
 #include "Helpers/MainThread.h"
 #include "Helpers/Settings.h"
 #include "LogLineParser.h"
+#include "ProcessListAnswer.h"
 
 #include <QThread>
 #include <QThreadPool>
@@ -26,22 +27,6 @@ QThread *startWorker(const QString &name, QObject **anchor)
     (*anchor)->moveToThread(thread);
     thread->start();
     return thread;
-}
-
-// Lines of a process list: split at every line end, so a CR LF pair gives an empty line between.
-QList<QStringView> splitLines(QStringView text)
-{
-    QList<QStringView> lines;
-    qsizetype start = 0;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text[i];
-        if (c == u'\n' || c == u'\r') {
-            lines.append(text.sliced(start, i - start));
-            start = i + 1;
-        }
-    }
-    lines.append(text.sliced(start));
-    return lines;
 }
 
 } // namespace
@@ -559,7 +544,8 @@ void LogDatasource::startPidLookup(bool addDashA, const QString &device)
 void LogDatasource::pidReceived(const std::optional<QString> &output)
 {
     const QString text = output.value_or(QString());
-    if (text.size() <= 99) {
+    const ProcessListAnswer answer = ProcessListAnswer::parse(text);
+    if (answer.isShort) {
         // A short answer is an error of the command ("bad pid" for "-A" on old devices): switch forms.
         QF_LOG(QStringLiteral("PID look up %1: ").arg(text));
         const bool addDash = !m_addDashAforPS.load();
@@ -570,38 +556,29 @@ void LogDatasource::pidReceived(const std::optional<QString> &output)
         return;
     }
 
-    const QList<QStringView> lines = splitLines(text);
-    for (qsizetype i = 1; i < lines.size(); ++i) { // line 0 is the header
-        const QStringView line = lines[i];
-        if (line.isEmpty() || line.startsWith(u'-'))
-            continue;
-        if (line.startsWith(u"error:")) {
-            QF_LOG(QStringLiteral("parsePID: %1").arg(line));
-            if (line.contains(u"error: more than one device and emulator")) {
-                QF_LOG(QStringLiteral("Multiple devices. Abort. (1)"));
-                abortSession(&LogDatasource::notifyMultipleDevicesConnected);
-                return;
-            }
-            if (line.contains(u"error: device not found")) {
-                QF_LOG(QStringLiteral("Device not found. Abort. (1)"));
-                abortSession(&LogDatasource::notifyDeviceNotFound);
-                return;
-            }
-            continue;
-        }
-        const std::optional<ProcessNameMap::PsLine> ps = ProcessNameMap::parsePsLine(line);
-        if (!ps)
-            continue;
-        if (m_names.setDeviceName(ps->pid, ps->name) != ProcessNameMap::DeviceNameResult::NewPid)
+    for (const ProcessNameMap::PsLine &ps : answer.processes) {
+        if (m_names.setDeviceName(ps.pid, ps.name) != ProcessNameMap::DeviceNameResult::NewPid)
             continue;
         withLog([&](LogState &s) {
-            const auto it = s.unknownLogs.constFind(ps->pid);
+            const auto it = s.unknownLogs.constFind(ps.pid);
             if (it == s.unknownLogs.cend())
                 return;
             for (const LogEntry &entry : it->entries)
-                entry.setApp(ps->name);
+                entry.setApp(ps.name);
             s.unknownLogs.erase(it);
         });
+    }
+    switch (answer.abort) {
+    case ProcessListAnswer::Abort::MultipleDevices:
+        QF_LOG(QStringLiteral("Multiple devices. Abort. (1)"));
+        abortSession(&LogDatasource::notifyMultipleDevicesConnected);
+        return;
+    case ProcessListAnswer::Abort::DeviceNotFound:
+        QF_LOG(QStringLiteral("Device not found. Abort. (1)"));
+        abortSession(&LogDatasource::notifyDeviceNotFound);
+        return;
+    case ProcessListAnswer::Abort::None:
+        break;
     }
 
     if (const std::optional<double> lookupTime = m_names.lookupTime())
