@@ -88,7 +88,7 @@ protected:
         while (!done() && clock.elapsed() < timeoutMs) {
             if (timerActive)
                 app->onReconnectTimerTick();
-            QTest::qWaitFor(done, 700);
+            (void)QTest::qWaitFor(done, 700); // the loop checks the outcome itself
         }
         return done();
     }
