@@ -86,7 +86,10 @@ protected:
         app = std::make_unique<QuillfernAppDelegate>(std::move(options));
         app->applicationDidFinishLaunching();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(app->window()));
-        ASSERT_TRUE(QTest::qWaitFor([&] { return streamsStarted >= 1 && app->logDatasource()->isLogging(); }, 5000));
+        // Lines fed before the stream is fully up (title set) may be dropped as the device's replay.
+        ASSERT_TRUE(QTest::qWaitFor([&] { return streamsStarted >= 1 && app->logDatasource()->isLogging() &&
+                                                 app->window()->windowTitle() == "Pixel_A - emu-A"; }, 5000))
+            << app->window()->windowTitle().toStdString();
     }
     void TearDown() override
     {
