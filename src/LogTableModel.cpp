@@ -3,8 +3,11 @@
 
 #include <QBrush>
 #include <QPoint>
+#include <QThreadPool>
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 LogTableModel::LogTableModel(QObject *parent)
     : QAbstractTableModel(parent)
@@ -40,6 +43,16 @@ std::optional<int> LogTableModel::droppedHead(const QVector<LogEntry> &next) con
     return int(dropped);
 }
 
+void LogTableModel::releaseElsewhere(QVector<LogEntry> rows)
+{
+    // Under a flood a whole snapshot drops out between two reloads; freeing tens of thousands of
+    // records (allocated by the reading thread) took the GUI thread 10-20 ms per reload.
+    if (rows.isEmpty())
+        return;
+    auto holder = std::make_shared<QVector<LogEntry>>(std::move(rows));
+    QThreadPool::globalInstance()->start([holder = std::move(holder)]() mutable { holder->clear(); });
+}
+
 LogTableModel::Update LogTableModel::setRows(QVector<LogEntry> rows)
 {
     if (m_rows.isEmpty() && rows.isEmpty())
@@ -48,16 +61,21 @@ LogTableModel::Update LogTableModel::setRows(QVector<LogEntry> rows)
     const std::optional<int> dropped = droppedHead(rows);
     if (!dropped) {
         beginResetModel();
-        m_rows = std::move(rows);
+        QVector<LogEntry> old = std::exchange(m_rows, std::move(rows));
         endResetModel();
+        releaseElsewhere(std::move(old));
         return Update::Reset;
     }
 
     Update result = Update::None;
+    const qsizetype oldCount = m_rows.size();
     if (*dropped > 0) {
+        // The kept rows are taken from the new snapshot: the dropped ones (and their frees) go to the
+        // pool thread with the old one, and the old one, shared with the reader, is not detached here.
         beginRemoveRows({}, 0, *dropped - 1);
-        m_rows.remove(0, *dropped);
+        QVector<LogEntry> old = std::exchange(m_rows, rows.first(oldCount - *dropped));
         endRemoveRows();
+        releaseElsewhere(std::move(old));
         result = Update::Pruned;
     }
     const int kept = int(m_rows.size());

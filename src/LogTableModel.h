@@ -83,6 +83,8 @@ signals:
 
 private:
     void repaintAll();
+    // Drops the rows on a pool thread: the last references free their records there.
+    static void releaseElsewhere(QVector<LogEntry> rows);
     // How many leading rows of the current snapshot were dropped in `next`, if `next` continues it.
     std::optional<int> droppedHead(const QVector<LogEntry> &next) const;
 
