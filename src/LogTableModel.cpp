@@ -193,7 +193,7 @@ int LogTableModel::defaultColumnChars(LogEntry::Field field)
     case LogEntry::Name:
         return 14;
     case LogEntry::Text:
-        return 48; // the last column stretches to the window's edge from here
+        return 24; // the last column stretches to the window's edge from here
     case LogEntry::Note:
         return 5;
     }
