@@ -8,6 +8,7 @@
 //
 // Usage: live_path_bench [benchmark flags] [--adb] [--seconds S] [--rounds N]
 #include "Helpers/Settings.h"
+#include "support/AdbFloodRig.h"
 #include "LogDatasource.h"
 
 #include <benchmark/benchmark.h>
@@ -219,121 +220,8 @@ BENCHMARK(BM_LiveLineData_NoFilter)->MinTime(2.0);
 
 QTextStream out(stdout);
 
-struct Rig
-{
-    QString adb;
-    quint16 port = 0;
-    QProcessEnvironment env;
-    QString serial;
-    std::unique_ptr<QProcess> device;
-
-    QByteArray run(const QStringList &args, int timeoutMs = 15000) const
-    {
-        QProcess p;
-        p.setProcessEnvironment(env);
-        p.setStandardInputFile(QProcess::nullDevice());
-        p.start(adb, QStringList{QStringLiteral("-P"), QString::number(port)} + args);
-        p.waitForFinished(timeoutMs);
-        return p.readAllStandardOutput() + p.readAllStandardError();
-    }
-};
-
-bool waitFor(const std::function<bool()> &predicate, int timeoutMs)
-{
-    QDeadlineTimer deadline(timeoutMs);
-    while (!predicate()) {
-        if (deadline.hasExpired())
-            return false;
-        QThread::msleep(50);
-    }
-    return true;
-}
-
-bool setUpRig(Rig &rig, const QString &home)
-{
-    rig.adb = QStandardPaths::findExecutable(QStringLiteral("adb"));
-    if (rig.adb.isEmpty()) {
-        out << "adb not found" << Qt::endl;
-        return false;
-    }
-    rig.env = QProcessEnvironment::systemEnvironment();
-    rig.env.insert(QStringLiteral("HOME"), home);
-    rig.env.insert(QStringLiteral("TMPDIR"), home);
-    rig.env.remove(QStringLiteral("ANDROID_SERIAL"));
-    for (quint16 port = quint16(17537 + ::getpid() % 1000); port < 19000; ++port) {
-        QTcpServer probe;
-        if (probe.listen(QHostAddress::LocalHost, port)) {
-            rig.port = port;
-            break;
-        }
-    }
-    QProcess starter;
-    starter.setProcessEnvironment(rig.env);
-    starter.setStandardOutputFile(home + QStringLiteral("/start-server.txt"));
-    starter.setStandardErrorFile(home + QStringLiteral("/start-server.txt"), QIODevice::Append);
-    starter.start(rig.adb, {QStringLiteral("-P"), QString::number(rig.port), QStringLiteral("start-server")});
-    if (!starter.waitForFinished(30000) || starter.exitCode() != 0) {
-        out << "adb start-server failed" << Qt::endl;
-        return false;
-    }
-    rig.device = std::make_unique<QProcess>();
-    rig.device->setProcessEnvironment(rig.env);
-    rig.device->setStandardErrorFile(home + QStringLiteral("/devsim.log"));
-    rig.device->start(QStringLiteral(QF_TOOLS_DIR "/quillfern-devsim"),
-                      {QStringLiteral("--rate"), QStringLiteral("0"), QStringLiteral("--buffer"), QStringLiteral("0"),
-                       QStringLiteral("--seed"), QStringLiteral("11"), QStringLiteral("--adb-port"),
-                       QString::number(rig.port), QStringLiteral("--adb"), rig.adb, QStringLiteral("--connect")});
-    QByteArray first;
-    if (!waitFor(
-            [&] {
-                rig.device->waitForReadyRead(50);
-                first += rig.device->readAllStandardOutput();
-                return first.contains('\n');
-            },
-            10000)) {
-        out << "the simulator did not start" << Qt::endl;
-        return false;
-    }
-    rig.serial = QStringLiteral("127.0.0.1:") + QString::fromLatin1(first.trimmed().mid(13));
-    if (!waitFor([&] { return rig.run({QStringLiteral("devices")}).contains(rig.serial.toUtf8() + "\tdevice"); },
-                 20000)) {
-        out << "the simulator did not register" << Qt::endl;
-        return false;
-    }
-    return true;
-}
-
-double adbRate(const Rig &rig, double seconds)
-{
-    QProcess logcat;
-    logcat.setProcessEnvironment(rig.env);
-    logcat.setStandardInputFile(QProcess::nullDevice());
-    logcat.start(rig.adb, {QStringLiteral("-P"), QString::number(rig.port), QStringLiteral("-s"), rig.serial,
-                           QStringLiteral("logcat"), QStringLiteral("-v"), QStringLiteral("threadtime")});
-    logcat.waitForStarted();
-    logcat.waitForReadyRead(10000);
-    QElapsedTimer clock;
-    clock.start();
-    // Read into one reused buffer: a fresh array per read would be allocated, page-faulted and
-    // returned to the system each time, a cost of this tool and not of adb.
-    QByteArray chunk(1 << 20, Qt::Uninitialized);
-    auto drain = [&logcat, &chunk] {
-        qint64 n = 0;
-        for (qint64 got; (got = logcat.read(chunk.data(), chunk.size())) > 0;)
-            n += QByteArrayView(chunk.constData(), got).count('\n');
-        return n;
-    };
-    qint64 lines = drain();
-    const auto budget = qint64(seconds * 1000);
-    while (clock.elapsed() < budget) {
-        logcat.waitForReadyRead(int(std::max<qint64>(1, budget - clock.elapsed())));
-        lines += drain();
-    }
-    const double elapsed = double(clock.nsecsElapsed()) / 1e9;
-    logcat.kill();
-    logcat.waitForFinished();
-    return double(lines) / elapsed;
-}
+using bench::Rig;
+using bench::adbRate;
 
 // The whole datasource, as the application runs it: its own worker thread and reader, names from the
 // device's process list, a level filter, notifications delivered on this (GUI) thread. Lines taken in
@@ -389,7 +277,7 @@ double datasourceRate(const Rig &rig, double seconds, qint64 *notifications)
 int runAdbComparison(const QString &home, double seconds, int rounds)
 {
     Rig rig;
-    if (!setUpRig(rig, home)) {
+    if (!bench::setUpRig(rig, home, 17537, out)) {
         rig.run({QStringLiteral("kill-server")});
         return 1;
     }

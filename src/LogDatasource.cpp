@@ -723,44 +723,37 @@ void LogDatasource::filterJob(const Filter &filter)
 // ---------------------------------------------------------------------------------------------
 // Announcements
 
-void LogDatasource::notifyLoggerStarted()
+void LogDatasource::callDelegate(void (LogDatasourceDelegate::*callback)())
 {
     if (!assertMainThread())
         return;
     if (m_delegate)
-        m_delegate->onLoggerStarted();
+        (m_delegate->*callback)();
+}
+
+void LogDatasource::notifyLoggerStarted()
+{
+    callDelegate(&LogDatasourceDelegate::onLoggerStarted);
 }
 
 void LogDatasource::notifyLoggerStopped()
 {
-    if (!assertMainThread())
-        return;
-    if (m_delegate)
-        m_delegate->onLoggerStopped();
+    callDelegate(&LogDatasourceDelegate::onLoggerStopped);
 }
 
 void LogDatasource::notifyLogUpdated()
 {
-    if (!assertMainThread())
-        return;
-    if (m_delegate)
-        m_delegate->onLogUpdated();
+    callDelegate(&LogDatasourceDelegate::onLogUpdated);
 }
 
 void LogDatasource::notifyMultipleDevicesConnected()
 {
-    if (!assertMainThread())
-        return;
-    if (m_delegate)
-        m_delegate->onMultipleDevicesConnected();
+    callDelegate(&LogDatasourceDelegate::onMultipleDevicesConnected);
 }
 
 void LogDatasource::notifyDeviceNotFound()
 {
-    if (!assertMainThread())
-        return;
-    if (m_delegate)
-        m_delegate->onDeviceNotFound();
+    callDelegate(&LogDatasourceDelegate::onDeviceNotFound);
 }
 
 void LogDatasource::notifyDataChanged()

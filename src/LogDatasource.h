@@ -199,6 +199,8 @@ private:
     void giveUpUnknownPidsBefore(double time);
 
     // GUI-thread announcements; each asserts the thread.
+    // The delegate's callback, on the GUI thread only.
+    void callDelegate(void (LogDatasourceDelegate::*callback)());
     void notifyLoggerStarted();
     void notifyLoggerStopped();
     void notifyLogUpdated();

@@ -151,14 +151,7 @@ void AsyncSocket::disconnect()
     }
     if (m_state == State::Idle || m_state == State::Closed)
         return;
-    m_state = State::Closed;
-    m_connectedFlag = false;
-    m_reads.clear();
-    m_writes.clear();
-    m_pendingWrites.clear();
-    m_readTimer->stop();
-    m_writeTimer->stop();
-    m_tcp->abort();
+    closeQuietly();
     // Reported later, as the caller may be in the middle of a callback of this socket.
     QMetaObject::invokeMethod(
         this, [this] { callDelegate([](AsyncSocketDelegate *d) { d->didDisconnect(std::nullopt); }); },
@@ -374,10 +367,9 @@ void AsyncSocket::startWriteTimer()
         m_writeTimer->start(msecs(m_writes.front().timeout));
 }
 
-void AsyncSocket::closeWithError(const std::optional<AdbError> &error)
+// Drops every queued request and the connection; telling the delegate is the caller's job.
+void AsyncSocket::closeQuietly()
 {
-    if (m_state == State::Closed)
-        return;
     m_state = State::Closed;
     m_connectedFlag = false;
     m_reads.clear();
@@ -386,6 +378,13 @@ void AsyncSocket::closeWithError(const std::optional<AdbError> &error)
     m_readTimer->stop();
     m_writeTimer->stop();
     m_tcp->abort();
+}
+
+void AsyncSocket::closeWithError(const std::optional<AdbError> &error)
+{
+    if (m_state == State::Closed)
+        return;
+    closeQuietly();
     callDelegate([&error](AsyncSocketDelegate *d) { d->didDisconnect(error); });
 }
 

@@ -108,6 +108,7 @@ private:
     void processReads();
     void startReadTimer();
     void startWriteTimer();
+    void closeQuietly();
     void closeWithError(const std::optional<AdbError> &error);
     void compactBuffer();
     static AdbError socketError(ErrorCode code, const QString &description);
