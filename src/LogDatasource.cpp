@@ -528,6 +528,10 @@ void LogDatasource::startPidLookup(bool addDashA, const QString &device)
     QMetaObject::invokeMethod(
         m_pidAnchor,
         [this, addDashA, device] {
+            // Lookups are asked for from the log and process-list threads; one that arrives after the
+            // destructor's clean-up on this thread must not create a reader nobody deletes.
+            if (isClosing())
+                return;
             if (m_pidReader) {
                 m_pidReader->setDelegate(nullptr);
                 delete m_pidReader;
@@ -768,6 +772,12 @@ void LogDatasource::notifyDataChanged()
             emit logDataUpdated();
         },
         Qt::QueuedConnection);
+}
+
+bool LogDatasource::isClosing() const
+{
+    std::lock_guard lock(m_waitMutex);
+    return m_closing;
 }
 
 void LogDatasource::postToMain(std::function<void()> work)

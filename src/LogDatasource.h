@@ -253,7 +253,8 @@ private:
     QTimer *m_queueTimer = nullptr;           // GUI thread
 
     // Waits of runOnMainAndWait, released by the destructor.
-    std::mutex m_waitMutex;
+    bool isClosing() const;
+    mutable std::mutex m_waitMutex;
     std::condition_variable m_waitDone;
     bool m_closing = false;
 };
