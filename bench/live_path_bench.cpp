@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The live line path of LogDatasource: logLineReceived with a filter set (parse, duplicate check, both
 // buffers, filter, throttle), fed directly from the benchmark thread. Goal: at least 1,000,000 lines/s.
-// The LineData cases feed the bytes form that the log reader actually calls (logLineDataReceived).
+// The LinesData cases feed what the log reader actually calls under a flood: runs of whole lines
+// (logLinesDataReceived), parsed on two threads.
 //
 // With --adb it then also floods a simulated device through the real adb server and compares the lines
 // per second the datasource takes in with `adb logcat -v threadtime` on the same device (goal ratio >= 0.9).
@@ -170,18 +171,36 @@ void liveLines(benchmark::State &state, const char *filterText)
     report(state, ds);
 }
 
-void liveLineData(benchmark::State &state, const char *filterText)
+// What the log reader hands over under a flood: runs of whole lines read in one go (128 KiB at most).
+void liveLinesData(benchmark::State &state, const char *filterText)
 {
     LogDatasource ds;
     prepare(ds, filterText);
-    const QList<QByteArray> &lines = benchLinesUtf8();
+    QList<QByteArray> chunks;
+    QList<qint64> counts;
+    QByteArray chunk;
+    qint64 inChunk = 0;
+    for (const QByteArray &line : benchLinesUtf8()) {
+        if (chunk.size() + line.size() > 128 * 1024) {
+            chunks.append(chunk);
+            counts.append(inChunk);
+            chunk.clear();
+            inChunk = 0;
+        }
+        chunk.append(line);
+        ++inChunk;
+    }
+    qint64 lineCount = 0;
     qsizetype i = 0;
     for (auto _ : state) {
-        ds.logLineDataReceived(lines[i]);
-        if (++i == lines.size())
+        ds.logLinesDataReceived(chunks[i]);
+        lineCount += counts[i];
+        if (++i == chunks.size())
             i = 0;
     }
-    report(state, ds);
+    state.SetItemsProcessed(lineCount);
+    state.counters["held"] = double(ds.logEventCount());
+    state.counters["shown"] = double(ds.getDataFiltered().size());
 }
 
 void BM_LiveLine_LevelFilter(benchmark::State &state)
@@ -196,24 +215,25 @@ void BM_LiveLine_NoFilter(benchmark::State &state)
 {
     liveLines(state, nullptr);
 }
-void BM_LiveLineData_LevelFilter(benchmark::State &state)
+void BM_LiveLinesData_LevelFilter(benchmark::State &state)
 {
-    liveLineData(state, "type IN[cd] 'W,E,F,A'");
+    liveLinesData(state, "type IN[cd] 'W,E,F,A'");
 }
-void BM_LiveLineData_JsonFilter(benchmark::State &state)
+void BM_LiveLinesData_JsonFilter(benchmark::State &state)
 {
-    liveLineData(state, JsonFilter);
+    liveLinesData(state, JsonFilter);
 }
-void BM_LiveLineData_NoFilter(benchmark::State &state)
+void BM_LiveLinesData_NoFilter(benchmark::State &state)
 {
-    liveLineData(state, nullptr);
+    liveLinesData(state, nullptr);
 }
 BENCHMARK(BM_LiveLine_LevelFilter)->MinTime(2.0);
 BENCHMARK(BM_LiveLine_JsonFilter)->MinTime(2.0);
 BENCHMARK(BM_LiveLine_NoFilter)->MinTime(2.0);
-BENCHMARK(BM_LiveLineData_LevelFilter)->MinTime(2.0);
-BENCHMARK(BM_LiveLineData_JsonFilter)->MinTime(2.0);
-BENCHMARK(BM_LiveLineData_NoFilter)->MinTime(2.0);
+// Two threads parse: wall time is what counts.
+BENCHMARK(BM_LiveLinesData_LevelFilter)->MinTime(2.0)->UseRealTime();
+BENCHMARK(BM_LiveLinesData_JsonFilter)->MinTime(2.0)->UseRealTime();
+BENCHMARK(BM_LiveLinesData_NoFilter)->MinTime(2.0)->UseRealTime();
 
 // ---------------------------------------------------------------------------------------------
 // Through the real adb server from a flooding simulated device.

@@ -31,20 +31,6 @@ QThread *startWorker(const QString &name, QObject **anchor)
 
 } // namespace
 
-// The only ways to the log lock. A body must not call into m_names (the pid lock) nor wait for
-// another thread: that is what keeps the two locks from ever being held together.
-template <typename F> decltype(auto) LogDatasource::withLog(F &&body) const
-{
-    std::lock_guard lock(m_logLock);
-    return body(m_log);
-}
-
-template <typename F> decltype(auto) LogDatasource::withLog(F &&body)
-{
-    std::lock_guard lock(m_logLock);
-    return body(m_log);
-}
-
 LogDatasource::LogDatasource(const Clock *clock, QObject *parent)
     : QObject(parent), m_clock(clock ? clock : &Clock::system())
 {
@@ -319,109 +305,6 @@ void LogDatasource::logMessage(const QString &text)
     runOnMainAndWait([this] { notifyLogUpdated(); });
 }
 
-LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
-{
-    // The reader hands the line with its line feed; a carriage return before it stays in the text.
-    if (utf8Line.endsWith('\n'))
-        utf8Line.chop(1);
-    LogEntryFields fields;
-    if (!LogLineParser::parseFields(utf8Line, LogLineFormatStream, &fields))
-        return {};
-    // "app" from the process map: the pid lock (if taken at all) before the log lock, never with it.
-    // A line that begins with "-" is raw text and has no pid to name.
-    if (!utf8Line.startsWith('-')) {
-        QByteArray app = m_names.nameForUtf8(fields.view(utf8Line, LogEntry::Pid));
-        if (!app.isEmpty())
-            fields.setOwned(LogEntry::App, std::move(app));
-    }
-    return LogEntry::fromLine(m_counter.getIndex(), utf8Line, fields);
-}
-
-// ---------------------------------------------------------------------------------------------
-// The live line path (log reader's thread)
-
-void LogDatasource::logLineReceived(const std::optional<QString> &line)
-{
-    const QString text = line.value_or(QString());
-    takeLine(text.toUtf8(), &text);
-}
-
-void LogDatasource::logLineDataReceived(QByteArrayView line)
-{
-    // Bytes that are not UTF-8 are the absent line of logLineReceived.
-    if (!line.isValidUtf8()) {
-        takeLine(QByteArrayView(), nullptr);
-        return;
-    }
-    takeLine(line, nullptr);
-}
-
-void LogDatasource::takeLine(QByteArrayView utf8Line, const QString *text)
-{
-    const LogEntry entry = parseLiveLine(utf8Line);
-    if (entry.isNull()) {
-        QF_LOG(QStringLiteral("bad data: %1").arg(text ? *text : QString::fromUtf8(utf8Line)));
-        return;
-    }
-    // Evaluated outside every lock; a filter changed meanwhile may apply to this line either way.
-    const Filter &filter = lineFilter();
-    const bool hasFilter = !filter.isNull();
-    const bool matched = hasFilter && filter.matches(entry);
-    const bool timed = !entry.fieldIsEmpty(LogEntry::Time);
-    const bool named = !entry.fieldIsEmpty(LogEntry::App);
-    // The clock only for what needs it: a nameless pid's first sighting and the throttle. Most lines
-    // under a filter need neither.
-    std::optional<double> nowCache;
-    const auto now = [&] {
-        if (!nowCache)
-            nowCache = m_clock->nowSeconds();
-        return *nowCache;
-    };
-
-    bool lookupDue = false;
-    bool announce = false;
-    withLog([&](LogState &s) {
-        if (s.checkDates && timed) {
-            // logcat replays its whole buffer on every connection: drop what was shown already.
-            const QString time = entry.value(LogEntry::Time);
-            const QString last = s.lastTimedEntry.value(LogEntry::Time);
-            if (!last.isEmpty() && time < last) {
-                ++s.numDuplicateRows;
-                return;
-            }
-            s.checkDates = false;
-            if (s.numDuplicateRows != 0)
-                QF_LOG(QStringLiteral("removed %1 duplicate rows. lastDate:%2").arg(s.numDuplicateRows).arg(last));
-        }
-        // lastDateReceived is this entry's time; keeping the handle spares a string per line.
-        if (timed)
-            s.lastTimedEntry = entry;
-
-        const bool pruned = s.logData.addObject(entry);
-        ++s.appendedTotal;
-        if (matched)
-            s.viewData.addObject(entry);
-
-        if (!named) {
-            const QString pid = entry.value(LogEntry::Pid);
-            auto it = s.unknownLogs.find(pid);
-            if (it == s.unknownLogs.end())
-                it = s.unknownLogs.insert(pid, UnknownPid{now(), {}});
-            it->entries.append(entry);
-            lookupDue = it->entries.size() >= 2; // the second nameless line of a pid asks
-        }
-
-        // A non-matching line changes nothing shown, unless it pruned the full log (every row moves).
-        if (hasFilter && !matched && !pruned)
-            return;
-        announce = s.throttle.noteChange(now());
-    });
-    if (announce)
-        notifyDataChanged();
-    if (lookupDue)
-        loadPID(); // outside the log lock: it takes the pid lock
-}
-
 void LogDatasource::onQueueCheckTimerTick()
 {
     const double now = m_clock->nowSeconds();
@@ -647,18 +530,19 @@ void LogDatasource::storeFilter(const Filter &filter)
     m_filterVersion.store(g_filterVersions.fetch_add(1) + 1, std::memory_order_release);
 }
 
-const Filter &LogDatasource::lineFilter() const
+FilterEvaluator *LogDatasource::lineFilter() const
 {
-    // The line path reads the filter for every line: a per-thread copy, refreshed only when the filter
-    // changed, spares it the mutex and the reference counting. Versions are unique across datasources.
+    // The line path reads the filter for every line: a per-thread evaluator, refreshed only when the
+    // filter changed, spares it the mutex, the reference counting and its text buffers. Versions are
+    // unique across datasources.
     thread_local quint64 cachedVersion = 0;
-    thread_local Filter cached;
+    thread_local std::unique_ptr<FilterEvaluator> cached;
     if (m_filterVersion.load(std::memory_order_acquire) != cachedVersion) {
         std::lock_guard lock(m_filterMutex);
-        cached = m_logDataFilter;
+        cached = m_logDataFilter.isNull() ? nullptr : std::make_unique<FilterEvaluator>(m_logDataFilter);
         cachedVersion = m_filterVersion.load(std::memory_order_relaxed);
     }
-    return cached;
+    return cached.get();
 }
 
 void LogDatasource::setLogDataFilter(const Filter &filter)

@@ -23,6 +23,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 class Clock;
 class QThread;
@@ -143,6 +144,8 @@ public:
     void logLineReceived(const std::optional<QString> &line) override;
     // The reader's byte form: parsed straight from the UTF-8, no QString in between.
     void logLineDataReceived(QByteArrayView line) override;
+    // Lines that arrived together: parsed, then taken under the log lock in one go.
+    void logLinesDataReceived(QByteArrayView lines) override;
     void logReaderStopped() override;
     void logReaderStoppedWithError(const AdbError &error) override;
     void adbNotRunningError(const AdbError &error) override;
@@ -183,19 +186,41 @@ private:
         quint64 contentGeneration = 0; // bumped when logData is emptied or replaced
     };
 
-    template <typename F> decltype(auto) withLog(F &&body) const;
-    template <typename F> decltype(auto) withLog(F &&body);
+    // The only ways to the log lock. A body must not call into m_names (the pid lock) nor wait for
+    // another thread: that is what keeps the two locks from ever being held together.
+    template <typename F> decltype(auto) withLog(F &&body) const
+    {
+        std::lock_guard lock(m_logLock);
+        return body(m_log);
+    }
+    template <typename F> decltype(auto) withLog(F &&body)
+    {
+        std::lock_guard lock(m_logLock);
+        return body(m_log);
+    }
 
     void internalStartLogger(quint64 session);
     void loadPID();
     void startPidLookup(bool addDashA, const QString &deviceId);
     void filterJob(const Filter &filter);
     void storeFilter(const Filter &filter);
-    const Filter &lineFilter() const; // valid until the next call on this thread
+    // The current filter's evaluator for this thread, null without a filter; valid until the next
+    // call on this thread.
+    FilterEvaluator *lineFilter() const;
     void fromFileJob(const QList<LogEntry> &entries);
+    // The live line path (LogDatasourceLive.cpp).
+    struct LiveLine
+    {
+        LogEntry entry; // null when the line yields none
+        QByteArrayView raw;
+        bool utf8 = true;
+        bool matched = false;
+    };
     LogEntry parseLiveLine(QByteArrayView utf8Line);
-    // The live line path; `text` is the line as received when there is one, for the diagnostic.
-    void takeLine(QByteArrayView utf8Line, const QString *text);
+    void parseLiveLine(QByteArrayView utf8Line, FilterEvaluator *filter, LiveLine *out);
+    // Appends the entries under one log lock; `text` is the line as received by logLineReceived,
+    // for the diagnostic of a bad line.
+    void commitLiveLines(const LiveLine *lines, size_t count, bool hasFilter, const QString *text);
     void giveUpUnknownPidsBefore(double time);
 
     // GUI-thread announcements; each asserts the thread.
@@ -249,6 +274,7 @@ private:
     LogReader *m_logReader = nullptr;         // m_logThread only
     std::atomic<quint64> m_logReaderSession{0}; // session of m_logReader
     PidReader *m_pidReader = nullptr;         // m_pidThread only
+    std::vector<LiveLine> m_batch; // the reader thread's batch, kept for its capacity
     QThreadPool *m_filterPool = nullptr;      // one thread: jobs run in call order
     QTimer *m_queueTimer = nullptr;           // GUI thread
 

@@ -64,7 +64,7 @@ void applyTidRule(QByteArrayView line, LogEntryFields *f)
     if (f->isOwned(F::Tid))
         return;
     if (f->view(line, F::Tid) == f->view(line, F::Pid))
-        f->setOwned(F::Tid, QByteArray("-"));
+        f->setOwned(F::Tid, QByteArray::fromRawData("-", 1)); // no allocation, no shared count
 }
 
 bool readTime(LogLineScanner &scanner, QByteArrayView line, int format, LogEntryFields *f)

@@ -121,6 +121,12 @@ void AdbSocket::readWithTag(long tag)
         s->readDataToData(AsyncSocket::lfData(), -1.0, tag);
 }
 
+void AdbSocket::readLinesWithTag(long tag)
+{
+    if (AsyncSocket *s = socket())
+        s->readDataToLastByte('\n', -1.0, tag);
+}
+
 void AdbSocket::readPNGWithTag(long tag)
 {
     if (AsyncSocket *s = socket())

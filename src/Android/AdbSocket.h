@@ -52,6 +52,8 @@ public:
 
 protected:
     void readWithTag(long tag);
+    // Every complete line that has arrived, at least one.
+    void readLinesWithTag(long tag);
     void readPNGWithTag(long tag);
     void readLength(qsizetype length, long tag);
     void send(const QString &request, double timeout, long tag);

@@ -143,6 +143,14 @@ void AsyncSocket::readDataToData(const QByteArray &pattern, double timeout, long
     scheduleReads();
 }
 
+void AsyncSocket::readDataToLastByte(char byte, double timeout, long tag)
+{
+    if (m_state == State::Closed)
+        return;
+    m_reads.push_back(Read{QByteArray(1, byte), 0, 0, timeout, tag, true});
+    scheduleReads();
+}
+
 void AsyncSocket::disconnect()
 {
     if (QThread::currentThread() != thread()) {
@@ -314,6 +322,13 @@ void AsyncSocket::processReads()
         if (read.pattern.isEmpty()) {
             if (available >= read.length)
                 length = read.length;
+        } else if (read.toLast) {
+            const char *start = m_buffer.constData() + m_offset;
+            const void *hit = memrchr(start + read.scanned, read.pattern[0], size_t(available - read.scanned));
+            if (hit)
+                length = static_cast<const char *>(hit) - start + 1;
+            else
+                read.scanned = available;
         } else if (read.pattern.size() == 1) {
             const char *start = m_buffer.constData() + m_offset;
             const void *hit = std::memchr(start + read.scanned, read.pattern[0], size_t(available - read.scanned));

@@ -70,6 +70,9 @@ public:
     // A length of 0 or an empty pattern is ignored: nothing is read, nothing is delivered.
     void readDataToLength(qsizetype length, double timeout, long tag);
     void readDataToData(const QByteArray &pattern, double timeout, long tag);
+    // Like readDataToData with a one-byte pattern, but takes everything up to and including the last
+    // occurrence in what has arrived: many lines at once when a stream runs ahead of its reader.
+    void readDataToLastByte(char byte, double timeout, long tag);
 
     // Closes the connection; the delegate then gets didDisconnect with no error (queued).
     void disconnect();
@@ -90,6 +93,7 @@ private:
         qsizetype scanned = 0; // bytes already searched for the pattern, so a long line is scanned once
         double timeout = -1;
         long tag = 0;
+        bool toLast = false; // up to the last occurrence of the one-byte pattern
     };
     struct Write
     {

@@ -11,6 +11,16 @@ void LogReaderDelegate::logLineDataReceived(QByteArrayView line)
     logLineReceived(decoder.decode(line));
 }
 
+void LogReaderDelegate::logLinesDataReceived(QByteArrayView lines)
+{
+    while (!lines.isEmpty()) {
+        const qsizetype end = lines.indexOf('\n');
+        const qsizetype length = end < 0 ? lines.size() : end + 1;
+        logLineDataReceived(lines.first(length));
+        lines = lines.sliced(length);
+    }
+}
+
 void LogReader::setDelegate(LogReaderDelegate *delegate)
 {
     m_delegate = delegate;
@@ -36,9 +46,9 @@ void LogReader::didRead(QByteArrayView data, long tag)
 {
     switch (tag) {
     case LineTag:
-        // The hot path: one line of a stream of possibly hundreds of thousands per second.
+        // The hot path: a stream of possibly millions of lines per second, taken in bulk.
         handleLogLineData(data);
-        readWithTag(LineTag);
+        readLinesWithTag(LineTag);
         return;
     case TransportReplyTag:
     case LogcatReplyTag:
@@ -78,7 +88,7 @@ void LogReader::handleReply(QByteArrayView data, long tag)
         connect();
         break;
     case LogcatReplyTag:
-        readWithTag(LineTag);
+        readLinesWithTag(LineTag);
         break;
     default:
         break;
@@ -113,7 +123,7 @@ void LogReader::startLogStream()
 void LogReader::handleLogLineData(QByteArrayView data)
 {
     if (LogReaderDelegate *d = m_delegate.load(std::memory_order_acquire))
-        d->logLineDataReceived(data);
+        d->logLinesDataReceived(data);
 }
 
 void LogReader::didDisconnect(const std::optional<AdbError> &error)

@@ -20,6 +20,10 @@ public:
     // that works on UTF-8 overrides it to skip the round trip through a QString, and keeps the rule
     // that a line which is not valid UTF-8 counts as absent.
     virtual void logLineDataReceived(QByteArrayView line);
+    // One or more whole lines as they arrived together, each with its terminator, valid only during
+    // the call. This is what the reader calls; the default hands them one by one to
+    // logLineDataReceived. A delegate that gains from taking lines in bulk overrides it.
+    virtual void logLinesDataReceived(QByteArrayView lines);
     virtual void logReaderStopped() = 0;
     // "FAIL" whose message does not mention "device not found"; domain "logReader", code 2.
     virtual void logReaderStoppedWithError(const AdbError &error) = 0;
@@ -27,7 +31,7 @@ public:
     virtual void adbDeviceNotFound(const AdbError &error) = 0;
 };
 
-// Streams "logcat -v threadtime" of one device, line by line, optionally clearing the log first.
+// Streams "logcat -v threadtime" of one device, in whole lines, optionally clearing the log first.
 class LogReader : public AdbSocket
 {
 public:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/TextHelpers.h"
 
+#include <cstring>
+
 namespace qf {
 
 bool isInteger(QStringView text)
@@ -108,3 +110,21 @@ std::optional<QString> removeSubstringBetween(const QString &text, QStringView s
 }
 
 } // namespace qf
+
+bool qf::isValidUtf8(QByteArrayView bytes)
+{
+    const char *p = bytes.data();
+    const char *end = p + bytes.size();
+    constexpr quint64 high = 0x8080808080808080ULL;
+    while (end - p >= 8) {
+        quint64 word;
+        std::memcpy(&word, p, 8);
+        if (word & high)
+            break;
+        p += 8;
+    }
+    while (p < end && uchar(*p) < 0x80)
+        ++p;
+    // Everything before p is ASCII, so p starts a character.
+    return p == end || QByteArrayView(p, end - p).isValidUtf8();
+}

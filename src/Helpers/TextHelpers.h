@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArrayView>
 #include <QChar>
 #include <QString>
 #include <QStringView>
@@ -44,5 +45,8 @@ QChar safeCharacterAtIndex(QStringView text, qsizetype index);
 //   after `end` is dropped ("x[ab]y" gives "x", "x[ab]yz" gives "xyz").
 std::optional<QString> removeSubstringBetween(const QString &text, QStringView start, QStringView end,
                                               QString *out = nullptr);
+
+// QByteArrayView::isValidUtf8 with a fast lane for the common all-ASCII log line.
+bool isValidUtf8(QByteArrayView bytes);
 
 } // namespace qf

@@ -154,6 +154,42 @@ TEST(AsyncSocket, DeliversEveryLineOfALargeBurstOnceAndInOrder)
     socket->dispose();
 }
 
+TEST(AsyncSocket, ReadToLastByteTakesEveryWholeLineAtOnceAndKeepsThePartialOne)
+{
+    Peer peer;
+    Recorder rec;
+    QByteArray received;
+    int reads = 0;
+    bool wholeLines = true;
+    auto *socket = new AsyncSocket(&rec);
+    rec.onRead = [&](QByteArrayView data, long tag) {
+        if (tag != 6)
+            return;
+        ++reads;
+        wholeLines = wholeLines && data.endsWith('\n');
+        received += data;
+        socket->readDataToLastByte('\n', -1, 6);
+    };
+    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    socket->readDataToLastByte('\n', -1, 6);
+    ASSERT_TRUE(peer.accept());
+    // A burst far larger than one socket read, cut mid-line: the tail waits for its line feed.
+    QByteArray burst;
+    constexpr int lines = 50000;
+    for (int i = 0; i < lines; ++i)
+        burst += "line " + QByteArray::number(i) + '\n';
+    peer.socket->write(burst + "partial");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return received.size() == burst.size(); }, 20000));
+    EXPECT_EQ(received, burst);
+    EXPECT_TRUE(wholeLines);
+    EXPECT_LT(reads, lines / 10) << "lines should arrive many at a time";
+    // The partial line comes whole once its line feed arrives, alone.
+    peer.socket->write(" done\n");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return received.size() > burst.size(); }, 5000));
+    EXPECT_EQ(received.sliced(burst.size()), QByteArray("partial done\n"));
+    socket->dispose();
+}
+
 TEST(AsyncSocket, ReadsLargerThanOneBufferfulArriveWholeEvenWhenThePeerClosesRightAfter)
 {
     // The socket takes bytes in bounded chunks: a read to length, a pattern read and lines that span

@@ -315,3 +315,15 @@ TEST(LogReaderDelegate, ByteFormDecodesToTheTextFormOrAbsent)
     EXPECT_EQ(d.lines[2], QStringLiteral("\ufeffbom\n")); // a leading BOM stays a character
     EXPECT_EQ(d.lines[3], QStringLiteral("\n"));
 }
+
+TEST(LogReaderDelegate, BulkFormHandsEachLineOnWithItsOwnTerminator)
+{
+    TextOnlyDelegate d;
+    // One bad line among good ones spoils only itself; CR LF stays with its line.
+    d.logLinesDataReceived("one\r\ncut \xe2\x82\n\nlast\n");
+    ASSERT_EQ(d.lines.size(), 4);
+    EXPECT_EQ(d.lines[0], QStringLiteral("one\r\n"));
+    EXPECT_FALSE(d.lines[1].has_value());
+    EXPECT_EQ(d.lines[2], QStringLiteral("\n"));
+    EXPECT_EQ(d.lines[3], QStringLiteral("last\n"));
+}

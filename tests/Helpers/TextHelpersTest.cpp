@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QByteArray>
+#include <QList>
+
 using namespace qf;
 
 TEST(TextHelpers, IsIntegerFollowsTheLeadingIntegerValue)
@@ -177,4 +180,23 @@ TEST(TextHelpers, RemoveSubstringBetweenUsesFirstStartAndNextEnd)
     EXPECT_EQ(out, QStringLiteral("b"));
     // The output place is optional.
     EXPECT_EQ(removeSubstringBetween(QStringLiteral("x[ab]yz"), u"[", u"]"), QStringLiteral("xyz"));
+}
+
+TEST(TextHelpers, IsValidUtf8AgreesWithQtAtEveryPositionOfTheFirstNonAsciiByte)
+{
+    // The ASCII lane hands over at a word boundary or byte by byte: a bad or good multi-byte
+    // character must be judged the same wherever it starts, including inside the last partial word.
+    const QList<QByteArray> tails{"\xc3\xa9", "\xe6\x9d\xb1", "\xf0\x9f\x98\x80", "\xff", "\xc3", "\xe2\x82",
+                                  "\xed\xa0\x80", "\xc0\xaf", "\x80"};
+    for (const QByteArray &tail : tails) {
+        for (int prefix = 0; prefix < 20; ++prefix) {
+            for (int suffix : {0, 1, 9}) {
+                const QByteArray bytes = QByteArray(prefix, 'a') + tail + QByteArray(suffix, 'z');
+                EXPECT_EQ(qf::isValidUtf8(bytes), QByteArrayView(bytes).isValidUtf8())
+                    << bytes.toHex().constData();
+            }
+        }
+    }
+    EXPECT_TRUE(qf::isValidUtf8(QByteArrayView()));
+    EXPECT_TRUE(qf::isValidUtf8("plain ascii line of some length\n"));
 }

@@ -773,18 +773,27 @@ QList<QByteArray> awkwardLines(int count, quint32 seed)
 
 } // namespace
 
-TEST_F(LogDatasourceTest, ByteFormMakesTheSameEntriesAsTheTextForm)
+TEST_F(LogDatasourceTest, ByteAndBulkFormsMakeTheSameEntriesAsTheTextForm)
 {
-    // The reader's bytes parsed directly must give what decoding them (absent when not UTF-8) and
-    // handing the text over gives, names from the process map included.
+    // The reader's bytes parsed directly, one line or a run of lines at a time, must give what
+    // decoding them (absent when not UTF-8) and handing the text over gives: names from the process
+    // map, numbering, the filtered view and the waiting nameless pids included.
     const QList<QByteArray> lines = awkwardLines(400, 5);
     LogDatasource textDs(&clock);
     LogDatasource byteDs(&clock);
+    LogDatasource bulkDs(&clock);
+    const QList<LogDatasource *> all{&textDs, &byteDs, &bulkDs};
+    const Filter filter = Filter::parse(QStringLiteral("type IN 'W,E' OR text CONTAINS 'json' OR idx < 30"));
+    ASSERT_TRUE(filter.isValid());
+    for (LogDatasource *source : all) {
+        source->setLogDataFilter(filter);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !source->logDataFilter().isNull(); }, 5000));
+    }
     const QString names = psOutput({{42, "com.example.answer"}, {7, "com.seven"}}) +
                           QStringLiteral("u0_a1 042 1 1000 200 0 0 S com.zero.two\n");
     onWorker([&] {
-        textDs.pidReceived(names);
-        byteDs.pidReceived(names);
+        for (LogDatasource *source : all)
+            source->pidReceived(names);
         QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless |
                                                             QStringConverter::Flag::ConvertInitialBom);
         for (const QByteArray &l : lines) {
@@ -793,12 +802,43 @@ TEST_F(LogDatasourceTest, ByteFormMakesTheSameEntriesAsTheTextForm)
             textDs.logLineReceived(decoder.hasError() ? std::nullopt : std::optional<QString>(text));
             byteDs.logLineDataReceived(l);
         }
+        QRandomGenerator rng(11);
+        for (qsizetype i = 0; i < lines.size();) {
+            QByteArray run;
+            for (qsizetype n = rng.bounded(1, 60); n > 0 && i < lines.size(); --n)
+                run += lines[i++];
+            bulkDs.logLinesDataReceived(run);
+        }
     });
     const QStringList expected = dump(textDs.getDataAll());
     EXPECT_GT(expected.size(), 150); // most lines yield an entry
-    EXPECT_EQ(dump(byteDs.getDataAll()), expected);
-    EXPECT_EQ(byteDs.unknownPidCount(), textDs.unknownPidCount());
     EXPECT_TRUE(expected.join(u'\n').contains(QStringLiteral("com.zero.two")));
+    const QStringList expectedView = dump(textDs.getDataFiltered());
+    EXPECT_GT(expectedView.size(), 30);
+    EXPECT_LT(expectedView.size(), expected.size());
+    for (LogDatasource *source : {&byteDs, &bulkDs}) {
+        EXPECT_EQ(dump(source->getDataAll()), expected);
+        EXPECT_EQ(dump(source->getDataFiltered()), expectedView);
+        EXPECT_EQ(source->unknownPidCount(), textDs.unknownPidCount());
+    }
+}
+
+TEST_F(LogDatasourceTest, BulkLinesDropTheReplayAndAnnounceOnce)
+{
+    feed({line("10:00:00.000", 1, 1, "I", "T", "a"), line("10:00:01.000", 1, 1, "I", "T", "b")});
+    onWorker([&] { ds->logReaderStopped(); });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return delegate.stopped == 1; }, 5000));
+    drainEvents();
+    clock.advanceMs(1000);
+    QSignalSpy spy(ds.get(), &LogDatasource::logDataUpdated);
+    // The replay and the new lines in one run: the replayed older line goes, the rest stays in order.
+    const QString run = line("10:00:00.000", 1, 1, "I", "T", "a") + line("10:00:01.000", 1, 1, "I", "T", "b") +
+                        line("10:00:02.000", 1, 1, "I", "T", "c") + line("09:00:00.000", 1, 1, "I", "T", "old");
+    onWorker([&] { ds->logLinesDataReceived(run.toUtf8()); });
+    EXPECT_EQ(ds->numDuplicateRows(), 1u);
+    EXPECT_EQ(texts(ds->getDataAll()), QStringList({" a", " b", "Disconnected", " b", " c", " old"}));
+    drainEvents();
+    EXPECT_EQ(spy.count(), 1); // one announcement for the whole run
 }
 
 TEST_F(LogDatasourceTest, NamesOfTheLinePathFollowEveryChangeOfTheMap)

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+// The live line path of LogDatasource: runs on the log reader's thread.
+#include "LogDatasource.h"
+
+#include "Helpers/Clock.h"
+#include "Helpers/Logger.h"
+#include "Helpers/TextHelpers.h"
+#include "LogLineParser.h"
+
+LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
+{
+    // The reader hands the line with its line feed; a carriage return before it stays in the text.
+    if (utf8Line.endsWith('\n'))
+        utf8Line.chop(1);
+    LogEntryFields fields;
+    if (!LogLineParser::parseFields(utf8Line, LogLineFormatStream, &fields))
+        return {};
+    // "app" from the process map: the pid lock (if taken at all) before the log lock, never with it.
+    // A line that begins with "-" is raw text and has no pid to name.
+    if (!utf8Line.startsWith('-')) {
+        QByteArray app = m_names.nameForUtf8(fields.view(utf8Line, LogEntry::Pid));
+        if (!app.isEmpty())
+            fields.setOwned(LogEntry::App, std::move(app));
+    }
+    return LogEntry::fromLine(m_counter.getIndex(), utf8Line, fields);
+}
+
+void LogDatasource::parseLiveLine(QByteArrayView utf8Line, FilterEvaluator *filter, LiveLine *out)
+{
+    out->raw = utf8Line;
+    // Bytes that are not UTF-8 are the absent line of logLineReceived.
+    out->utf8 = qf::isValidUtf8(utf8Line);
+    out->entry = out->utf8 ? parseLiveLine(utf8Line) : LogEntry();
+    // Evaluated outside every lock; a filter changed meanwhile may apply to this line either way.
+    out->matched = filter && !out->entry.isNull() && filter->matches(out->entry);
+}
+
+void LogDatasource::logLineReceived(const std::optional<QString> &line)
+{
+    const QString text = line.value_or(QString());
+    const QByteArray utf8 = text.toUtf8();
+    FilterEvaluator *filter = lineFilter();
+    LiveLine live;
+    parseLiveLine(utf8, filter, &live);
+    commitLiveLines(&live, 1, filter != nullptr, &text);
+}
+
+void LogDatasource::logLineDataReceived(QByteArrayView line)
+{
+    FilterEvaluator *filter = lineFilter();
+    LiveLine live;
+    parseLiveLine(line, filter, &live);
+    commitLiveLines(&live, 1, filter != nullptr, nullptr);
+}
+
+void LogDatasource::logLinesDataReceived(QByteArrayView lines)
+{
+    // Under a flood a thousand lines arrive at once: parsed first, then taken under one log lock.
+    std::vector<LiveLine> &batch = m_batch;
+    FilterEvaluator *filter = lineFilter();
+    while (!lines.isEmpty()) {
+        const qsizetype end = lines.indexOf('\n');
+        const qsizetype length = end < 0 ? lines.size() : end + 1;
+        parseLiveLine(lines.first(length), filter, &batch.emplace_back());
+        lines = lines.sliced(length);
+    }
+    commitLiveLines(batch.data(), batch.size(), filter != nullptr, nullptr);
+    batch.clear(); // the buffers hold the entries now; the capacity stays for the next batch
+}
+
+void LogDatasource::commitLiveLines(const LiveLine *lines, size_t count, bool hasFilter, const QString *text)
+{
+    for (size_t i = 0; i < count; ++i) {
+        if (!lines[i].entry.isNull())
+            continue;
+        const QString shown = text ? *text : lines[i].utf8 ? QString::fromUtf8(lines[i].raw) : QString();
+        QF_LOG(QStringLiteral("bad data: %1").arg(shown));
+    }
+    // The clock only for what needs it: a nameless pid's first sighting and the throttle. Most
+    // batches under a filter need neither.
+    std::optional<double> nowCache;
+    const auto now = [&] {
+        if (!nowCache)
+            nowCache = m_clock->nowSeconds();
+        return *nowCache;
+    };
+    bool lookupDue = false;
+    bool announce = false;
+    withLog([&](LogState &s) {
+        bool changed = false;
+        for (size_t i = 0; i < count; ++i) {
+            const LiveLine &line = lines[i];
+            const LogEntry &entry = line.entry;
+            if (entry.isNull())
+                continue;
+            const bool timed = !entry.fieldIsEmpty(LogEntry::Time);
+            if (s.checkDates && timed) {
+                // logcat replays its whole buffer on every connection: drop what was shown already.
+                const QString time = entry.value(LogEntry::Time);
+                const QString last = s.lastTimedEntry.value(LogEntry::Time);
+                if (!last.isEmpty() && time < last) {
+                    ++s.numDuplicateRows;
+                    continue;
+                }
+                s.checkDates = false;
+                if (s.numDuplicateRows != 0)
+                    QF_LOG(QStringLiteral("removed %1 duplicate rows. lastDate:%2").arg(s.numDuplicateRows).arg(last));
+            }
+            // lastDateReceived is this entry's time; keeping the handle spares a string per line.
+            if (timed)
+                s.lastTimedEntry = entry;
+
+            const bool pruned = s.logData.addObject(entry);
+            ++s.appendedTotal;
+            if (line.matched)
+                s.viewData.addObject(entry);
+
+            if (entry.fieldIsEmpty(LogEntry::App)) {
+                const QString pid = entry.value(LogEntry::Pid);
+                auto it = s.unknownLogs.find(pid);
+                if (it == s.unknownLogs.end())
+                    it = s.unknownLogs.insert(pid, UnknownPid{now(), {}});
+                it->entries.append(entry);
+                if (it->entries.size() >= 2) // the second nameless line of a pid asks
+                    lookupDue = true;
+            }
+            // A non-matching line changes nothing shown, unless it pruned the full log (every row moves).
+            if (!hasFilter || line.matched || pruned)
+                changed = true;
+        }
+        if (changed)
+            announce = s.throttle.noteChange(now());
+    });
+    if (announce)
+        notifyDataChanged();
+    if (lookupDue)
+        loadPID(); // outside the log lock: it takes the pid lock
+}
