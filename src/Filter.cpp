@@ -8,6 +8,7 @@
 
 #include <array>
 #include <atomic>
+#include <bitset>
 #include <thread>
 #include <vector>
 
@@ -25,6 +26,9 @@ struct Filter::Node
     QString folded;                // the constant folded by the options
     bool foldIsFixedPoint = false; // per-character case folding leaves `folded` as it is
     bool foldedHasLetter = false;  // `folded` holds an ASCII letter
+    // IN: the ASCII characters a one-character value may be to be found in the constant (both cases
+    // when case is ignored). Set when that decides it; level filters test "type" this way per line.
+    std::optional<std::bitset<128>> inAscii;
     QRegularExpression regex;      // Like, Matches
 };
 
@@ -261,6 +265,12 @@ Outcome evalComparison(const Filter::Node &n, const LogEntry &entry, FilterEvalC
         ctx.error = QStringLiteral("Cannot compare the text of \"%1\" with the number %2").arg(n.key).arg(*n.number);
         return Error;
     }
+    if (n.inAscii) {
+        // An ASCII character folds to itself: no text needs to be made for it.
+        QByteArrayView raw;
+        if (entry.storedUtf8(field, &raw) && raw.size() == 1 && uchar(raw[0]) < 128)
+            return fromBool(n.inAscii->test(size_t(uchar(raw[0]))));
+    }
     const QString &value = ctx.value(field);
     if (n.op == Filter::Operator::Like || n.op == Filter::Operator::Matches) {
         const QStringView subject = (n.options & Filter::DiacriticInsensitive)
@@ -442,6 +452,21 @@ static Filter makeComparison(const QString &key, Filter::Operator op, int option
     node->foldedHasLetter = std::any_of(node->folded.cbegin(), node->folded.cend(), [](QChar ch) {
         return (ch >= u'a' && ch <= u'z') || (ch >= u'A' && ch <= u'Z');
     });
+    if (op == Filter::Operator::In && !number && node->field && *node->field != LogEntry::Idx &&
+        (node->options == Filter::NoOptions || node->foldIsFixedPoint)) {
+        std::bitset<128> set;
+        for (QChar ch : std::as_const(node->folded)) {
+            if (ch.unicode() >= 128)
+                continue;
+            const char c = char(ch.unicode());
+            set.set(size_t(c));
+            if (node->options & Filter::CaseInsensitive) {
+                set.set(size_t(QChar::toLower(uint(c))));
+                set.set(size_t(QChar::toUpper(uint(c))));
+            }
+        }
+        node->inAscii = set;
+    }
     if (op == Filter::Operator::Like || op == Filter::Operator::Matches) {
         // Case is left to the expression so that only diacritics need a folded copy of the value.
         QRegularExpression::PatternOptions reOptions = QRegularExpression::DotMatchesEverythingOption;

@@ -12,15 +12,15 @@ LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
     // The reader hands the line with its line feed; a carriage return before it stays in the text.
     if (utf8Line.endsWith('\n'))
         utf8Line.chop(1);
-    LogEntryFields fields;
+    thread_local LogEntryFields fields; // reused: its buffers stay allocated between lines
     if (!LogLineParser::parseFields(utf8Line, LogLineFormatStream, &fields))
         return {};
     // "app" from the process map: the pid lock (if taken at all) before the log lock, never with it.
     // A line that begins with "-" is raw text and has no pid to name.
     if (!utf8Line.startsWith('-')) {
-        QByteArray app = m_names.nameForUtf8(fields.view(utf8Line, LogEntry::Pid));
-        if (!app.isEmpty())
-            fields.setOwned(LogEntry::App, std::move(app));
+        const QByteArrayView app = m_names.nameForUtf8(fields.view(utf8Line, LogEntry::Pid));
+        if (!app.isEmpty()) // borrowed until the entry has copied it
+            fields.setOwned(LogEntry::App, QByteArray::fromRawData(app.data(), app.size()));
     }
     return LogEntry::fromLine(m_counter.getIndex(), utf8Line, fields);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "LogEntry.h"
 
+#include "RecordPool.h"
+
 #include <QAnyStringView>
 #include <QHash>
 #include <QMutex>
@@ -95,7 +97,7 @@ struct SingleRecord : LogEntry::Record
         size_t total = 0;
         for (const auto &v : values)
             total += size_t(v.size());
-        void *mem = ::operator new(sizeof(SingleRecord) + total);
+        void *mem = RecordPool::allocate(sizeof(SingleRecord) + total);
         auto *r = new (mem) SingleRecord;
         r->idx = idx;
         quint32 pos = 0;
@@ -156,8 +158,9 @@ void LogEntry::Record::destroy()
     delete overrides.load(std::memory_order_acquire);
     if (kind == Single) {
         auto *s = static_cast<SingleRecord *>(this);
+        const std::size_t size = sizeof(SingleRecord) + s->ends.back();
         s->~SingleRecord();
-        ::operator delete(s);
+        RecordPool::deallocate(s, size);
     } else {
         delete static_cast<BlockRecord *>(this);
     }
@@ -270,6 +273,14 @@ bool LogEntry::rawUtf8(Field field, QByteArrayView *out, QString *overrideValue)
     else
         *out = static_cast<const BlockRecord *>(m_d)->field(m_row, i);
     return true;
+}
+
+bool LogEntry::storedUtf8(Field field, QByteArrayView *out) const
+{
+    if (field == Idx)
+        return false;
+    QString overridden;
+    return rawUtf8(field, out, &overridden);
 }
 
 QString LogEntry::value(Field field) const

@@ -53,6 +53,9 @@ public:
     // Compares without building a QString when the field was not written after creation.
     bool fieldEquals(Field field, QStringView text, Qt::CaseSensitivity cs = Qt::CaseSensitive) const;
     bool fieldIsEmpty(Field field) const;
+    // The field's bytes as stored, valid while the entry lives; false when it was written after
+    // creation (an "app" or "note" set later) or for "idx".
+    bool storedUtf8(Field field, QByteArrayView *out) const;
     void setApp(const QString &app) const;
     void setNote(const QString &note) const;
     bool sameRecord(const LogEntry &other) const { return m_d == other.m_d && m_row == other.m_row; }
@@ -97,6 +100,16 @@ struct LogEntryFields
         ownedMask = quint8(ownedMask | (1u << index(field)));
     }
     bool isOwned(LogEntry::Field field) const { return ownedMask & (1u << index(field)); }
+    // Back to the state of a fresh object, cheaper than assigning one: the parse path reuses one.
+    void reset()
+    {
+        slices = {};
+        for (QByteArray &value : owned) {
+            if (!value.isNull())
+                value = QByteArray();
+        }
+        ownedMask = 0;
+    }
     QByteArrayView view(QByteArrayView line, LogEntry::Field field) const
     {
         const auto i = size_t(index(field));

@@ -183,7 +183,7 @@ qsizetype LogLineParser::utf16Length(QByteArrayView utf8)
 
 bool LogLineParser::parseFields(QByteArrayView line, int format, LogEntryFields *f, const AppLookup &lookup)
 {
-    *f = LogEntryFields();
+    f->reset();
     if (!line.isEmpty() && line[0] == '-')
         format = LogLineFormatRaw;
     LogLineScanner scanner(line);

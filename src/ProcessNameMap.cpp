@@ -42,11 +42,14 @@ void ProcessNameMap::changed()
     m_generation.store(nextGeneration(), std::memory_order_release);
 }
 
-QByteArray ProcessNameMap::nameForUtf8(QByteArrayView pid) const
+QByteArrayView ProcessNameMap::nameForUtf8(QByteArrayView pid) const
 {
     const quint64 key = packedPid(pid);
-    if (key == 0)
-        return nameFor(QString::fromUtf8(pid)).toUtf8();
+    if (key == 0) {
+        thread_local QByteArray unusual;
+        unusual = nameFor(QString::fromUtf8(pid)).toUtf8();
+        return unusual;
+    }
     thread_local NameMemo memo;
     // Read before the lookup: a change meanwhile gives a newer generation, which drops the memo.
     const quint64 generation = m_generation.load(std::memory_order_acquire);
@@ -56,12 +59,10 @@ QByteArray ProcessNameMap::nameForUtf8(QByteArrayView pid) const
     } else if (const auto it = memo.names.constFind(key); it != memo.names.cend()) {
         return *it;
     }
-    QByteArray name = nameFor(QString::fromLatin1(pid)).toUtf8();
     constexpr qsizetype MemoLimit = 4096; // pids of one device; beyond that start over
     if (memo.names.size() >= MemoLimit)
         memo.names.clear();
-    memo.names.insert(key, name);
-    return name;
+    return *memo.names.insert(key, nameFor(QString::fromLatin1(pid)).toUtf8());
 }
 
 std::optional<ProcessNameMap::PsLine> ProcessNameMap::parsePsLine(QStringView line)

@@ -41,8 +41,8 @@ public:
     QString nameFor(QStringView pid) const;
     // nameFor for a pid given as UTF-8, answered as UTF-8. For the live line path: the answers are
     // remembered per thread until the map next changes, so a known pid costs neither the pid lock
-    // nor an allocation.
-    QByteArray nameForUtf8(QByteArrayView pid) const;
+    // nor an allocation nor a shared count. The view is valid until the next call on this thread.
+    QByteArrayView nameForUtf8(QByteArrayView pid) const;
 
     DeviceNameResult setDeviceName(const QString &pid, const QString &name);
     // The user's name wins over the device's and survives resetToUserNames().

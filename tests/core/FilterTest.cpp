@@ -253,6 +253,31 @@ TEST(FilterEval, AsciiCaseFoldingAgreesWithLowerCasedComparison)
     }
 }
 
+TEST(FilterEval, OneCharacterInTestOnStoredBytesAgreesWithTheTextPath)
+{
+    // IN on a one-character stored field is decided from its byte; "app" written later takes the
+    // general text path. Both must agree for every character, constant and option.
+    const QStringList constants{QStringLiteral("W,E,F,A"), QStringLiteral("w,e"), QStringLiteral("\u00c4bC"),
+                                QStringLiteral("1,2,+"), QStringLiteral("\u212a"), QStringLiteral("\u017f"),
+                                QString()};
+    for (const QString &constant : constants) {
+        for (int opts = 0; opts < 4; ++opts) {
+            const Filter onType = Filter::comparison("type", Filter::Operator::In, opts, constant);
+            const Filter onApp = Filter::comparison("app", Filter::Operator::In, opts, constant);
+            for (char c = 32; c < 127; ++c) {
+                const QString value(QChar::fromLatin1(c));
+                const LogEntry typed = entry(value);
+                const LogEntry named = entry(QStringLiteral("I"));
+                named.setApp(value);
+                ASSERT_EQ(onType.matches(typed), onApp.matches(named))
+                    << onType.toString().toStdString() << " on " << c;
+            }
+        }
+    }
+    EXPECT_TRUE(passes("type IN[c] 'w,e'", entry("W")));
+    EXPECT_FALSE(passes("type IN 'w,e'", entry("W")));
+}
+
 TEST(FilterEval, EmptyTextsOccurInNothing)
 {
     const LogEntry e = entry("", "abc");
