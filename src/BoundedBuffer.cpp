@@ -28,6 +28,12 @@ bool BoundedBuffer::addObject(const LogEntry &entry)
     return checkCapacity();
 }
 
+bool BoundedBuffer::addObject(LogEntry &&entry)
+{
+    m_dataArray.append(std::move(entry));
+    return checkCapacity();
+}
+
 bool BoundedBuffer::addAllObjects(const QList<LogEntry> &entries)
 {
     m_dataArray = entries;
@@ -44,6 +50,10 @@ bool BoundedBuffer::checkCapacity()
         throw std::out_of_range("BoundedBuffer: cannot prune " + std::to_string(m_pruneSize) + " entries from " +
                                 std::to_string(m_dataArray.size()));
     }
+    // The oldest entries are cold: fetching them all at once lets the misses overlap, where the
+    // releases one by one would wait for each in turn.
+    for (qsizetype i = 0; i < qsizetype(m_pruneSize); ++i)
+        m_dataArray.at(i).prefetch();
     m_dataArray.remove(0, qsizetype(m_pruneSize));
     return true;
 }

@@ -25,6 +25,7 @@ public:
 
     // Both return checkCapacity(); addAllObjects replaces the content, it does not append.
     bool addObject(const LogEntry &entry);
+    bool addObject(LogEntry &&entry);
     bool addAllObjects(const QList<LogEntry> &entries);
 
     // True when it pruned. Throws std::out_of_range (deliberately unguarded) when a prune is due and

@@ -218,9 +218,9 @@ private:
     };
     LogEntry parseLiveLine(QByteArrayView utf8Line);
     void parseLiveLine(QByteArrayView utf8Line, FilterEvaluator *filter, LiveLine *out);
-    // Appends the entries under one log lock; `text` is the line as received by logLineReceived,
-    // for the diagnostic of a bad line.
-    void commitLiveLines(const LiveLine *lines, size_t count, bool hasFilter, const QString *text);
+    // Appends the entries under one log lock, taking them out of `lines`; `text` is the line as
+    // received by logLineReceived, for the diagnostic of a bad line.
+    void commitLiveLines(LiveLine *lines, size_t count, bool hasFilter, const QString *text);
     void giveUpUnknownPidsBefore(double time);
 
     // GUI-thread announcements; each asserts the thread.

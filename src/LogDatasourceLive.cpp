@@ -68,7 +68,7 @@ void LogDatasource::logLinesDataReceived(QByteArrayView lines)
     batch.clear(); // the buffers hold the entries now; the capacity stays for the next batch
 }
 
-void LogDatasource::commitLiveLines(const LiveLine *lines, size_t count, bool hasFilter, const QString *text)
+void LogDatasource::commitLiveLines(LiveLine *lines, size_t count, bool hasFilter, const QString *text)
 {
     for (size_t i = 0; i < count; ++i) {
         if (!lines[i].entry.isNull())
@@ -86,17 +86,25 @@ void LogDatasource::commitLiveLines(const LiveLine *lines, size_t count, bool ha
     };
     bool lookupDue = false;
     bool announce = false;
+    // The newest line with a time becomes lastDateReceived if it is kept: after the first kept line
+    // nothing more is dropped, so no other line can be the newest kept one.
+    size_t newestTimed = count;
+    for (size_t i = count; i-- > 0;) {
+        if (!lines[i].entry.isNull() && !lines[i].entry.fieldIsEmpty(LogEntry::Time)) {
+            newestTimed = i;
+            break;
+        }
+    }
     withLog([&](LogState &s) {
         bool changed = false;
+        bool newestKept = false;
         for (size_t i = 0; i < count; ++i) {
-            const LiveLine &line = lines[i];
-            const LogEntry &entry = line.entry;
-            if (entry.isNull())
+            LiveLine &line = lines[i];
+            if (line.entry.isNull())
                 continue;
-            const bool timed = !entry.fieldIsEmpty(LogEntry::Time);
-            if (s.checkDates && timed) {
+            if (s.checkDates && !line.entry.fieldIsEmpty(LogEntry::Time)) {
                 // logcat replays its whole buffer on every connection: drop what was shown already.
-                const QString time = entry.value(LogEntry::Time);
+                const QString time = line.entry.value(LogEntry::Time);
                 const QString last = s.lastTimedEntry.value(LogEntry::Time);
                 if (!last.isEmpty() && time < last) {
                     ++s.numDuplicateRows;
@@ -106,28 +114,32 @@ void LogDatasource::commitLiveLines(const LiveLine *lines, size_t count, bool ha
                 if (s.numDuplicateRows != 0)
                     QF_LOG(QStringLiteral("removed %1 duplicate rows. lastDate:%2").arg(s.numDuplicateRows).arg(last));
             }
-            // lastDateReceived is this entry's time; keeping the handle spares a string per line.
-            if (timed)
-                s.lastTimedEntry = entry;
-
-            const bool pruned = s.logData.addObject(entry);
-            ++s.appendedTotal;
-            if (line.matched)
-                s.viewData.addObject(entry);
-
-            if (entry.fieldIsEmpty(LogEntry::App)) {
-                const QString pid = entry.value(LogEntry::Pid);
+            if (line.entry.fieldIsEmpty(LogEntry::App)) {
+                const QString pid = line.entry.value(LogEntry::Pid);
                 auto it = s.unknownLogs.find(pid);
                 if (it == s.unknownLogs.end())
                     it = s.unknownLogs.insert(pid, UnknownPid{now(), {}});
-                it->entries.append(entry);
+                it->entries.append(line.entry);
                 if (it->entries.size() >= 2) // the second nameless line of a pid asks
                     lookupDue = true;
             }
+            if (line.matched)
+                s.viewData.addObject(line.entry);
+            bool pruned = false;
+            if (i == newestTimed) {
+                newestKept = true;
+                pruned = s.logData.addObject(line.entry);
+            } else {
+                pruned = s.logData.addObject(std::move(line.entry)); // the run's reference, no count
+            }
+            ++s.appendedTotal;
             // A non-matching line changes nothing shown, unless it pruned the full log (every row moves).
             if (!hasFilter || line.matched || pruned)
                 changed = true;
         }
+        // Keeping the handle spares a string per line.
+        if (newestKept)
+            s.lastTimedEntry = lines[newestTimed].entry;
         if (changed)
             announce = s.throttle.noteChange(now());
     });

@@ -7,6 +7,8 @@
 
 #include <QDate>
 
+#include <cstring>
+
 namespace {
 
 using Slice = LogLineScanner::Slice;
@@ -14,6 +16,25 @@ using F = LogEntry::Field;
 
 constexpr QByteArrayView kBlank(" ");
 constexpr QByteArrayView kNoteSeparator(" NOTE:[");
+
+// The note separator in a text, from `from` on, or -1. Every line's text is searched, and a general
+// substring search costs more than the rest of the parse: " NOTE:[" is found through its rare 'N'.
+qsizetype indexOfNote(QByteArrayView text, qsizetype from = 0)
+{
+    const char *begin = text.data();
+    const char *end = begin + text.size();
+    const char *p = begin + from + 1; // where the 'N' may stand
+    while (p < end) {
+        p = static_cast<const char *>(std::memchr(p, 'N', size_t(end - p)));
+        if (!p)
+            return -1;
+        if (end - p >= kNoteSeparator.size() - 1 && p[-1] == ' ' &&
+            std::memcmp(p, kNoteSeparator.data() + 1, size_t(kNoteSeparator.size() - 1)) == 0)
+            return p - 1 - begin;
+        ++p;
+    }
+    return -1;
+}
 
 QByteArrayView sliceOf(QByteArrayView line, Slice s)
 {
@@ -232,14 +253,14 @@ bool LogLineParser::parseFields(QByteArrayView line, int format, LogEntryFields 
     if (!scanner.scanUpTo("\n", &text))
         return false;
     const QByteArrayView textView = sliceOf(line, text);
-    const qsizetype note = textView.indexOf(kNoteSeparator);
+    const qsizetype note = indexOfNote(textView);
     if (note < 0) {
         setSlice(f, F::Text, text);
         return true;
     }
     f->setSlice(F::Text, text.begin, note);
     const qsizetype noteBegin = note + kNoteSeparator.size();
-    qsizetype noteEnd = textView.indexOf(kNoteSeparator, noteBegin);
+    qsizetype noteEnd = indexOfNote(textView, noteBegin);
     if (noteEnd < 0)
         noteEnd = textView.size();
     f->setSlice(F::Note, text.begin + noteBegin, noteEnd - noteBegin);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QHash>
+#include <QRandomGenerator>
 
 namespace {
 
@@ -135,6 +136,34 @@ TEST(LogLineParserTest, SavedTextWithAppAndNote)
     expectFields(parse(QStringLiteral("01-23 14:05:06.789 (1234) 1234 W Tag: a NOTE:[b NOTE:[c"),
                        LogLineFormatThreadTimeApp),
                  {"01-23 14:05:06.789", "", "1234", "-", "W", "Tag", " a", "b"});
+}
+
+TEST(LogLineParserTest, NoteSplitAgreesWithAPlainSearchOnNearMisses)
+{
+    // Texts made of pieces of the separator: the note starts after the first " NOTE:[" and runs to
+    // the next one, exactly as a plain substring search says.
+    const QStringList pieces{QStringLiteral(" NOTE:["), QStringLiteral("NOTE:["), QStringLiteral(" NOTE:"),
+                             QStringLiteral(" NOT"), QStringLiteral("N"), QStringLiteral(" "), QStringLiteral("x"),
+                             QStringLiteral(":["), QStringLiteral("\u00e9")};
+    QRandomGenerator rng(77);
+    const QString sep = QStringLiteral(" NOTE:[");
+    for (int round = 0; round < 3000; ++round) {
+        QString text = QStringLiteral("m");
+        for (int n = int(rng.bounded(8)); n > 0; --n)
+            text += pieces[int(rng.bounded(int(pieces.size())))];
+        const LogEntry e = parse(QStringLiteral("01-23 14:05:06.789 1 2 W Tag:") + text, LogLineFormatThreadTime);
+        ASSERT_FALSE(e.isNull());
+        const qsizetype at = text.indexOf(sep);
+        const QString expectedText = at < 0 ? text : text.left(at);
+        QString expectedNote;
+        if (at >= 0) {
+            const qsizetype begin = at + sep.size();
+            const qsizetype next = text.indexOf(sep, begin);
+            expectedNote = text.mid(begin, next < 0 ? -1 : next - begin);
+        }
+        ASSERT_EQ(e.value(LogEntry::Text), expectedText) << text.toStdString();
+        ASSERT_EQ(e.value(LogEntry::Note), expectedNote) << text.toStdString();
+    }
 }
 
 TEST(LogLineParserTest, TimeWithSeveralBlanksIsJoinedByOne)
