@@ -11,6 +11,14 @@
 // capacity bounds it. Larger blocks go to operator new.
 namespace RecordPool {
 
+// Under the address and thread sanitizers blocks go straight to operator new and delete, so that a
+// record used after its release is still caught.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool Enabled = false;
+#else
+inline constexpr bool Enabled = true;
+#endif
+
 void *allocate(std::size_t size);
 void deallocate(void *block, std::size_t size); // size as given to allocate
 
