@@ -98,6 +98,18 @@ public:
     std::unique_ptr<QTcpSocket> socket;
 };
 
+// A socket with its recorder and a peer to connect to; the socket is disposed after the test.
+class AsyncSocketTest : public ::testing::Test
+{
+protected:
+    void TearDown() override { socket->dispose(); }
+    bool connect() { return socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()); }
+
+    Peer peer;
+    Recorder rec;
+    AsyncSocket *socket = new AsyncSocket(&rec);
+};
+
 quint16 closedPort()
 {
     QTcpServer server;
@@ -109,12 +121,9 @@ quint16 closedPort()
 
 } // namespace
 
-TEST(AsyncSocket, ServesQueuedReadsInRequestOrderWithTheirTags)
+TEST_F(AsyncSocketTest, ServesQueuedReadsInRequestOrderWithTheirTags)
 {
-    Peer peer;
-    Recorder rec;
-    auto *socket = new AsyncSocket(&rec);
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     // Reads queued before the connection is up wait for it.
     socket->readDataToLength(4, -1, 10);
     socket->readDataToData(AsyncSocket::lfData(), -1, 11);
@@ -126,22 +135,18 @@ TEST(AsyncSocket, ServesQueuedReadsInRequestOrderWithTheirTags)
     EXPECT_EQ(rec.events, (QStringList{QStringLiteral("connect:127.0.0.1"), QStringLiteral("read:10:OKAY"),
                                        QStringLiteral("read:11:line one\n"), QStringLiteral("read:12:xxIENxIEND"),
                                        QStringLiteral("read:13:\x12\x34")}));
-    socket->dispose();
 }
 
-TEST(AsyncSocket, DeliversEveryLineOfALargeBurstOnceAndInOrder)
+TEST_F(AsyncSocketTest, DeliversEveryLineOfALargeBurstOnceAndInOrder)
 {
-    Peer peer;
-    Recorder rec;
     qsizetype expected = 0;
     bool inOrder = true;
-    auto *socket = new AsyncSocket(&rec);
     rec.onRead = [&](QByteArrayView data, long) {
         inOrder = inOrder && data == QByteArray::number(expected) + '\n';
         ++expected;
         socket->readDataToData(AsyncSocket::lfData(), -1, 5);
     };
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     socket->readDataToData(AsyncSocket::lfData(), -1, 5);
     ASSERT_TRUE(peer.accept());
     QByteArray burst;
@@ -151,17 +156,13 @@ TEST(AsyncSocket, DeliversEveryLineOfALargeBurstOnceAndInOrder)
     peer.socket->write(burst);
     ASSERT_TRUE(QTest::qWaitFor([&] { return expected == lines; }, 20000));
     EXPECT_TRUE(inOrder);
-    socket->dispose();
 }
 
-TEST(AsyncSocket, ReadToLastByteTakesEveryWholeLineAtOnceAndKeepsThePartialOne)
+TEST_F(AsyncSocketTest, ReadToLastByteTakesEveryWholeLineAtOnceAndKeepsThePartialOne)
 {
-    Peer peer;
-    Recorder rec;
     QByteArray received;
     int reads = 0;
     bool wholeLines = true;
-    auto *socket = new AsyncSocket(&rec);
     rec.onRead = [&](QByteArrayView data, long tag) {
         if (tag != 6)
             return;
@@ -170,7 +171,7 @@ TEST(AsyncSocket, ReadToLastByteTakesEveryWholeLineAtOnceAndKeepsThePartialOne)
         received += data;
         socket->readDataToLastByte('\n', -1, 6);
     };
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     socket->readDataToLastByte('\n', -1, 6);
     ASSERT_TRUE(peer.accept());
     // A burst far larger than one socket read, cut mid-line: the tail waits for its line feed.
@@ -187,7 +188,6 @@ TEST(AsyncSocket, ReadToLastByteTakesEveryWholeLineAtOnceAndKeepsThePartialOne)
     peer.socket->write(" done\n");
     ASSERT_TRUE(QTest::qWaitFor([&] { return received.size() > burst.size(); }, 5000));
     EXPECT_EQ(received.sliced(burst.size()), QByteArray("partial done\n"));
-    socket->dispose();
 }
 
 TEST(AsyncSocket, ReadsLargerThanOneBufferfulArriveWholeEvenWhenThePeerClosesRightAfter)
@@ -222,12 +222,9 @@ TEST(AsyncSocket, ReadsLargerThanOneBufferfulArriveWholeEvenWhenThePeerClosesRig
     socket->dispose();
 }
 
-TEST(AsyncSocket, CompletesWritesInOrderWithTheirTags)
+TEST_F(AsyncSocketTest, CompletesWritesInOrderWithTheirTags)
 {
-    Peer peer;
-    Recorder rec;
-    auto *socket = new AsyncSocket(&rec);
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     socket->writeData("000c", -1, 1); // queued while connecting
     socket->writeData("host:devices", -1, 2);
     ASSERT_TRUE(peer.accept());
@@ -237,16 +234,12 @@ TEST(AsyncSocket, CompletesWritesInOrderWithTheirTags)
     ASSERT_TRUE(QTest::qWaitFor([&] { return rec.events.size() >= 4; }, 5000));
     EXPECT_EQ(rec.events.mid(1), (QStringList{QStringLiteral("write:1"), QStringLiteral("write:2"),
                                               QStringLiteral("write:3")}));
-    socket->dispose();
 }
 
-TEST(AsyncSocket, PeerCloseServesCompleteReadsThenReportsCode7AndDropsThePartialLine)
+TEST_F(AsyncSocketTest, PeerCloseServesCompleteReadsThenReportsCode7AndDropsThePartialLine)
 {
-    Peer peer;
-    Recorder rec;
-    auto *socket = new AsyncSocket(&rec);
     rec.onRead = [&](QByteArrayView, long tag) { socket->readDataToData(AsyncSocket::lfData(), -1, tag + 1); };
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     socket->readDataToData(AsyncSocket::lfData(), -1, 0);
     ASSERT_TRUE(peer.accept());
     peer.socket->write("a\nb\nno line feed");
@@ -256,21 +249,16 @@ TEST(AsyncSocket, PeerCloseServesCompleteReadsThenReportsCode7AndDropsThePartial
                                        QStringLiteral("read:1:b\n"), QStringLiteral("disconnect:7")}));
     EXPECT_EQ(rec.error->domain, AsyncSocket::errorDomain);
     EXPECT_FALSE(socket->isConnected());
-    socket->dispose();
 }
 
-TEST(AsyncSocket, PeerCloseWithNoReadPendingStillEndsTheConnection)
+TEST_F(AsyncSocketTest, PeerCloseWithNoReadPendingStillEndsTheConnection)
 {
-    Peer peer;
-    Recorder rec;
-    auto *socket = new AsyncSocket(&rec);
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     ASSERT_TRUE(peer.accept());
     peer.socket->write("unread bytes");
     peer.socket->disconnectFromHost();
     ASSERT_TRUE(QTest::qWaitFor([&] { return rec.disconnects == 1; }, 5000));
     EXPECT_EQ(rec.error->code, AsyncSocket::ClosedError);
-    socket->dispose();
 }
 
 TEST(AsyncSocket, RefusedConnectionCarriesTheSystemError)
@@ -286,12 +274,9 @@ TEST(AsyncSocket, RefusedConnectionCarriesTheSystemError)
     socket->dispose();
 }
 
-TEST(AsyncSocket, LocalDisconnectReportsOnceWithoutErrorAndDropsQueuedReads)
+TEST_F(AsyncSocketTest, LocalDisconnectReportsOnceWithoutErrorAndDropsQueuedReads)
 {
-    Peer peer;
-    Recorder rec;
-    auto *socket = new AsyncSocket(&rec);
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     socket->readDataToLength(4, -1, 1);
     ASSERT_TRUE(peer.accept());
     ASSERT_TRUE(QTest::qWaitFor([&] { return socket->isConnected(); }, 5000));
@@ -304,7 +289,6 @@ TEST(AsyncSocket, LocalDisconnectReportsOnceWithoutErrorAndDropsQueuedReads)
     EXPECT_FALSE(rec.error.has_value());
     EXPECT_FALSE(QTest::qWaitFor([&] { return rec.events.size() > 2; }, 200));
     EXPECT_EQ(rec.events.last(), QStringLiteral("disconnect:none"));
-    socket->dispose();
 }
 
 TEST(AsyncSocket, DisconnectWhileConnectingReportsWithoutError)
@@ -319,12 +303,9 @@ TEST(AsyncSocket, DisconnectWhileConnectingReportsWithoutError)
     socket->dispose();
 }
 
-TEST(AsyncSocket, ZeroLengthReadsAndEmptyPatternsAreIgnored)
+TEST_F(AsyncSocketTest, ZeroLengthReadsAndEmptyPatternsAreIgnored)
 {
-    Peer peer;
-    Recorder rec;
-    auto *socket = new AsyncSocket(&rec);
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     socket->readDataToLength(0, -1, 1);
     socket->readDataToData(QByteArray(), -1, 2);
     socket->readDataToLength(2, -1, 3);
@@ -332,15 +313,11 @@ TEST(AsyncSocket, ZeroLengthReadsAndEmptyPatternsAreIgnored)
     peer.socket->write("ab");
     ASSERT_TRUE(QTest::qWaitFor([&] { return rec.events.size() >= 2; }, 5000));
     EXPECT_EQ(rec.events.mid(1), QStringList{QStringLiteral("read:3:ab")});
-    socket->dispose();
 }
 
-TEST(AsyncSocket, ReadTimeoutClosesWithCode4AndNegativeMeansNone)
+TEST_F(AsyncSocketTest, ReadTimeoutClosesWithCode4AndNegativeMeansNone)
 {
-    Peer peer;
-    Recorder rec;
-    auto *socket = new AsyncSocket(&rec);
-    ASSERT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port()));
+    ASSERT_TRUE(connect());
     socket->readDataToLength(4, -1, 1);
     ASSERT_TRUE(peer.accept());
     peer.socket->write("OKAY");
@@ -348,25 +325,20 @@ TEST(AsyncSocket, ReadTimeoutClosesWithCode4AndNegativeMeansNone)
     socket->readDataToLength(4, 0.05, 2);
     ASSERT_TRUE(QTest::qWaitFor([&] { return rec.disconnects == 1; }, 5000));
     EXPECT_EQ(rec.error->code, AsyncSocket::ReadTimeoutError);
-    socket->dispose();
 }
 
-TEST(AsyncSocket, RefusesToConnectTwiceOrWithoutDelegate)
+TEST_F(AsyncSocketTest, RefusesToConnectTwiceOrWithoutDelegate)
 {
-    Peer peer;
-    Recorder rec;
     AdbError error;
     auto *orphan = new AsyncSocket(nullptr);
     EXPECT_FALSE(orphan->connectToHost(QStringLiteral("127.0.0.1"), peer.port(), &error));
     EXPECT_EQ(error.code, AsyncSocket::BadConfigError);
     orphan->dispose();
 
-    auto *socket = new AsyncSocket(&rec);
     EXPECT_FALSE(socket->connectToHost(QString(), peer.port(), &error));
     EXPECT_EQ(error.code, AsyncSocket::BadParamError);
     EXPECT_TRUE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port(), &error));
     EXPECT_FALSE(socket->connectToHost(QStringLiteral("127.0.0.1"), peer.port(), &error));
-    socket->dispose();
 }
 
 TEST(AsyncSocket, DisposingFromInsideACallbackStopsFurtherCallbacks)

@@ -44,24 +44,21 @@ FakeAdbServer::Script devicesScript(const QByteArray &payload)
             FakeAdbServer::close()};
 }
 
-class DeviceListDatasourceTest : public ::testing::Test
+class DeviceListDatasourceTest : public FakeAdbServerTest
 {
 protected:
     void SetUp() override
     {
-        FakeAdbServer::clearClientSettings();
-        server.useForClient();
+        FakeAdbServerTest::SetUp();
         datasource = std::make_unique<DeviceListDatasource>();
         datasource->setDelegate(&rec);
     }
     void TearDown() override
     {
         datasource.reset();
-        EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join(u'\n').toStdString();
-        FakeAdbServer::clearClientSettings();
+        FakeAdbServerTest::TearDown();
     }
 
-    FakeAdbServer server;
     DatasourceRecorder rec;
     std::unique_ptr<DeviceListDatasource> datasource;
 };

@@ -11,26 +11,14 @@
 
 namespace {
 
-class DeviceReadersTest : public ::testing::Test
+class DeviceReadersTest : public FakeAdbServerTest
 {
 protected:
-    void SetUp() override
-    {
-        FakeAdbServer::clearClientSettings();
-        server.useForClient();
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join(u'\n').toStdString();
-        FakeAdbServer::clearClientSettings();
-    }
     template <class Reader> void runToEnd(Reader &reader)
     {
         reader.connect();
         EXPECT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
     }
-
-    FakeAdbServer server;
 };
 
 FakeAdbServer::Script devicesScript(const QByteArray &replyBytes)

@@ -15,19 +15,9 @@ namespace {
 
 const QString kLogcat = QStringLiteral("shell:export ANDROID_LOG_TAGS=\"\"; exec logcat -v threadtime");
 
-class LogReaderTest : public ::testing::Test
+class LogReaderTest : public FakeAdbServerTest
 {
 protected:
-    void SetUp() override
-    {
-        FakeAdbServer::clearClientSettings();
-        server.useForClient();
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join(u'\n').toStdString();
-        FakeAdbServer::clearClientSettings();
-    }
     // Runs the reader until logReaderStopped.
     QStringList run(const QString &serial = QStringLiteral("SERIAL"))
     {
@@ -38,7 +28,6 @@ protected:
         return rec.events();
     }
 
-    FakeAdbServer server;
     LogReaderRecorder rec;
     LogReader reader;
 };

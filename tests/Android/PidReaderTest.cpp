@@ -9,19 +9,9 @@
 
 namespace {
 
-class PidReaderTest : public ::testing::Test
+class PidReaderTest : public FakeAdbServerTest
 {
 protected:
-    void SetUp() override
-    {
-        FakeAdbServer::clearClientSettings();
-        server.useForClient();
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join(u'\n').toStdString();
-        FakeAdbServer::clearClientSettings();
-    }
     // Runs until the server's scripts are played and the reader's connection has ended.
     QStringList run(bool addDashArg, const QString &serial = QStringLiteral("SERIAL"))
     {
@@ -34,7 +24,6 @@ protected:
         return rec.events();
     }
 
-    FakeAdbServer server;
     PidReaderRecorder rec;
     PidReader reader;
 };

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <gtest/gtest.h>
+
 class QTcpServer;
 class QTcpSocket;
 
@@ -74,4 +76,23 @@ private:
     QList<Connection> m_connections;
     QStringList m_mismatches;
     int m_clientClosed = 0;
+};
+
+// A test whose client talks to a FakeAdbServer: the client's settings point at it for the test, and
+// the test fails when the client's bytes did not meet the scripts.
+class FakeAdbServerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        FakeAdbServer::clearClientSettings();
+        server.useForClient();
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join(u'\n').toStdString();
+        FakeAdbServer::clearClientSettings();
+    }
+
+    FakeAdbServer server;
 };
