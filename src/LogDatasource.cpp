@@ -68,6 +68,7 @@ LogDatasource::~LogDatasource()
                 delete m_logReader;
                 m_logReader = nullptr;
             }
+            m_workersFinished.fetch_add(1, std::memory_order_release);
             QThread::currentThread()->quit();
         },
         Qt::QueuedConnection);
@@ -79,11 +80,18 @@ LogDatasource::~LogDatasource()
                 delete m_pidReader;
                 m_pidReader = nullptr;
             }
+            m_workersFinished.fetch_add(1, std::memory_order_release);
             QThread::currentThread()->quit();
         },
         Qt::QueuedConnection);
     m_logThread->wait();
     m_pidThread->wait();
+    // The joins above synchronise inside Qt, out of the thread sanitizer's sight; these two make the
+    // workers' and the filter pool's last writes to this object visible before it is torn down.
+    (void)m_workersFinished.load(std::memory_order_acquire);
+    {
+        std::lock_guard lock(m_logLock);
+    }
     delete m_logAnchor;
     delete m_pidAnchor;
     delete m_logThread;

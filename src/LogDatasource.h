@@ -277,6 +277,7 @@ private:
     std::vector<LiveLine> m_batch; // the reader thread's batch, kept for its capacity
     QThreadPool *m_filterPool = nullptr;      // one thread: jobs run in call order
     QTimer *m_queueTimer = nullptr;           // GUI thread
+    std::atomic<int> m_workersFinished{0};    // each worker's last act before it is joined
 
     // Waits of runOnMainAndWait, released by the destructor.
     bool isClosing() const;
