@@ -125,6 +125,8 @@ const char *JsonFilter =
     "text CONTAINS[cd] '}') OR (text CONTAINS[cd] '[' AND text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND "
     "text CONTAINS[cd] ']')";
 
+constexpr const char *LevelFilter = "type IN[cd] 'W,E,F,A'";
+
 const QList<QByteArray> &benchLinesUtf8()
 {
     static const QList<QByteArray> lines = [] {
@@ -150,9 +152,9 @@ void prepare(LogDatasource &ds, const char *filterText)
     }
 }
 
-void report(benchmark::State &state, const LogDatasource &ds)
+void report(benchmark::State &state, const LogDatasource &ds, qint64 lines)
 {
-    state.SetItemsProcessed(state.iterations());
+    state.SetItemsProcessed(lines);
     state.counters["held"] = double(ds.logEventCount());
     state.counters["shown"] = double(ds.getDataFiltered().size());
 }
@@ -168,7 +170,7 @@ void liveLines(benchmark::State &state, const char *filterText)
         if (++i == lines.size())
             i = 0;
     }
-    report(state, ds);
+    report(state, ds, qint64(state.iterations()));
 }
 
 // What the log reader hands over under a flood: runs of whole lines read in one go (128 KiB at most).
@@ -198,42 +200,15 @@ void liveLinesData(benchmark::State &state, const char *filterText)
         if (++i == chunks.size())
             i = 0;
     }
-    state.SetItemsProcessed(lineCount);
-    state.counters["held"] = double(ds.logEventCount());
-    state.counters["shown"] = double(ds.getDataFiltered().size());
+    report(state, ds, lineCount);
 }
 
-void BM_LiveLine_LevelFilter(benchmark::State &state)
-{
-    liveLines(state, "type IN[cd] 'W,E,F,A'");
-}
-void BM_LiveLine_JsonFilter(benchmark::State &state)
-{
-    liveLines(state, JsonFilter);
-}
-void BM_LiveLine_NoFilter(benchmark::State &state)
-{
-    liveLines(state, nullptr);
-}
-void BM_LiveLinesData_LevelFilter(benchmark::State &state)
-{
-    liveLinesData(state, "type IN[cd] 'W,E,F,A'");
-}
-void BM_LiveLinesData_JsonFilter(benchmark::State &state)
-{
-    liveLinesData(state, JsonFilter);
-}
-void BM_LiveLinesData_NoFilter(benchmark::State &state)
-{
-    liveLinesData(state, nullptr);
-}
-BENCHMARK(BM_LiveLine_LevelFilter)->MinTime(2.0);
-BENCHMARK(BM_LiveLine_JsonFilter)->MinTime(2.0);
-BENCHMARK(BM_LiveLine_NoFilter)->MinTime(2.0);
-// Two threads parse: wall time is what counts.
-BENCHMARK(BM_LiveLinesData_LevelFilter)->MinTime(2.0)->UseRealTime();
-BENCHMARK(BM_LiveLinesData_JsonFilter)->MinTime(2.0)->UseRealTime();
-BENCHMARK(BM_LiveLinesData_NoFilter)->MinTime(2.0)->UseRealTime();
+BENCHMARK_CAPTURE(liveLines, LevelFilter, LevelFilter)->MinTime(2.0);
+BENCHMARK_CAPTURE(liveLines, JsonFilter, JsonFilter)->MinTime(2.0);
+BENCHMARK_CAPTURE(liveLines, NoFilter, nullptr)->MinTime(2.0);
+BENCHMARK_CAPTURE(liveLinesData, LevelFilter, LevelFilter)->MinTime(2.0);
+BENCHMARK_CAPTURE(liveLinesData, JsonFilter, JsonFilter)->MinTime(2.0);
+BENCHMARK_CAPTURE(liveLinesData, NoFilter, nullptr)->MinTime(2.0);
 
 // ---------------------------------------------------------------------------------------------
 // Through the real adb server from a flooding simulated device.
@@ -251,7 +226,7 @@ double datasourceRate(const Rig &rig, double seconds, qint64 *notifications)
     LogDatasource ds;
     qint64 updates = 0;
     QObject::connect(&ds, &LogDatasource::logDataUpdated, &ds, [&] { ++updates; });
-    ds.setLogDataFilter(Filter::parse(QStringLiteral("type IN[cd] 'W,E,F,A'")));
+    ds.setLogDataFilter(Filter::parse(QString::fromLatin1(LevelFilter)));
     ds.setDeviceId(rig.serial);
     ds.startLogger();
 
