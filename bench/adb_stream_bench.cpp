@@ -7,6 +7,7 @@
 #include "Android/LogReader.h"
 #include "Helpers/Settings.h"
 #include "support/AdbFloodRig.h"
+#include "support/BenchEnv.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -95,11 +96,8 @@ double logReaderRate(const Rig &rig, double seconds)
 
 int main(int argc, char **argv)
 {
-    // Settings and the diagnostic log must not touch the user's own folders.
     QTemporaryDir dir;
-    qputenv("XDG_CONFIG_HOME", (dir.path() + "/config").toUtf8());
-    qputenv("XDG_DATA_HOME", (dir.path() + "/data").toUtf8());
-    qputenv("XDG_CACHE_HOME", (dir.path() + "/cache").toUtf8());
+    bench::isolateUserFolders(dir.path());
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Quillfern"));
     QCoreApplication::setApplicationName(QStringLiteral("QuillfernBench"));
@@ -120,8 +118,6 @@ int main(int argc, char **argv)
         rig.run({QStringLiteral("kill-server")});
         return 1;
     }
-    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
-    Settings::setValue(SettingsKey::adbPort, QString::number(rig.port));
 
     out << "device " << rig.serial << " flooding through adb server port " << rig.port << ", " << rounds
         << " rounds of " << seconds << " s each" << Qt::endl;

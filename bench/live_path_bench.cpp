@@ -10,6 +10,7 @@
 // Usage: live_path_bench [benchmark flags] [--adb] [--seconds S] [--rounds N]
 #include "Helpers/Settings.h"
 #include "support/AdbFloodRig.h"
+#include "support/BenchEnv.h"
 #include "LogDatasource.h"
 
 #include <benchmark/benchmark.h>
@@ -276,8 +277,6 @@ int runAdbComparison(const QString &home, double seconds, int rounds)
         rig.run({QStringLiteral("kill-server")});
         return 1;
     }
-    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
-    Settings::setValue(SettingsKey::adbPort, QString::number(rig.port));
     out << "device " << rig.serial << " flooding through adb server port " << rig.port << ", " << rounds
         << " rounds of " << seconds << " s each" << Qt::endl;
     double bestAdb = 0, bestDs = 0;
@@ -317,11 +316,8 @@ int runAdbComparison(const QString &home, double seconds, int rounds)
 
 int main(int argc, char **argv)
 {
-    // Settings and the diagnostic log must not touch the user's own folders.
     QTemporaryDir dir;
-    qputenv("XDG_CONFIG_HOME", (dir.path() + "/config").toUtf8());
-    qputenv("XDG_DATA_HOME", (dir.path() + "/data").toUtf8());
-    qputenv("XDG_CACHE_HOME", (dir.path() + "/cache").toUtf8());
+    bench::isolateUserFolders(dir.path());
 
     // Our own flags first; the rest is Google Benchmark's.
     bool adb = false;

@@ -58,12 +58,7 @@ void LogDatasource::logLinesDataReceived(QByteArrayView lines)
     // Under a flood a thousand lines arrive at once: parsed first, then taken under one log lock.
     std::vector<LiveLine> &batch = m_batch;
     FilterEvaluator *filter = lineFilter();
-    while (!lines.isEmpty()) {
-        const qsizetype end = lines.indexOf('\n');
-        const qsizetype length = end < 0 ? lines.size() : end + 1;
-        parseLiveLine(lines.first(length), filter, &batch.emplace_back());
-        lines = lines.sliced(length);
-    }
+    forEachLine(lines, [&](QByteArrayView line) { parseLiveLine(line, filter, &batch.emplace_back()); });
     commitLiveLines(batch.data(), batch.size(), filter != nullptr, nullptr);
     batch.clear(); // the buffers hold the entries now; the capacity stays for the next batch
 }

@@ -3,6 +3,8 @@
 // The benchmarks' test bench for the live stream: a private adb server with one simulated device
 // flooding its log, and `adb logcat` on that device as the ceiling a client of the server can reach.
 
+#include "Helpers/Settings.h"
+
 #include <QByteArray>
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -50,6 +52,7 @@ inline bool waitFor(const std::function<bool()> &predicate, int timeoutMs)
     return true;
 }
 
+// Starts the server and the flooding simulator and points the client's settings at them.
 inline bool setUpRig(Rig &rig, const QString &home, quint16 firstPort, QTextStream &out)
 {
     rig.adb = QStandardPaths::findExecutable(QStringLiteral("adb"));
@@ -102,6 +105,9 @@ inline bool setUpRig(Rig &rig, const QString &home, quint16 firstPort, QTextStre
         out << "the simulator did not register" << Qt::endl;
         return false;
     }
+    // The client under test talks to this server.
+    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
+    Settings::setValue(SettingsKey::adbPort, QString::number(rig.port));
     return true;
 }
 

@@ -13,6 +13,7 @@
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
 #include "Scenes/SelectableTableView.h"
+#include "../support/BenchEnv.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -281,9 +282,7 @@ int runFile(int lines)
 int main(int argc, char **argv)
 {
     QTemporaryDir home;
-    qputenv("XDG_CONFIG_HOME", (home.path() + "/config").toUtf8());
-    qputenv("XDG_DATA_HOME", (home.path() + "/data").toUtf8());
-    qputenv("XDG_CACHE_HOME", (home.path() + "/cache").toUtf8());
+    bench::isolateUserFolders(home.path());
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication qapp(argc, argv);

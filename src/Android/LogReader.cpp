@@ -13,12 +13,7 @@ void LogReaderDelegate::logLineDataReceived(QByteArrayView line)
 
 void LogReaderDelegate::logLinesDataReceived(QByteArrayView lines)
 {
-    while (!lines.isEmpty()) {
-        const qsizetype end = lines.indexOf('\n');
-        const qsizetype length = end < 0 ? lines.size() : end + 1;
-        logLineDataReceived(lines.first(length));
-        lines = lines.sliced(length);
-    }
+    forEachLine(lines, [this](QByteArrayView line) { logLineDataReceived(line); });
 }
 
 void LogReader::setDelegate(LogReaderDelegate *delegate)

@@ -24,6 +24,16 @@ public:
     // the call. This is what the reader calls; the default hands them one by one to
     // logLineDataReceived. A delegate that gains from taking lines in bulk overrides it.
     virtual void logLinesDataReceived(QByteArrayView lines);
+    // Calls `line` with each line of such a run, its terminator included.
+    template <typename F> static void forEachLine(QByteArrayView lines, F &&line)
+    {
+        while (!lines.isEmpty()) {
+            const qsizetype end = lines.indexOf('\n');
+            const qsizetype length = end < 0 ? lines.size() : end + 1;
+            line(lines.first(length));
+            lines = lines.sliced(length);
+        }
+    }
     virtual void logReaderStopped() = 0;
     // "FAIL" whose message does not mention "device not found"; domain "logReader", code 2.
     virtual void logReaderStoppedWithError(const AdbError &error) = 0;
