@@ -26,47 +26,49 @@ namespace {
 const std::array<const char *, LogAppearance::LevelCount> LevelNames = {"Verbose", "Debug", "Info",
                                                                         "Warning", "Error", "Fatal"};
 
-QIcon colorPrefsIcon()
+// The theme's icon when it has one; otherwise one painted on a 56-pixel canvas by `paint`, since the
+// toolkit has no vector image support.
+template <typename Paint> QIcon themedOrPainted(const QString &themeName, Paint paint)
 {
-    QIcon themed = QIcon::fromTheme(QStringLiteral("preferences-desktop-color"));
+    QIcon themed = QIcon::fromTheme(themeName);
     if (!themed.isNull())
         return themed;
-    // A small colour wheel: the toolkit has no vector image support, so it is painted.
     QPixmap pixmap(56, 56);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    QConicalGradient gradient(28, 28, 90);
-    for (int i = 0; i <= 6; ++i)
-        gradient.setColorAt(i / 6.0, QColor::fromHsv((i * 60) % 360, 220, 245));
-    painter.setBrush(gradient);
-    painter.setPen(QPen(QColor(90, 90, 90), 1.5));
-    painter.drawEllipse(QRectF(4, 4, 48, 48));
+    paint(painter);
     return QIcon(pixmap);
+}
+
+QIcon colorPrefsIcon()
+{
+    return themedOrPainted(QStringLiteral("preferences-desktop-color"), [](QPainter &painter) {
+        // A small colour wheel.
+        QConicalGradient gradient(28, 28, 90);
+        for (int i = 0; i <= 6; ++i)
+            gradient.setColorAt(i / 6.0, QColor::fromHsv((i * 60) % 360, 220, 245));
+        painter.setBrush(gradient);
+        painter.setPen(QPen(QColor(90, 90, 90), 1.5));
+        painter.drawEllipse(QRectF(4, 4, 48, 48));
+    });
 }
 
 QIcon generalPrefsIcon()
 {
-    QIcon themed = QIcon::fromTheme(QStringLiteral("preferences-system"));
-    if (!themed.isNull())
-        return themed;
-    // A gear, painted for the same reason as the colour wheel.
-    QPixmap pixmap(56, 56);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.translate(28, 28);
-    const QColor metal(120, 124, 130);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(metal);
-    for (int tooth = 0; tooth < 8; ++tooth) {
-        painter.drawRoundedRect(QRectF(-5, -25, 10, 12), 2, 2);
-        painter.rotate(45);
-    }
-    painter.drawEllipse(QPointF(0, 0), 17, 17);
-    painter.setBrush(QColor(235, 235, 235));
-    painter.drawEllipse(QPointF(0, 0), 7, 7);
-    return QIcon(pixmap);
+    return themedOrPainted(QStringLiteral("preferences-system"), [](QPainter &painter) {
+        // A gear.
+        painter.translate(28, 28);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(120, 124, 130));
+        for (int tooth = 0; tooth < 8; ++tooth) {
+            painter.drawRoundedRect(QRectF(-5, -25, 10, 12), 2, 2);
+            painter.rotate(45);
+        }
+        painter.drawEllipse(QPointF(0, 0), 17, 17);
+        painter.setBrush(QColor(235, 235, 235));
+        painter.drawEllipse(QPointF(0, 0), 7, 7);
+    });
 }
 
 QIcon swatchIcon(const QColor &color)
