@@ -2,8 +2,8 @@
 // Filter speed. Goals: the default "JSON" filter over 55,000 entries in at most 10 ms, a level filter over
 // 1,000,000 entries in at most 100 ms (both through filterEntries, two threads), and parsing cheap enough
 // to run on every keystroke of the search box.
-#include "Filter.h"
-#include "SavedFilters.h"
+#include "Filters/Filter.h"
+#include "Filters/SavedFilters.h"
 
 #include <benchmark/benchmark.h>
 

@@ -11,7 +11,7 @@
 #include "Helpers/Settings.h"
 #include "support/AdbFloodRig.h"
 #include "support/BenchEnv.h"
-#include "LogDatasource.h"
+#include "Session/LogDatasource.h"
 
 #include <benchmark/benchmark.h>
 

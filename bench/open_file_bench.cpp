@@ -4,8 +4,8 @@
 // side by side with `wc -l` and `grep -c` on the same file (the I/O floor).
 //
 // usage: open_file_bench [FILE]   (default: generates /tmp/quillfern-bench-1m.log with quillfern-loggen)
-#include "BoundedBuffer.h"
-#include "LogDocument.h"
+#include "Log/BoundedBuffer.h"
+#include "Log/LogDocument.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Lines per second of live (format 1) and file (format 3) threadtime parsing into entries, one core.
 // Goal: at least 2,000,000 lines/s.
-#include "LogLineParser.h"
+#include "Log/LogLineParser.h"
 
 #include <benchmark/benchmark.h>
 

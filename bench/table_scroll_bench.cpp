@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Cost of the log table model's two hot paths: one update tick over a full 55000-row view (append and
 // prune), and the data() calls of one painted screen of rows while scrolling.
-#include "LogTableModel.h"
+#include "Presentation/LogTableModel.h"
 
 #include <benchmark/benchmark.h>
 

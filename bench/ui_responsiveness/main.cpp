@@ -6,9 +6,9 @@
 //     shown, then frames per second while scrolling page by page.
 // Run under Xvfb (DISPLAY set) for real painting; without a display it falls back to offscreen.
 #include "Helpers/Settings.h"
-#include "LogDatasource.h"
-#include "LogTableModel.h"
-#include "ReconnectPolicy.h"
+#include "Session/LogDatasource.h"
+#include "Presentation/LogTableModel.h"
+#include "Session/ReconnectPolicy.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"

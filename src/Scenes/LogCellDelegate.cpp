@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Scenes/LogCellDelegate.h"
 
-#include "LogTableModel.h"
+#include "Presentation/LogTableModel.h"
 #include "Scenes/SelectableTableView.h"
 
 #include <QApplication>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "LogTableModel.h"
+#include "Presentation/LogTableModel.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "LogAppearance.h"
+#include "Presentation/LogAppearance.h"
 #include "Scenes/ZWPrefsWindowController.h"
 
 #include <array>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "DeviceListDatasource.h"
-#include "LogDatasource.h"
+#include "Session/DeviceListDatasource.h"
+#include "Session/LogDatasource.h"
 #include "Scenes/AboutDialog.h"
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/SelectableTableView.h"

@@ -4,8 +4,8 @@
 #include "Scenes/QuillfernAppDelegate.h"
 
 #include "Helpers/Logger.h"
-#include "LogDocument.h"
-#include "ReconnectPolicy.h"
+#include "Log/LogDocument.h"
+#include "Session/ReconnectPolicy.h"
 #include "Scenes/FilterListView.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"

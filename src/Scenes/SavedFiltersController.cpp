@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Scenes/SavedFiltersController.h"
 
-#include "FilterComposer.h"
+#include "Filters/FilterComposer.h"
 #include "Helpers/Logger.h"
-#include "LogDatasource.h"
+#include "Session/LogDatasource.h"
 #include "Scenes/FilterEditorSheet.h"
 #include "Scenes/FilterListView.h"
 #include "Scenes/LogTableController.h"

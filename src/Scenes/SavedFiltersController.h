@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Filter.h"
-#include "SavedFilters.h"
+#include "Filters/Filter.h"
+#include "Filters/SavedFilters.h"
 #include "Scenes/FilterEditorSheet.h"
 #include "Scenes/MainWindow.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The main window against the real adb server and simulated devices: streaming, the cable pulled
 // and put back, another device appearing meanwhile, Stop, and the picker with two devices.
-#include "ReconnectPolicy.h"
+#include "Session/ReconnectPolicy.h"
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"

@@ -2,10 +2,10 @@
 // Save, Save as Text and Open through the real (non-native) file dialogs: the written text, the
 // visible-rows check box, the round trip of every field, and failures that keep the log on screen.
 #include "Helpers/Settings.h"
-#include "LogDatasource.h"
-#include "LogDocument.h"
-#include "LogTableModel.h"
-#include "ReconnectPolicy.h"
+#include "Session/LogDatasource.h"
+#include "Log/LogDocument.h"
+#include "Presentation/LogTableModel.h"
+#include "Session/ReconnectPolicy.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"

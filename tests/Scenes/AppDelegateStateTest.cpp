@@ -2,9 +2,9 @@
 // The connection states of the main window, played with a scripted ADB server for the device list
 // and a log stream driven by the test (no adb, no device): titles, the Run/Stop item, the 5-second
 // retry that only returns to the last device, the alerts and the device picker.
-#include "ConnectionStatus.h"
+#include "Session/ConnectionStatus.h"
 #include "Helpers/Settings.h"
-#include "ReconnectPolicy.h"
+#include "Session/ReconnectPolicy.h"
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"

@@ -2,8 +2,8 @@
 // The saved filters in the window: editor sheet, naming, overwrite and delete questions, list
 // selection rules, export and import through the file panels.
 #include "Helpers/Settings.h"
-#include "LogDatasource.h"
-#include "SavedFilters.h"
+#include "Session/LogDatasource.h"
+#include "Filters/SavedFilters.h"
 #include "Scenes/FilterEditorSheet.h"
 #include "Scenes/FilterListView.h"
 #include "Scenes/LogTableController.h"

@@ -3,8 +3,8 @@
 // line "format=N entries=M ms=T" (plus " matched=K" with --filter). With --tsv every (matching) entry
 // comes first, one line of its nine fields in key order, tab-separated, with backslash, tab, line feed
 // and carriage return written as \\, \t, \n, \r.
-#include "Filter.h"
-#include "LogDocument.h"
+#include "Filters/Filter.h"
+#include "Log/LogDocument.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,0 +1,296 @@
+// SPDX-License-Identifier: MIT
+#include "Filters/SavedFilters.h"
+
+#include "Helpers/Logger.h"
+#include "Helpers/Settings.h"
+
+#include <QFile>
+#include <QSaveFile>
+#include <QVariantMap>
+
+#include <plist/plist.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+// A filters file is a handful of short texts; anything far larger is not one.
+constexpr qint64 MaxImportFileSize = 16 * 1024 * 1024;
+
+bool lessCaseInsensitive(const QString &a, const QString &b)
+{
+    const int c = QString::compare(a, b, Qt::CaseInsensitive);
+    return c != 0 ? c < 0 : a < b; // ties broken so the order is total
+}
+
+struct PlistDeleter
+{
+    void operator()(void *node) const { plist_free(static_cast<plist_t>(node)); }
+};
+using PlistPtr = std::unique_ptr<void, PlistDeleter>;
+
+QString takeCString(char *text)
+{
+    QString s = text ? QString::fromUtf8(text) : QString();
+    free(text);
+    return s;
+}
+
+QString describeMap(const QVariantMap &map)
+{
+    QStringList lines;
+    for (auto it = map.cbegin(); it != map.cend(); ++it)
+        lines << it.key() + QStringLiteral(" = ") + it.value().toString();
+    return QLatin1Char('{') + lines.join(QStringLiteral("; ")) + QLatin1Char('}');
+}
+
+} // namespace
+
+const QList<std::pair<QString, QString>> &SavedFilters::defaultFilters()
+{
+    static const QList<std::pair<QString, QString>> filters = {
+        {QStringLiteral("LogLevel Verbose"), QStringLiteral("type IN[cd] 'V,D,I,W,E,F,A'")},
+        {QStringLiteral("LogLevel Debug"), QStringLiteral("type IN[cd] 'D,I,W,E,F,A'")},
+        {QStringLiteral("LogLevel Info"), QStringLiteral("type IN[cd] 'I,W,E,F,A'")},
+        {QStringLiteral("LogLevel Warn"), QStringLiteral("type IN[cd] 'W,E,F,A'")},
+        {QStringLiteral("LogLevel Error"), QStringLiteral("type IN[cd] 'E,F,A'")},
+        {QStringLiteral("Has Note"), QStringLiteral("note !=[cd] ''")},
+        {QStringLiteral("JSON"),
+         QStringLiteral("(text CONTAINS[cd] '{' AND text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND "
+                        "text CONTAINS[cd] ':' AND text CONTAINS[cd] '}') OR (text CONTAINS[cd] '[' AND "
+                        "text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND text CONTAINS[cd] ']')")},
+    };
+    return filters;
+}
+
+SavedFilters::LoadResult SavedFilters::load()
+{
+    LoadResult result;
+    if (!Settings::contains(SettingsKey::predicates)) {
+        QVariantMap defaults;
+        for (const auto &[name, text] : defaultFilters())
+            defaults.insert(name, Filter::parse(text).toString());
+        Settings::setValue(SettingsKey::predicates, defaults);
+        QF_LOG(QStringLiteral("Created default predicates: %1").arg(describeMap(defaults)));
+        result.createdDefaults = true;
+    }
+
+    const QVariantMap stored = Settings::value(SettingsKey::predicates).toMap();
+    QStringList names = stored.keys();
+    std::sort(names.begin(), names.end(), lessCaseInsensitive);
+    m_filters.clear();
+    for (const QString &name : names) {
+        Filter f = Filter::parse(stored.value(name).toString());
+        if (!f.isValid()) {
+            result.error = QStringLiteral("Saved filter \"%1\" does not parse: %2").arg(name, f.errorString());
+            QF_LOG_ERROR(result.error);
+            break;
+        }
+        m_filters.insert(name, f);
+    }
+    rebuildSortedNames();
+    return result;
+}
+
+void SavedFilters::save() const
+{
+    QVariantMap texts;
+    for (auto it = m_filters.cbegin(); it != m_filters.cend(); ++it)
+        texts.insert(it.key(), it.value().toString());
+    Settings::setValue(SettingsKey::predicates, texts);
+}
+
+QString SavedFilters::nameForRow(int row) const
+{
+    return row >= 1 && row <= m_sortedNames.size() ? m_sortedNames.at(row - 1) : QString();
+}
+
+int SavedFilters::rowForName(const QString &name) const
+{
+    const qsizetype i = m_sortedNames.indexOf(name);
+    return i < 0 ? -1 : int(i) + 1;
+}
+
+QStringList SavedFilters::namesForRows(const QList<int> &rows) const
+{
+    QList<int> sorted = rows;
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    QStringList names;
+    for (int row : sorted) {
+        const QString name = nameForRow(row);
+        if (!name.isEmpty())
+            names << name;
+    }
+    return names;
+}
+
+void SavedFilters::setFilter(const QString &name, const Filter &filter)
+{
+    m_filters.insert(name, filter);
+    rebuildSortedNames();
+}
+
+void SavedFilters::remove(const QStringList &names)
+{
+    for (const QString &name : names)
+        m_filters.remove(name);
+    rebuildSortedNames();
+}
+
+void SavedFilters::clear()
+{
+    m_filters.clear();
+    m_sortedNames.clear();
+}
+
+QString SavedFilters::newUnusedPredicateName(const QString &base) const
+{
+    const QString stem = base.isEmpty() ? QStringLiteral("unnamed") : base;
+    if (!m_filters.contains(stem))
+        return stem;
+    for (int n = 1;; ++n) {
+        const QString candidate = QStringLiteral("%1-%2").arg(stem).arg(n);
+        if (!m_filters.contains(candidate))
+            return candidate;
+    }
+}
+
+void SavedFilters::rebuildSortedNames()
+{
+    m_sortedNames = m_filters.keys();
+    std::sort(m_sortedNames.begin(), m_sortedNames.end(), lessCaseInsensitive);
+}
+
+QByteArray SavedFilters::toPropertyList(const QMap<QString, QString> &texts)
+{
+    PlistPtr dict(plist_new_dict());
+    for (auto it = texts.cbegin(); it != texts.cend(); ++it)
+        plist_dict_set_item(static_cast<plist_t>(dict.get()), it.key().toUtf8().constData(),
+                            plist_new_string(it.value().toUtf8().constData()));
+    char *xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(static_cast<plist_t>(dict.get()), &xml, &length);
+    if (!xml)
+        return {};
+    QByteArray out(xml, qsizetype(length));
+    plist_to_xml_free(xml);
+    return out;
+}
+
+std::optional<QMap<QString, QString>> SavedFilters::fromPropertyList(const QByteArray &data, QString *error)
+{
+    auto fail = [error](const QString &why) -> std::optional<QMap<QString, QString>> {
+        if (error)
+            *error = why;
+        return std::nullopt;
+    };
+    if (data.isEmpty())
+        return fail(QStringLiteral("The file is empty"));
+    if (data.size() > MaxImportFileSize)
+        return fail(QStringLiteral("The file is too large for a filters file"));
+    plist_t raw = nullptr;
+    if (plist_is_binary(data.constData(), uint32_t(data.size()))) {
+        // Read keys only from XML: libplist asserts on a binary key with an embedded NUL when asked for it,
+        // while its XML reader refuses such text. So a binary list goes through XML once.
+        plist_t bin = nullptr;
+        plist_from_bin(data.constData(), uint32_t(data.size()), &bin);
+        PlistPtr binRoot(bin);
+        if (!bin)
+            return fail(QStringLiteral("The file is not a property list"));
+        char *xml = nullptr;
+        uint32_t length = 0;
+        plist_to_xml(bin, &xml, &length);
+        if (!xml)
+            return fail(QStringLiteral("The property list cannot be read"));
+        plist_from_xml(xml, length, &raw);
+        plist_to_xml_free(xml);
+    } else {
+        plist_from_memory(data.constData(), uint32_t(data.size()), &raw);
+    }
+    PlistPtr root(raw);
+    if (!raw)
+        return fail(QStringLiteral("The file is not a property list"));
+    if (plist_get_node_type(raw) != PLIST_DICT)
+        return fail(QStringLiteral("The property list is not a dictionary of filters"));
+
+    QMap<QString, QString> texts;
+    plist_dict_iter iter = nullptr;
+    plist_dict_new_iter(raw, &iter);
+    if (!iter)
+        return fail(QStringLiteral("The property list cannot be read"));
+    std::unique_ptr<void, decltype(&free)> iterGuard(iter, &free);
+    for (;;) {
+        char *key = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(raw, iter, &key, &value);
+        const QString name = takeCString(key);
+        if (!value)
+            break;
+        if (plist_get_node_type(value) != PLIST_STRING)
+            return fail(QStringLiteral("The value of \"%1\" is not a filter text").arg(name));
+        uint64_t length = 0;
+        const char *text = plist_get_string_ptr(value, &length); // owned by the node; no copy to free
+        texts.insert(name, QString::fromUtf8(text, text ? qsizetype(length) : 0));
+    }
+    return texts;
+}
+
+bool SavedFilters::exportFilters(const QString &path, const QStringList &names) const
+{
+    QF_LOG(QStringLiteral("Save filter to: %1").arg(path));
+    QMap<QString, QString> texts;
+    for (const QString &name : names)
+        if (m_filters.contains(name))
+            texts.insert(name, m_filters.value(name).toString());
+    const QByteArray xml = toPropertyList(texts);
+    QSaveFile file(path);
+    if (xml.isEmpty() || !file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size())
+        return false;
+    return file.commit();
+}
+
+SavedFilters::ImportResult SavedFilters::importFilters(const QString &path)
+{
+    QF_LOG(QStringLiteral("Open url: %1").arg(path));
+    ImportResult result;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        result.error = QStringLiteral("Cannot read %1: %2").arg(path, file.errorString());
+        QF_LOG_ERROR(result.error);
+        return result;
+    }
+    if (file.size() > MaxImportFileSize) {
+        result.error = QStringLiteral("%1 is not a filters file: it is too large").arg(path);
+        QF_LOG_ERROR(result.error);
+        return result;
+    }
+    QString why;
+    const std::optional<QMap<QString, QString>> texts = fromPropertyList(file.readAll(), &why);
+    if (!texts) {
+        result.error = QStringLiteral("%1 is not a filters file: %2").arg(path, why);
+        QF_LOG_ERROR(result.error);
+        return result;
+    }
+
+    QList<std::pair<QString, QString>> ordered;
+    for (auto it = texts->cbegin(); it != texts->cend(); ++it)
+        ordered.append({it.key(), it.value()});
+    std::stable_sort(ordered.begin(), ordered.end(),
+                     [](const auto &a, const auto &b) { return lessCaseInsensitive(a.second, b.second); });
+    for (const auto &[name, text] : ordered) {
+        const Filter f = Filter::parse(text);
+        if (!f.isValid()) {
+            result.error = QStringLiteral("Filter \"%1\" does not parse: %2").arg(name, f.errorString());
+            QF_LOG_ERROR(result.error);
+            break;
+        }
+        setFilter(name, f);
+        result.imported << name;
+    }
+    if (!result.imported.isEmpty())
+        save();
+    return result;
+}

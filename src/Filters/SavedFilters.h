@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Filters/Filter.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QMap>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+#include <utility>
+
+// The user's named filters and their storage: the settings key "predicates" holds a map from name to the
+// printed filter text, written whole by save(). Export and import files are property lists (XML on export,
+// XML or binary on import) whose root dictionary maps names to filter texts; extension "filters".
+//
+// GUI-thread object: the list window reads sortedNames() for its rows, where row 0 stands for no saved
+// filter and row r (r >= 1) for sortedNames()[r - 1].
+class SavedFilters
+{
+public:
+    static constexpr QStringView FileExtension = u"filters";
+
+    // The seven filters created on first run: (name, text) in table order, texts as written by hand.
+    static const QList<std::pair<QString, QString>> &defaultFilters();
+
+    struct LoadResult
+    {
+        bool createdDefaults = false;
+        QString error; // a stored text that did not parse: loading stopped at that filter
+        bool ok() const { return error.isEmpty(); }
+    };
+    // Reads "predicates"; when the key is absent, first stores the default filters. An emptied list stays
+    // empty: the defaults come only when nothing was ever stored.
+    LoadResult load();
+    // Writes every filter's printed text under its name into "predicates".
+    void save() const;
+
+    const QStringList &sortedNames() const { return m_sortedNames; } // case-insensitive order
+    int count() const { return int(m_sortedNames.size()); }
+    bool contains(const QString &name) const { return m_filters.contains(name); }
+    Filter filter(const QString &name) const { return m_filters.value(name); }
+    QString nameForRow(int row) const;                  // empty for row 0 or out of range
+    int rowForName(const QString &name) const;          // -1 when absent
+    QStringList namesForRows(const QList<int> &rows) const; // ascending rows; row 0 contributes nothing
+
+    // Adds or replaces in memory; save() persists.
+    void setFilter(const QString &name, const Filter &filter);
+    void remove(const QStringList &names);
+    void clear();
+
+    // base (or "unnamed" when empty) if free, else "base-1", "base-2", ...
+    QString newUnusedPredicateName(const QString &base = QString()) const;
+
+    // Writes the named filters as an XML property list. False when the file cannot be written.
+    bool exportFilters(const QString &path, const QStringList &names) const;
+
+    struct ImportResult
+    {
+        QStringList imported; // names stored, in import order
+        QString error;        // not a filters file, unreadable, or the text of imported-next did not parse
+        bool ok() const { return error.isEmpty(); }
+    };
+    // Reads a filters file and stores its filters in the order of their texts (case-insensitive), replacing
+    // filters of the same name; stops at the first text that does not parse, keeping those stored before it.
+    // A file that is not such a property list imports nothing. Saves when anything was imported.
+    ImportResult importFilters(const QString &path);
+
+    // The property-list codec, separate from files for tests.
+    static QByteArray toPropertyList(const QMap<QString, QString> &texts);
+    // Name -> text of an XML or binary property list whose root is a dictionary of strings.
+    static std::optional<QMap<QString, QString>> fromPropertyList(const QByteArray &data, QString *error = nullptr);
+
+private:
+    void rebuildSortedNames();
+
+    QHash<QString, Filter> m_filters;
+    QStringList m_sortedNames;
+};

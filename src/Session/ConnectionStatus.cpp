@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "Session/ConnectionStatus.h"
+
+namespace ConnectionStatus {
+
+QString getDeviceTitle(const QString &id, const QString &name, const QString &product)
+{
+    if (!name.isEmpty())
+        return QStringLiteral("%1 - %2").arg(name, id);
+    if (!product.isEmpty())
+        return QStringLiteral("%1 - %2").arg(product, id);
+    return id;
+}
+
+QString deviceModelTitle(const QString &deviceId, const QString &model)
+{
+    return QStringLiteral("%1 - %2").arg(deviceId, model);
+}
+
+QString offlineTitle(const QString &lastTitle, bool autoReconnect)
+{
+    if (lastTitle.isNull())
+        return QString::fromLatin1(NoDevicesTitle);
+    return lastTitle + (autoReconnect ? QStringLiteral(" [PAUSED]") : QStringLiteral(" [OFFLINE]"));
+}
+
+bool showsStop(bool isLogging, bool autoReconnect)
+{
+    return isLogging || autoReconnect;
+}
+
+QString connectButtonLabel(bool isLogging, bool autoReconnect)
+{
+    return showsStop(isLogging, autoReconnect) ? QStringLiteral("Stop") : QStringLiteral("Run");
+}
+
+QString statusText(bool filterActive, quint64 shownRows, quint64 totalEntries, bool isLogging, const QString &version)
+{
+    QString text;
+    if (filterActive) {
+        if (shownRows != 0 || totalEntries != 0) {
+            text = QStringLiteral("Viewing %1 of %2").arg(shownRows).arg(totalEntries);
+            if (isLogging)
+                text += QLatin1Char('+');
+        }
+    } else if (shownRows != 0) {
+        text = QStringLiteral("Viewing: %1").arg(shownRows);
+    }
+    if (text.isEmpty())
+        text = QStringLiteral("No Data       v(%1)").arg(version);
+    return text;
+}
+
+} // namespace ConnectionStatus

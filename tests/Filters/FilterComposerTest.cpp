@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+#include "Filters/FilterComposer.h"
+
+#include "Helpers/Settings.h"
+#include "Filters/SavedFilters.h"
+
+#include <gtest/gtest.h>
+
+#include <QVariantMap>
+
+namespace {
+
+LogEntry entry(const QString &type, const QString &name, const QString &text, const QString &note = QString(),
+               const QString &app = QString())
+{
+    return LogEntry::create(7, {QStringLiteral("01-23 14:05:06.789"), app, QStringLiteral("321"), QStringLiteral("-"),
+                                type, name, text, note});
+}
+
+SavedFilters defaults()
+{
+    SavedFilters saved;
+    for (const auto &[name, text] : SavedFilters::defaultFilters())
+        saved.setFilter(name, Filter::parse(text));
+    return saved;
+}
+
+} // namespace
+
+TEST(FilterComposer, SearchTextBecomesAFilter)
+{
+    EXPECT_TRUE(FilterComposer::searchFilter(QString()).filter.isNull());
+    EXPECT_FALSE(FilterComposer::searchFilter(QString()).failed());
+
+    const Filter activity = FilterComposer::searchFilter("Activity").filter;
+    ASSERT_TRUE(activity.isValid());
+    EXPECT_TRUE(activity.matches(entry("I", "ActivityManager", "Start proc")));
+    EXPECT_TRUE(activity.matches(entry("I", "Tag", "no activity here")));
+    EXPECT_TRUE(activity.matches(entry("I", "Tag", "x", "activity noted")));
+    EXPECT_TRUE(activity.matches(entry("I", "Tag", "x", "", "com.activity.app")));
+    EXPECT_FALSE(activity.matches(entry("I", "Tag", "nothing")));
+    EXPECT_EQ(activity.toString(),
+              "name CONTAINS[cd] \"Activity\" OR text CONTAINS[cd] \"Activity\" OR app CONTAINS[cd] \"Activity\" OR "
+              "pid CONTAINS[cd] \"Activity\" OR tid CONTAINS[cd] \"Activity\" OR note CONTAINS[cd] \"Activity\"");
+
+    // Four characters: a plain search for the whole text.
+    const Filter shortP = FilterComposer::searchFilter("p: x").filter;
+    EXPECT_TRUE(shortP.matches(entry("I", "Tag", "map: xyz")));
+    EXPECT_FALSE(shortP.matches(entry("I", "Tag", "x")));
+
+    const Filter expr = FilterComposer::searchFilter("p: type ==[cd] 'E'").filter;
+    EXPECT_EQ(expr.toString(), "type ==[cd] \"E\"");
+
+    // A quote makes the plain search unparseable on purpose; a bad expression fails too.
+    const FilterComposer::Outcome quote = FilterComposer::searchFilter("it's");
+    EXPECT_TRUE(quote.failed());
+    EXPECT_TRUE(quote.filter.isNull());
+    EXPECT_TRUE(FilterComposer::searchFilter("p: type ==").failed());
+}
+
+TEST(FilterComposer, ActiveFilterAndsSelectedSavedFiltersAndSearch)
+{
+    const SavedFilters saved = defaults();
+    const int errorRow = saved.rowForName("LogLevel Error");
+    const int noteRow = saved.rowForName("Has Note");
+
+    const FilterComposer::Outcome both = FilterComposer::activeFilter(saved, {noteRow, errorRow}, errorRow, "");
+    ASSERT_FALSE(both.failed());
+    EXPECT_TRUE(both.filter.matches(entry("E", "T", "x", "n")));
+    EXPECT_TRUE(both.filter.matches(entry("F", "T", "x", "n")));
+    EXPECT_FALSE(both.filter.matches(entry("E", "T", "x")));
+    EXPECT_FALSE(both.filter.matches(entry("W", "T", "x", "n")));
+    EXPECT_EQ(both.filter.toString(), "note !=[cd] \"\" AND type IN[cd] \"E,F,A\""); // row order
+
+    // With search text as well.
+    const FilterComposer::Outcome withSearch =
+        FilterComposer::activeFilter(saved, {errorRow}, errorRow, "p: name == 'Net'");
+    EXPECT_EQ(withSearch.filter.toString(), "type IN[cd] \"E,F,A\" AND name == \"Net\"");
+
+    // A single filter stands alone; row 0 selected means no saved filter.
+    EXPECT_EQ(FilterComposer::activeFilter(saved, {errorRow}, errorRow, "").filter, saved.filter("LogLevel Error"));
+    EXPECT_TRUE(FilterComposer::activeFilter(saved, {0, errorRow}, 0, "").filter.isNull());
+    EXPECT_TRUE(FilterComposer::activeFilter(saved, {}, -1, "").filter.isNull());
+
+    // A search that does not parse abandons the whole composition.
+    const FilterComposer::Outcome bad = FilterComposer::activeFilter(saved, {errorRow}, errorRow, "don't");
+    EXPECT_TRUE(bad.failed());
+
+    EXPECT_EQ(FilterComposer::statusText(Filter()), "Filter: All Messages");
+    EXPECT_EQ(FilterComposer::statusText(saved.filter("LogLevel Error")), "Filter: type IN[cd] \"E,F,A\"");
+}
+
+TEST(FilterComposer, QuickFilterAndCellFilters)
+{
+    EXPECT_EQ(FilterComposer::quickFilterSearchText("Type", "E"), "p: type ==[cd] 'E'");
+    EXPECT_EQ(FilterComposer::quickFilterSearchText("TYPE", "W"), "p: type ==[cd] 'W'");
+    EXPECT_EQ(FilterComposer::quickFilterSearchText("Tag", "ActivityManager"), "ActivityManager");
+    // The quick filter's search text composes into a filter on that level.
+    const Filter quick = FilterComposer::searchFilter(FilterComposer::quickFilterSearchText("Type", "e")).filter;
+    EXPECT_TRUE(quick.matches(entry("E", "T", "x")));
+    EXPECT_FALSE(quick.matches(entry("W", "T", "x")));
+
+    // From a cell any value works, quotes included: it is a constant, not text to parse.
+    const Filter cell = FilterComposer::cellComparison("name", "it's \"x\"");
+    EXPECT_EQ(cell.toString(), R"(name ==[cd] "it's \"x\"")");
+    EXPECT_EQ(Filter::parse(cell.toString()), cell);
+    EXPECT_TRUE(cell.matches(entry("I", "IT'S \"X\"", "")));
+    EXPECT_EQ(FilterComposer::cellComparison("pid", "12", false).toString(), "pid !=[cd] \"12\"");
+    EXPECT_EQ(FilterComposer::cellFilterName("Tag", "ActivityManager"), "Tag_ActivityManager");
+
+    EXPECT_EQ(FilterComposer::columnTitle("name"), "Tag");
+    EXPECT_EQ(FilterComposer::columnTitle("app"), "APP");
+    EXPECT_EQ(FilterComposer::columnTitle("type"), "Type");
+    EXPECT_EQ(FilterComposer::columnTitle("time"), QString());
+}
+
+TEST(FilterComposer, NarrowingASavedFilter)
+{
+    Settings::remove(SettingsKey::predicates);
+    SavedFilters saved = defaults();
+    saved.save();
+    const Filter first = saved.filter(saved.nameForRow(1));
+
+    // Row 1 (and 0) are left alone on purpose.
+    EXPECT_FALSE(FilterComposer::narrowSelectedFilter(saved, 1, "name", "Net", true).has_value());
+    EXPECT_FALSE(FilterComposer::narrowSelectedFilter(saved, 0, "name", "Net", true).has_value());
+    EXPECT_EQ(saved.filter(saved.nameForRow(1)), first);
+
+    const int row = saved.rowForName("LogLevel Error");
+    const std::optional<Filter> once = FilterComposer::narrowSelectedFilter(saved, row, "name", "Net", true);
+    ASSERT_TRUE(once.has_value());
+    EXPECT_EQ(once->toString(), "type IN[cd] \"E,F,A\" AND name ==[cd] \"Net\"");
+    const std::optional<Filter> twice = FilterComposer::narrowSelectedFilter(saved, row, "pid", "9", false);
+    ASSERT_TRUE(twice.has_value());
+    EXPECT_EQ(twice->toString(), "type IN[cd] \"E,F,A\" AND name ==[cd] \"Net\" AND pid !=[cd] \"9\"");
+    EXPECT_EQ(saved.filter("LogLevel Error"), *twice);
+    EXPECT_TRUE(twice->matches(entry("E", "net", "x")));
+    EXPECT_FALSE(twice->matches(entry("W", "net", "x")));
+
+    // Saved under the same name.
+    EXPECT_EQ(Settings::value(SettingsKey::predicates).toMap().value("LogLevel Error").toString(), twice->toString());
+    EXPECT_EQ(saved.count(), 7);
+
+    // An OR filter is nested, not spliced.
+    const Filter json = FilterComposer::narrowed(saved.filter("JSON"), "app", "a", true);
+    EXPECT_EQ(json.kind(), Filter::Kind::And);
+    EXPECT_EQ(json.parts().size(), 2);
+    EXPECT_EQ(Filter::parse(json.toString()), json);
+    Settings::remove(SettingsKey::predicates);
+}

@@ -1,0 +1,441 @@
+// SPDX-License-Identifier: MIT
+#include "Filters/Filter.h"
+
+#include <gtest/gtest.h>
+
+#include <QRandomGenerator>
+
+#include <thread>
+
+namespace {
+
+LogEntry entry(const QString &type, const QString &text = QString(), const QString &note = QString(),
+               const QString &name = QStringLiteral("Tag"), quint64 idx = 1, const QString &app = QString())
+{
+    return LogEntry::create(idx, {QStringLiteral("01-23 14:05:06.789"), app, QStringLiteral("1234"),
+                                  QStringLiteral("-"), type, name, text, note});
+}
+
+bool passes(const QString &filterText, const LogEntry &e)
+{
+    const Filter f = Filter::parse(filterText);
+    EXPECT_TRUE(f.isValid()) << filterText.toStdString() << ": " << f.errorString().toStdString();
+    QString error;
+    const bool r = f.matches(e, &error);
+    EXPECT_TRUE(error.isEmpty()) << filterText.toStdString() << ": " << error.toStdString();
+    return r;
+}
+
+QString printed(const QString &text)
+{
+    const Filter f = Filter::parse(text);
+    EXPECT_TRUE(f.isValid()) << text.toStdString() << ": " << f.errorString().toStdString();
+    return f.toString();
+}
+
+} // namespace
+
+TEST(FilterParse, CanonicalPrintOfTheDefaultsAndTheEditorExample)
+{
+    EXPECT_EQ(printed("type IN[cd] 'V,D,I,W,E,F,A'"), "type IN[cd] \"V,D,I,W,E,F,A\"");
+    EXPECT_EQ(printed("note !=[cd] ''"), "note !=[cd] \"\"");
+    EXPECT_EQ(printed("(text CONTAINS[cd] '{' AND text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND "
+                      "text CONTAINS[cd] ':' AND text CONTAINS[cd] '}') OR (text CONTAINS[cd] '[' AND "
+                      "text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND text CONTAINS[cd] ']')"),
+              "(text CONTAINS[cd] \"{\" AND text CONTAINS[cd] \",\" AND text CONTAINS[cd] \"\\\"\" AND "
+              "text CONTAINS[cd] \":\" AND text CONTAINS[cd] \"}\") OR (text CONTAINS[cd] \"[\" AND "
+              "text CONTAINS[cd] \",\" AND text CONTAINS[cd] \"\\\"\" AND text CONTAINS[cd] \"]\")");
+    EXPECT_EQ(printed("(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))"),
+              "app ==[cd] \"YOUR_APP_NAME\" AND (type ==[cd] \"E\" OR type ==[cd] \"W\")");
+}
+
+TEST(FilterParse, QuotingAndEscapes)
+{
+    const Filter single = Filter::parse(R"(text == 'it\'s')");
+    ASSERT_TRUE(single.isValid());
+    EXPECT_EQ(single.constant(), "it's");
+    EXPECT_EQ(single.toString(), R"(text == "it's")");
+
+    const Filter dbl = Filter::parse(R"(text == "a\"b\\c\n")");
+    ASSERT_TRUE(dbl.isValid());
+    EXPECT_EQ(dbl.constant(), "a\"b\\cn"); // a backslash takes the next character as it is
+    EXPECT_EQ(Filter::parse(dbl.toString()), dbl);
+
+    const Filter other = Filter::parse(R"(text == "it's" OR text == 'say "hi"')");
+    ASSERT_TRUE(other.isValid());
+    EXPECT_EQ(other.parts().at(0).constant(), "it's");
+    EXPECT_EQ(other.parts().at(1).constant(), "say \"hi\"");
+}
+
+TEST(FilterParse, PrecedenceGroupingAndStructure)
+{
+    const Filter f = Filter::parse("a == '1' OR b == '2' AND c == '3'");
+    ASSERT_TRUE(f.isValid());
+    ASSERT_EQ(f.kind(), Filter::Kind::Or);
+    ASSERT_EQ(f.parts().size(), 2);
+    EXPECT_EQ(f.parts().at(1).kind(), Filter::Kind::And);
+
+    const Filter n = Filter::parse("NOT a == '1' AND b == '2'");
+    ASSERT_EQ(n.kind(), Filter::Kind::And);
+    EXPECT_EQ(n.parts().at(0).kind(), Filter::Kind::Not);
+    EXPECT_EQ(n.toString(), "NOT a == \"1\" AND b == \"2\"");
+
+    EXPECT_EQ(printed("NOT (a == '1' OR b == '2')"), "NOT (a == \"1\" OR b == \"2\")");
+    EXPECT_EQ(printed("NOT NOT a == '1'"), "NOT NOT a == \"1\"");
+    // A chain is one n-ary node; a parenthesised group stays a node of its own.
+    EXPECT_EQ(Filter::parse("a == '1' AND b == '2' AND c == '3'").parts().size(), 3);
+    const Filter nested = Filter::parse("(a == '1' AND b == '2') AND c == '3'");
+    EXPECT_EQ(nested.parts().size(), 2);
+    EXPECT_EQ(nested.toString(), "(a == \"1\" AND b == \"2\") AND c == \"3\"");
+    EXPECT_NE(nested, Filter::parse("a == '1' AND b == '2' AND c == '3'"));
+    // Redundant parentheses around one comparison vanish.
+    EXPECT_EQ(Filter::parse("((text == 'x'))"), Filter::parse("text == 'x'"));
+}
+
+TEST(FilterParse, AliasesKeywordCaseOptionsAndNumbers)
+{
+    EXPECT_EQ(printed("a = '1' && b <> '2' || !c == '3'"), "(a == \"1\" AND b != \"2\") OR NOT c == \"3\"");
+    EXPECT_EQ(printed("text contains[c] 'x' and not name beginswith 'y'"),
+              "text CONTAINS[c] \"x\" AND NOT name BEGINSWITH \"y\"");
+    EXPECT_EQ(printed("text ENDSWITH [dc] 'x'"), "text ENDSWITH[cd] \"x\"");
+    EXPECT_EQ(printed("text LIKE[d] '*x?'"), "text LIKE[d] \"*x?\"");
+    EXPECT_EQ(printed("text MATCHES '^a.c$'"), "text MATCHES \"^a.c$\"");
+    EXPECT_EQ(printed("idx >= 5 AND idx < -1 OR idx =< +3"), "(idx >= 5 AND idx < -1) OR idx <= 3");
+    const Filter num = Filter::parse("idx == 42");
+    ASSERT_TRUE(num.number().has_value());
+    EXPECT_EQ(*num.number(), 42);
+    EXPECT_NE(num, Filter::parse("idx == '42'")); // text and number constants differ
+    // "note" and "index" are keys, not the keywords NOT and IN.
+    EXPECT_EQ(printed("note IN 'x'"), "note IN \"x\"");
+}
+
+TEST(FilterParse, ErrorsSayWhereAndWhy)
+{
+    struct Case
+    {
+        const char *text;
+        qsizetype offset;
+        const char *why;
+    };
+    const Case cases[] = {
+        {"", 0, "Expected a filter expression"},
+        {"   ", 3, "Expected a filter expression"},
+        {"text CONTAIN 'x'", 5, "Expected an operator after \"text\""},
+        {"text == 'abc", 8, "not closed"},
+        {"text == 'abc\\", 8, "not closed"},
+        {"(text == 'a'", 12, "Expected \")\""},
+        {"text == 'a')", 11, "Unexpected \")\""},
+        {"text ==[x] 'a'", 8, "Unknown option"},
+        {"text ==[] 'a'", 7, "Empty options"},
+        {"text ==[c", 9, "Expected \"]\""},
+        {"text ==[c 'a'", 9, "Unknown option"},
+        {"text == 'a' foo", 12, "Expected AND, OR or the end"},
+        {"text == 'a' AND", 15, "Expected a key"},
+        {"AND text == 'a'", 0, "Expected a key before"},
+        {"text == x", 8, "Expected a quoted text or a number"},
+        {"text ==", 7, "found the end of the text"},
+        {"'x' == text", 0, "Expected a key"},
+        {"text MATCHES '('", 13, "Invalid regular expression"},
+        {"idx == 99999999999999999999", 7, "out of range"},
+    };
+    for (const Case &c : cases) {
+        const Filter f = Filter::parse(QString::fromUtf8(c.text));
+        EXPECT_FALSE(f.isValid()) << c.text;
+        EXPECT_FALSE(f.isNull()) << c.text;
+        EXPECT_EQ(f.errorOffset(), c.offset) << c.text << ": " << f.errorString().toStdString();
+        EXPECT_TRUE(f.errorString().contains(QString::fromUtf8(c.why))) << c.text << ": " << f.errorString().toStdString();
+        EXPECT_TRUE(f.errorString().endsWith(QStringLiteral("at position %1").arg(c.offset + 1)))
+            << f.errorString().toStdString();
+        EXPECT_TRUE(f.toString().isEmpty());
+    }
+}
+
+TEST(FilterParse, DeepNestingIsRefusedNotACrash)
+{
+    const QString parens = QString(10000, u'(') + "text == 'x'" + QString(10000, u')');
+    const Filter p = Filter::parse(parens);
+    EXPECT_FALSE(p.isValid());
+    EXPECT_TRUE(p.errorString().contains("nested deeper"));
+    EXPECT_EQ(p.errorOffset(), Filter::MaxDepth);
+
+    QString nots;
+    for (int i = 0; i < 10000; ++i)
+        nots += QStringLiteral("NOT ");
+    const Filter n = Filter::parse(nots + "text == 'x'");
+    EXPECT_FALSE(n.isValid());
+    EXPECT_TRUE(n.errorString().contains("nested deeper"));
+
+    const QString bangs = QString(10000, u'!') + "text == 'x'";
+    EXPECT_FALSE(Filter::parse(bangs).isValid());
+
+    // Up to the limit parses, evaluates and prints back.
+    const int depth = Filter::MaxDepth;
+    const Filter ok = Filter::parse(QString(depth, u'(') + "NOT text == 'x'" + QString(depth, u')'));
+    EXPECT_FALSE(ok.isValid()); // the NOT is one level more
+    const Filter okay = Filter::parse(QString(depth, u'(') + "text == 'x'" + QString(depth, u')'));
+    EXPECT_TRUE(okay.isValid()) << okay.errorString().toStdString();
+
+    // A long flat chain is not deep.
+    QStringList parts;
+    for (int i = 0; i < 10000; ++i)
+        parts << QStringLiteral("text CONTAINS '%1'").arg(i);
+    const Filter chain = Filter::parse(parts.join(" OR "));
+    ASSERT_TRUE(chain.isValid());
+    EXPECT_EQ(chain.parts().size(), 10000);
+    EXPECT_TRUE(chain.matches(entry("I", "x 9999 y")));
+}
+
+TEST(FilterEval, LevelFiltersAndNoteFilter)
+{
+    const Filter warn = Filter::parse("type IN[cd] 'W,E,F,A'");
+    for (const char *level : {"W", "E", "F", "A", "e"})
+        EXPECT_TRUE(warn.matches(entry(level))) << level;
+    for (const char *level : {"I", "", "QF", "V"})
+        EXPECT_FALSE(warn.matches(entry(level))) << level;
+
+    const Filter note = Filter::parse("note !=[cd] ''");
+    EXPECT_TRUE(note.matches(entry("I", "t", "checked")));
+    EXPECT_FALSE(note.matches(entry("I", "t", "")));
+}
+
+TEST(FilterEval, CaseAndDiacriticOptions)
+{
+    const LogEntry cafe = entry("I", QStringLiteral("Un Café noir"));
+    EXPECT_TRUE(passes("text CONTAINS[cd] 'cafe'", cafe));
+    EXPECT_FALSE(passes("text CONTAINS[d] 'cafe'", cafe)); // case still counts
+    EXPECT_TRUE(passes("text CONTAINS[d] 'Cafe'", cafe));
+    EXPECT_FALSE(passes("text CONTAINS[c] 'cafe'", cafe)); // accent still counts
+    EXPECT_TRUE(passes("text CONTAINS[c] 'CAFÉ'", cafe));
+    EXPECT_FALSE(passes("text CONTAINS 'café'", cafe));
+    // Diacritics on the constant side fold too, and decomposed input equals precomposed.
+    EXPECT_TRUE(passes("text ==[d] 'Un Cafe\u0301 noir'", cafe));
+    EXPECT_TRUE(passes("text ==[cd] 'ÙN CÀFÈ NÔIR'", cafe));
+    // Non-ASCII case folding, including a character that folds to ASCII (Kelvin sign).
+    EXPECT_TRUE(passes("name ==[c] 'ÄRGER'", entry("I", "", "", QStringLiteral("ärger"))));
+    EXPECT_TRUE(passes("name ==[c] 'k'", entry("I", "", "", QStringLiteral("\u212A"))));
+    EXPECT_FALSE(passes("name == 'k'", entry("I", "", "", QStringLiteral("\u212A"))));
+    // A constant without letters under [c]: punctuation must still match exactly.
+    EXPECT_TRUE(passes("text CONTAINS[c] '{'", entry("I", "a{b")));
+    EXPECT_FALSE(passes("text CONTAINS[c] '['", entry("I", "a{b")));
+    // Ordering compares the folded texts.
+    EXPECT_FALSE(passes("name <[c] '_'", entry("I", "", "", "B"))); // "b" sorts after "_"
+    EXPECT_TRUE(passes("name < '_'", entry("I", "", "", "B")));
+}
+
+TEST(FilterEval, AsciiCaseFoldingAgreesWithLowerCasedComparison)
+{
+    // Oracle: for ASCII text, [c] equals comparing lower-cased texts without options.
+    QRandomGenerator rng(20240117);
+    const QString alphabet = QStringLiteral("aAbBzZ{}[],:\"_ 09");
+    auto randomText = [&](int maxLen) {
+        QString s;
+        const int len = int(rng.bounded(maxLen + 1));
+        for (int i = 0; i < len; ++i)
+            s += alphabet.at(int(rng.bounded(int(alphabet.size()))));
+        return s;
+    };
+    const Filter::Operator ops[] = {Filter::Operator::Equal,      Filter::Operator::NotEqual,
+                                    Filter::Operator::Contains,   Filter::Operator::In,
+                                    Filter::Operator::BeginsWith, Filter::Operator::EndsWith,
+                                    Filter::Operator::Less,       Filter::Operator::GreaterOrEqual,
+                                    Filter::Operator::Like};
+    for (int i = 0; i < 3000; ++i) {
+        const QString value = randomText(8);
+        const QString constant = randomText(3);
+        const Filter::Operator op = ops[rng.bounded(int(std::size(ops)))];
+        const int opts = int(rng.bounded(1, 4));
+        const Filter folded = Filter::comparison("text", op, opts, constant);
+        const Filter oracle = Filter::comparison("text", op, Filter::NoOptions,
+                                                 (opts & Filter::CaseInsensitive) ? constant.toLower() : constant);
+        const QString oracleValue = (opts & Filter::CaseInsensitive) ? value.toLower() : value;
+        ASSERT_EQ(folded.matches(entry("I", value)), oracle.matches(entry("I", oracleValue)))
+            << folded.toString().toStdString() << " on " << value.toStdString();
+    }
+}
+
+TEST(FilterEval, OneCharacterInTestOnStoredBytesAgreesWithTheTextPath)
+{
+    // IN on a one-character stored field is decided from its byte; "app" written later takes the
+    // general text path. Both must agree for every character, constant and option.
+    const QStringList constants{QStringLiteral("W,E,F,A"), QStringLiteral("w,e"), QStringLiteral("\u00c4bC"),
+                                QStringLiteral("1,2,+"), QStringLiteral("\u212a"), QStringLiteral("\u017f"),
+                                QString()};
+    for (const QString &constant : constants) {
+        for (int opts = 0; opts < 4; ++opts) {
+            const Filter onType = Filter::comparison("type", Filter::Operator::In, opts, constant);
+            const Filter onApp = Filter::comparison("app", Filter::Operator::In, opts, constant);
+            for (char c = 32; c < 127; ++c) {
+                const QString value(QChar::fromLatin1(c));
+                const LogEntry typed = entry(value);
+                const LogEntry named = entry(QStringLiteral("I"));
+                named.setApp(value);
+                ASSERT_EQ(onType.matches(typed), onApp.matches(named))
+                    << onType.toString().toStdString() << " on " << c;
+            }
+        }
+    }
+    EXPECT_TRUE(passes("type IN[c] 'w,e'", entry("W")));
+    EXPECT_FALSE(passes("type IN 'w,e'", entry("W")));
+}
+
+TEST(FilterEval, EmptyTextsOccurInNothing)
+{
+    const LogEntry e = entry("", "abc");
+    EXPECT_FALSE(passes("text CONTAINS ''", e));
+    EXPECT_FALSE(passes("text CONTAINS[cd] ''", e));
+    EXPECT_FALSE(passes("type IN 'E,F'", e)); // empty value
+    EXPECT_FALSE(passes("text BEGINSWITH ''", e));
+    EXPECT_FALSE(passes("text ENDSWITH ''", e));
+    EXPECT_TRUE(passes("type == ''", e));
+    EXPECT_FALSE(passes("type != ''", e));
+    // A constant of combining marks only folds to the empty text under [d].
+    EXPECT_FALSE(passes("text CONTAINS[d] '\u0301'", e));
+}
+
+TEST(FilterEval, MissingKeysAreFalseWithoutError)
+{
+    const LogEntry e = entry("E", "x");
+    for (const char *f : {"foo == 'x'", "foo != 'x'", "foo CONTAINS 'x'", "NOT foo != 'x'"}) {
+        QString error;
+        const bool r = Filter::parse(f).matches(e, &error);
+        EXPECT_TRUE(error.isEmpty()) << f;
+        EXPECT_EQ(r, QByteArray(f).startsWith("NOT")) << f;
+    }
+}
+
+TEST(FilterEval, NumbersAndEvaluationErrors)
+{
+    const LogEntry e = entry("E", "t", "", "Tag", 15);
+    EXPECT_TRUE(passes("idx == 15", e));
+    EXPECT_TRUE(passes("idx > 3 AND idx <= 15 AND idx != 16 AND idx > -4", e));
+    EXPECT_FALSE(passes("idx < 15", e));
+
+    struct Case
+    {
+        const char *filter;
+        const char *why;
+    };
+    for (const Case &c : {Case{"idx CONTAINS[cd] '1'", "CONTAINS needs text, but \"idx\" holds a number"},
+                          Case{"idx IN '15,16'", "IN needs text"},
+                          Case{"idx == '15'", "Cannot compare the number under \"idx\" with the text \"15\""},
+                          Case{"pid == 1234", "Cannot compare the text of \"pid\" with the number 1234"},
+                          Case{"idx MATCHES 5", "MATCHES needs text"}}) {
+        const Filter f = Filter::parse(c.filter);
+        ASSERT_TRUE(f.isValid()) << c.filter;
+        const Filter::Result r = f.evaluate(e);
+        EXPECT_FALSE(r.ok()) << c.filter;
+        EXPECT_FALSE(r.matched);
+        EXPECT_TRUE(r.error.contains(c.why)) << r.error.toStdString();
+    }
+
+    // Errors pass through NOT; short-circuit decides whether the failing part is reached.
+    EXPECT_FALSE(Filter::parse("NOT idx CONTAINS '1'").evaluate(e).ok());
+    const Filter orFilter = Filter::parse("type == 'E' OR idx CONTAINS '1'");
+    EXPECT_TRUE(orFilter.evaluate(e).ok());
+    EXPECT_TRUE(orFilter.evaluate(e).matched);
+    EXPECT_FALSE(orFilter.evaluate(entry("I")).ok());
+    const Filter andFilter = Filter::parse("type == 'X' AND idx CONTAINS '1'");
+    EXPECT_TRUE(andFilter.evaluate(e).ok());
+    EXPECT_FALSE(andFilter.evaluate(e).matched);
+    EXPECT_FALSE(Filter::parse("type == 'E' AND idx CONTAINS '1'").evaluate(e).ok());
+
+    // A null or broken filter reports rather than matches.
+    EXPECT_FALSE(Filter().evaluate(e).ok());
+    const Filter broken = Filter::parse("text ==");
+    EXPECT_EQ(broken.evaluate(e).error, broken.errorString());
+}
+
+TEST(FilterEval, StringOperatorsLikeAndMatches)
+{
+    const LogEntry e = entry("I", QStringLiteral("Start proc 1234:com.example/u0a12"), "", "ActivityManager");
+    EXPECT_TRUE(passes("name BEGINSWITH 'Activity'", e));
+    EXPECT_FALSE(passes("name BEGINSWITH 'activity'", e));
+    EXPECT_TRUE(passes("name BEGINSWITH[c] 'activity'", e));
+    EXPECT_TRUE(passes("name ENDSWITH[c] 'MANAGER'", e));
+    EXPECT_TRUE(passes("text LIKE 'Start*example/u0a1?'", e));
+    EXPECT_FALSE(passes("text LIKE 'Start*example/u0a1'", e)); // the whole text must match
+    EXPECT_FALSE(passes("text LIKE 'start*'", e));
+    EXPECT_TRUE(passes("text LIKE[c] 'start*'", e));
+    EXPECT_TRUE(passes("text LIKE '*.*'", e)); // the dot is literal
+    EXPECT_FALSE(passes("name LIKE 'Activity.anager'", e));
+    EXPECT_TRUE(passes("text MATCHES 'Start proc \\\\d+:.*'", e));
+    EXPECT_FALSE(passes("text MATCHES 'proc'", e)); // anchored
+    EXPECT_TRUE(passes("text MATCHES[c] 'START.*'", e));
+    EXPECT_TRUE(passes("text MATCHES[d] 'Cafe'", entry("I", QStringLiteral("Café"))));
+    EXPECT_TRUE(passes("time >= '01-23 14:00' AND time < '01-23 15'", e));
+}
+
+TEST(FilterEval, EvaluatorReusesBuffersWithTheSameResults)
+{
+    const Filter f = Filter::parse("text CONTAINS[cd] 'é' OR name ==[c] 'tag' AND note == ''");
+    ASSERT_TRUE(f.isValid());
+    FilterEvaluator ev(f);
+    const QList<LogEntry> entries = {entry("I", QStringLiteral("Été"), "", "x"), entry("I", "plain", "n", "TAG"),
+                                     entry("I", "plain", "", "TAG"), entry("I", QStringLiteral("ÉTÉ long text"))};
+    for (int round = 0; round < 3; ++round)
+        for (const LogEntry &e : entries)
+            EXPECT_EQ(ev.matches(e), f.matches(e));
+    EXPECT_EQ(ev.filter(), f);
+}
+
+TEST(FilterEval, AppAndNoteWrittenLaterAreSeen)
+{
+    const LogEntry e = entry("I", "x");
+    const Filter f = Filter::parse("app ==[cd] 'com.example' AND note CONTAINS 'seen'");
+    EXPECT_FALSE(f.matches(e));
+    e.setApp("com.Example");
+    e.setNote("was seen");
+    EXPECT_TRUE(f.matches(e));
+}
+
+TEST(FilterEntries, KeepsOrderOnTwoThreadsAndReportsErrors)
+{
+    QVector<LogEntry> entries;
+    for (int i = 0; i < 30000; ++i)
+        entries << entry(i % 7 == 0 ? "E" : "D", QStringLiteral("line %1").arg(i), "", "Tag", quint64(i));
+    const Filter f = Filter::parse("type IN[cd] 'E,F,A'");
+    QString error;
+    const QVector<LogEntry> passed = filterEntries(entries, f, &error);
+    EXPECT_TRUE(error.isEmpty());
+    ASSERT_EQ(passed.size(), (30000 + 6) / 7);
+    for (qsizetype i = 0; i < passed.size(); ++i)
+        ASSERT_EQ(passed.at(i).idx(), quint64(i * 7));
+
+    const QVector<LogEntry> small = filterEntries(entries.mid(0, 100), f, &error);
+    EXPECT_EQ(small.size(), 15);
+
+    // An error in the second half only: nothing is returned, the error is.
+    const Filter late = Filter::parse("idx < 20000 OR text CONTAINS 'line' AND idx CONTAINS '1'");
+    const QVector<LogEntry> none = filterEntries(entries, late, &error);
+    EXPECT_TRUE(none.isEmpty());
+    EXPECT_TRUE(error.contains("CONTAINS needs text"));
+
+    error.clear();
+    EXPECT_TRUE(filterEntries(entries, Filter(), &error).isEmpty());
+    EXPECT_FALSE(error.isEmpty());
+}
+
+TEST(FilterEntries, OneFilterSharedByManyThreads)
+{
+    const Filter f = Filter::parse("text MATCHES[c] '.*n[aeiou]+.*' AND text LIKE[cd] '*é*' OR name ==[cd] 'TAG'");
+    ASSERT_TRUE(f.isValid());
+    QVector<LogEntry> entries;
+    for (int i = 0; i < 2000; ++i)
+        entries << entry("I", i % 3 ? QStringLiteral("Ånother néw line %1").arg(i) : QStringLiteral("plain"), "",
+                         i % 5 ? "x" : "tag");
+    QVector<bool> expected;
+    for (const LogEntry &e : entries)
+        expected << f.matches(e);
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            FilterEvaluator ev(f);
+            for (qsizetype i = 0; i < entries.size(); ++i)
+                if (ev.matches(entries.at(i)) != expected.at(i) || f.matches(entries.at(i)) != expected.at(i))
+                    ++mismatches;
+        });
+    for (auto &t : threads)
+        t.join();
+    EXPECT_EQ(mismatches.load(), 0);
+}

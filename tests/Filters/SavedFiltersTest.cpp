@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT
+#include "Filters/SavedFilters.h"
+
+#include "Helpers/Settings.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QVariantMap>
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+
+namespace {
+
+class SavedFiltersTest : public ::testing::Test
+{
+protected:
+    void SetUp() override { Settings::remove(SettingsKey::predicates); }
+    void TearDown() override { Settings::remove(SettingsKey::predicates); }
+
+    QString writeFile(const QString &name, const QByteArray &data)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile f(path);
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(data);
+        return path;
+    }
+
+    static QVariantMap stored() { return Settings::value(SettingsKey::predicates).toMap(); }
+
+    QTemporaryDir m_dir;
+};
+
+QByteArray binaryPlist(const QMap<QString, QString> &texts)
+{
+    plist_t dict = plist_new_dict();
+    for (auto it = texts.cbegin(); it != texts.cend(); ++it)
+        plist_dict_set_item(dict, it.key().toUtf8().constData(), plist_new_string(it.value().toUtf8().constData()));
+    char *bin = nullptr;
+    uint32_t len = 0;
+    plist_to_bin(dict, &bin, &len);
+    plist_free(dict);
+    QByteArray out(bin, qsizetype(len));
+    plist_to_bin_free(bin);
+    return out;
+}
+
+} // namespace
+
+TEST_F(SavedFiltersTest, DefaultsOnFirstRunOnlyInPrintedForm)
+{
+    SavedFilters saved;
+    const SavedFilters::LoadResult r = saved.load();
+    EXPECT_TRUE(r.ok());
+    EXPECT_TRUE(r.createdDefaults);
+    EXPECT_EQ(saved.sortedNames(), QStringList({"Has Note", "JSON", "LogLevel Debug", "LogLevel Error",
+                                                "LogLevel Info", "LogLevel Verbose", "LogLevel Warn"}));
+    EXPECT_EQ(stored().value("LogLevel Error").toString(), "type IN[cd] \"E,F,A\"");
+    EXPECT_EQ(stored().value("Has Note").toString(), "note !=[cd] \"\"");
+    EXPECT_EQ(SavedFilters::defaultFilters().size(), 7);
+    for (const auto &[name, text] : SavedFilters::defaultFilters())
+        EXPECT_EQ(saved.filter(name), Filter::parse(text)) << name.toStdString();
+
+    // Rows: 0 is no filter, r is the r-th sorted name.
+    EXPECT_EQ(saved.nameForRow(0), QString());
+    EXPECT_EQ(saved.nameForRow(1), "Has Note");
+    EXPECT_EQ(saved.nameForRow(8), QString());
+    EXPECT_EQ(saved.rowForName("JSON"), 2);
+    EXPECT_EQ(saved.rowForName("nope"), -1);
+    EXPECT_EQ(saved.namesForRows({5, 0, 2, 2}), QStringList({"JSON", "LogLevel Info"}));
+
+    // A second launch reads what is stored and creates nothing.
+    SavedFilters again;
+    EXPECT_FALSE(again.load().createdDefaults);
+    EXPECT_EQ(again.sortedNames(), saved.sortedNames());
+}
+
+TEST_F(SavedFiltersTest, AnEmptiedListStaysEmpty)
+{
+    SavedFilters saved;
+    saved.load();
+    saved.remove(saved.sortedNames());
+    saved.save();
+    EXPECT_TRUE(Settings::contains(SettingsKey::predicates));
+    EXPECT_TRUE(stored().isEmpty());
+
+    SavedFilters next;
+    const SavedFilters::LoadResult r = next.load();
+    EXPECT_FALSE(r.createdDefaults);
+    EXPECT_EQ(next.count(), 0);
+}
+
+TEST_F(SavedFiltersTest, CaseInsensitiveOrderAndUnusedNames)
+{
+    SavedFilters saved;
+    for (const char *name : {"beta", "Alpha", "alpha", "Gamma"})
+        saved.setFilter(name, Filter::parse("text == 'x'"));
+    EXPECT_EQ(saved.sortedNames(), QStringList({"Alpha", "alpha", "beta", "Gamma"}));
+
+    EXPECT_EQ(saved.newUnusedPredicateName(), "unnamed");
+    saved.setFilter("unnamed-1", Filter::parse("text == 'x'"));
+    EXPECT_EQ(saved.newUnusedPredicateName(), "unnamed"); // only unnamed-1 taken
+    saved.setFilter("unnamed", Filter::parse("text == 'x'"));
+    EXPECT_EQ(saved.newUnusedPredicateName(), "unnamed-2");
+    saved.setFilter("LogLevel Error", Filter::parse("text == 'x'"));
+    EXPECT_EQ(saved.newUnusedPredicateName("LogLevel Error"), "LogLevel Error-1");
+    EXPECT_EQ(saved.newUnusedPredicateName("fresh"), "fresh");
+}
+
+TEST_F(SavedFiltersTest, AStoredTextThatDoesNotParseStopsLoadingThere)
+{
+    Settings::setValue(SettingsKey::predicates,
+                       QVariantMap{{"a", "text == \"1\""}, {"b", "text =="}, {"c", "text == \"3\""}});
+    SavedFilters saved;
+    const SavedFilters::LoadResult r = saved.load();
+    EXPECT_FALSE(r.ok());
+    EXPECT_TRUE(r.error.contains("\"b\""));
+    EXPECT_EQ(saved.sortedNames(), QStringList({"a"}));
+}
+
+TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
+{
+    SavedFilters source;
+    source.setFilter("errors", Filter::parse("type IN[cd] 'E,F,A'"));
+    source.setFilter("quotes \"&<xml>", Filter::parse(R"(text CONTAINS[cd] 'a"b\\c<&>' OR note != '')"));
+    source.setFilter("skipped", Filter::parse("app == 'x'"));
+    const QString path = m_dir.filePath("mine.filters");
+    ASSERT_TRUE(source.exportFilters(path, source.namesForRows({0, 1, 2})));
+
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray xml = file.readAll();
+    EXPECT_TRUE(xml.startsWith("<?xml")) << xml.constData();
+    EXPECT_TRUE(xml.contains("<dict>"));
+    EXPECT_TRUE(xml.contains("<string>type IN[cd] &quot;E,F,A&quot;</string>") ||
+                xml.contains("<string>type IN[cd] \"E,F,A\"</string>"));
+
+    SavedFilters target;
+    target.setFilter("errors", Filter::parse("text == 'old'"));
+    target.setFilter("kept", Filter::parse("text == 'k'"));
+    const SavedFilters::ImportResult r = target.importFilters(path);
+    EXPECT_TRUE(r.ok()) << r.error.toStdString();
+    EXPECT_EQ(r.imported.size(), 2);
+    EXPECT_EQ(target.filter("errors"), source.filter("errors")); // replaced without asking
+    EXPECT_EQ(target.filter("quotes \"&<xml>"), source.filter("quotes \"&<xml>"));
+    EXPECT_FALSE(target.contains("skipped"));
+    EXPECT_TRUE(target.contains("kept"));
+    EXPECT_EQ(stored().size(), 3); // saved after import
+    EXPECT_EQ(stored().value("errors").toString(), "type IN[cd] \"E,F,A\"");
+
+    EXPECT_FALSE(source.exportFilters(m_dir.filePath("no/such/dir/x.filters"), {"errors"}));
+}
+
+TEST_F(SavedFiltersTest, ImportAcceptsBinaryAndStopsAtABadText)
+{
+    // Import order follows the texts: "a..." then "b..." then the bad "zz".
+    const QString bin = writeFile("b.filters", binaryPlist({{"third", "zz =="}, {"first", "app == 'a'"},
+                                                            {"second", "body == 'b'"}}));
+    SavedFilters saved;
+    const SavedFilters::ImportResult r = saved.importFilters(bin);
+    EXPECT_FALSE(r.ok());
+    EXPECT_TRUE(r.error.contains("\"third\""));
+    EXPECT_EQ(r.imported, QStringList({"first", "second"}));
+    EXPECT_EQ(saved.sortedNames(), QStringList({"first", "second"}));
+    EXPECT_EQ(stored().size(), 2);
+
+    // A bad text that sorts first: nothing imported, nothing saved.
+    Settings::remove(SettingsKey::predicates);
+    SavedFilters other;
+    const QString early = writeFile("e.filters", SavedFilters::toPropertyList({{"bad", "AAA"}, {"ok", "b == 'x'"}}));
+    const SavedFilters::ImportResult r2 = other.importFilters(early);
+    EXPECT_TRUE(r2.imported.isEmpty());
+    EXPECT_FALSE(Settings::contains(SettingsKey::predicates));
+}
+
+TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
+{
+    QByteArray nestedDict = SavedFilters::toPropertyList({{"a", "text == 'x'"}});
+    nestedDict.replace("<string>text == 'x'</string>", "<dict/>");
+    plist_t arr = plist_new_array();
+    plist_array_append_item(arr, plist_new_string("text == 'x'"));
+    char *xml = nullptr;
+    uint32_t len = 0;
+    plist_to_xml(arr, &xml, &len);
+    const QByteArray arrayPlist(xml, qsizetype(len));
+    plist_to_xml_free(xml);
+    plist_free(arr);
+
+    const QList<QByteArray> notFilters = {QByteArray(), "just some text\n", "01-23 14:05:06.789  1 1 I T: x\n",
+                                          arrayPlist, nestedDict, QByteArray("bplist00\x01\x02", 10)};
+    int n = 0;
+    for (const QByteArray &data : notFilters) {
+        SavedFilters saved;
+        saved.setFilter("mine", Filter::parse("text == 'm'"));
+        const SavedFilters::ImportResult r = saved.importFilters(writeFile(QString("n%1.filters").arg(n++), data));
+        EXPECT_FALSE(r.ok()) << data.left(40).constData();
+        EXPECT_TRUE(r.error.contains("not a filters file")) << r.error.toStdString();
+        EXPECT_TRUE(r.imported.isEmpty());
+        EXPECT_EQ(saved.sortedNames(), QStringList({"mine"}));
+    }
+    EXPECT_FALSE(Settings::contains(SettingsKey::predicates));
+
+    SavedFilters saved;
+    const SavedFilters::ImportResult missing = saved.importFilters(m_dir.filePath("absent.filters"));
+    EXPECT_TRUE(missing.error.startsWith("Cannot read"));
+}
+
+TEST_F(SavedFiltersTest, RandomAndDamagedPropertyListsNeverCrash)
+{
+    QRandomGenerator rng(99);
+    QMap<QString, QString> texts;
+    for (const auto &[name, text] : SavedFilters::defaultFilters())
+        texts.insert(name, Filter::parse(text).toString());
+    const QByteArray xml = SavedFilters::toPropertyList(texts);
+    const QByteArray bin = binaryPlist(texts);
+    ASSERT_TRUE(SavedFilters::fromPropertyList(xml).has_value());
+    ASSERT_EQ(*SavedFilters::fromPropertyList(bin), texts);
+
+    int accepted = 0;
+    // Every truncation of both encodings.
+    for (const QByteArray &whole : {xml, bin}) {
+        for (qsizetype len = 0; len < whole.size(); ++len) {
+            QString error;
+            const auto r = SavedFilters::fromPropertyList(whole.left(len), &error);
+            if (r) {
+                ++accepted;
+                for (auto it = r->cbegin(); it != r->cend(); ++it)
+                    EXPECT_EQ(texts.value(it.key()), it.value()); // never invents a filter
+            } else {
+                EXPECT_FALSE(error.isEmpty());
+            }
+        }
+    }
+    // Random bytes, with and without the binary magic, and random byte flips of valid files.
+    for (int i = 0; i < 3000; ++i) {
+        QByteArray data;
+        if (i % 3 == 0) {
+            data = QByteArray(int(rng.bounded(300)), Qt::Uninitialized);
+            for (char &b : data)
+                b = char(rng.bounded(256));
+            if (i % 2)
+                data.prepend("bplist00");
+        } else {
+            data = (i % 3 == 1) ? xml : bin;
+            const int flips = int(rng.bounded(1, 6));
+            for (int f = 0; f < flips; ++f)
+                data[rng.bounded(int(data.size()))] = char(rng.bounded(256));
+        }
+        QString error;
+        const auto r = SavedFilters::fromPropertyList(data, &error);
+        EXPECT_TRUE(r.has_value() || !error.isEmpty());
+    }
+    // libplist forgives a missing closing tag or two; what it accepts is still only what was written.
+    EXPECT_LT(accepted, 40);
+}

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "Log/BoundedBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace {
+
+LogEntry entry(quint64 idx)
+{
+    return LogEntry::create(idx, {QString(), QString(), QString(), QString(), QStringLiteral("I"), QString(),
+                                  QStringLiteral("m%1").arg(idx), QString()});
+}
+
+QList<LogEntry> entries(quint64 n)
+{
+    QList<LogEntry> out;
+    for (quint64 i = 0; i < n; ++i)
+        out.append(entry(i + 1));
+    return out;
+}
+
+} // namespace
+
+TEST(BoundedBufferTest, DefaultsAndPruneAtCapacityPlusOne)
+{
+    BoundedBuffer buffer;
+    EXPECT_EQ(buffer.capacity(), 55000u);
+    EXPECT_EQ(buffer.pruneSize(), 1000u);
+    for (quint64 i = 1; i < 55000; ++i)
+        ASSERT_FALSE(buffer.addObject(entry(i)));
+    EXPECT_FALSE(buffer.addObject(entry(55000))) << "exactly capacity entries may be held";
+    EXPECT_EQ(buffer.count(), 55000);
+    EXPECT_TRUE(buffer.addObject(entry(55001)));
+    EXPECT_EQ(buffer.count(), 54001);
+    EXPECT_EQ(buffer.dataArray().first().idx(), 1001u) << "the entry inserted 1001st is now the oldest";
+    EXPECT_EQ(buffer.lastObject().idx(), 55001u);
+}
+
+TEST(BoundedBufferTest, CapacityZeroNeverPrunes)
+{
+    BoundedBuffer buffer(0);
+    for (quint64 i = 1; i <= 3000; ++i)
+        ASSERT_FALSE(buffer.addObject(entry(i)));
+    EXPECT_FALSE(buffer.addAllObjects(entries(70000)));
+    EXPECT_EQ(buffer.count(), 70000);
+}
+
+TEST(BoundedBufferTest, AddAllReplacesAndPrunesOneBlockOnly)
+{
+    BoundedBuffer buffer;
+    buffer.addObject(entry(999999));
+    EXPECT_TRUE(buffer.addAllObjects(entries(60000)));
+    EXPECT_EQ(buffer.count(), 59000);
+    EXPECT_EQ(buffer.dataArray().first().idx(), 1001u);
+    // Still above capacity: the next insertion prunes one more block.
+    EXPECT_TRUE(buffer.addObject(entry(60001)));
+    EXPECT_EQ(buffer.count(), 58001);
+    EXPECT_FALSE(buffer.addAllObjects(entries(10)));
+    EXPECT_EQ(buffer.count(), 10);
+}
+
+TEST(BoundedBufferTest, PredicateSnapshots)
+{
+    BoundedBuffer buffer;
+    int calls = 0;
+    const auto all = [&calls](const LogEntry &) {
+        ++calls;
+        return true;
+    };
+    EXPECT_TRUE(buffer.itemsForPredicate(all).isEmpty());
+    EXPECT_TRUE(buffer.itemsForPredicate({}).isEmpty());
+    buffer.addAllObjects(entries(10));
+    const auto even = buffer.itemsForPredicate([](const LogEntry &e) { return e.idx() % 2 == 0; });
+    ASSERT_EQ(even.size(), 5);
+    EXPECT_EQ(even[0].idx(), 2u);
+    EXPECT_EQ(even[4].idx(), 10u);
+    const auto copy = buffer.itemsForPredicate({});
+    EXPECT_EQ(copy.size(), 10);
+    buffer.reset();
+    EXPECT_EQ(copy.size(), 10) << "a snapshot is not a view";
+    EXPECT_EQ(calls, 0);
+    EXPECT_TRUE(buffer.lastObject().isNull());
+}
+
+TEST(BoundedBufferTest, ResetKeepsCapacityAndPruneSize)
+{
+    BoundedBuffer buffer(10);
+    buffer.setPruneSize(4);
+    buffer.addAllObjects(entries(5));
+    buffer.reset();
+    EXPECT_EQ(buffer.count(), 0);
+    EXPECT_EQ(buffer.capacity(), 10u);
+    EXPECT_EQ(buffer.pruneSize(), 4u);
+}
+
+TEST(BoundedBufferTest, SettersDoNotPruneButTheNextInsertionDoes)
+{
+    BoundedBuffer buffer(0);
+    buffer.addAllObjects(entries(3000));
+    buffer.setCapacity(1500);
+    EXPECT_EQ(buffer.count(), 3000);
+    EXPECT_TRUE(buffer.addObject(entry(3001)));
+    EXPECT_EQ(buffer.count(), 2001);
+}
+
+TEST(BoundedBufferTest, CapacityBelowPruneSizeThrowsOnFirstPrune)
+{
+    BoundedBuffer buffer(5); // prune size stays 1000
+    for (quint64 i = 1; i <= 5; ++i)
+        buffer.addObject(entry(i));
+    EXPECT_THROW(buffer.addObject(entry(6)), std::out_of_range);
+}

@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: MIT
+#include "Log/LogDocument.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+
+namespace {
+
+const std::array<LogEntry::Field, 8> kStored{LogEntry::Time, LogEntry::App,  LogEntry::Pid,  LogEntry::Tid,
+                                             LogEntry::Type, LogEntry::Name, LogEntry::Text, LogEntry::Note};
+
+QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &data)
+{
+    const QString path = dir.filePath(name);
+    QFile f(path);
+    EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(data);
+    return path;
+}
+
+LogFileResult readData(const QByteArray &data)
+{
+    LogIndexCounter counter;
+    return LogDocument::readTextData(data, counter, QStringLiteral("test"));
+}
+
+LogFileResult readSample(const char *name)
+{
+    LogIndexCounter counter;
+    return LogDocument::readTextFile(QStringLiteral(QF_TEST_DATA_DIR "/") + QLatin1String(name), counter);
+}
+
+// Realistic threadtime text with some non-ASCII, notes and odd lines, for the parallel reader.
+QByteArray generatedThreadTime(int lines, quint32 seed)
+{
+    QRandomGenerator rng(seed);
+    const char *tags[] = {"ActivityManager", "chromium", "Tag with blanks ", "日志", "x"};
+    const char *texts[] = {"Start proc", "{\"a\":1}", "écran größe", " lead", "a NOTE:[b", "tab\there", ""};
+    QByteArray out;
+    for (int i = 0; i < lines; ++i) {
+        const int pid = 100 + int(rng.bounded(50));
+        const int tid = rng.bounded(3) == 0 ? pid : pid + 1 + int(rng.bounded(9));
+        out += QStringLiteral("%1-%2 12:00:%3.%4 %5 %6 %7 %8: %9")
+                   .arg(1 + rng.bounded(12), 2, 10, QLatin1Char('0'))
+                   .arg(1 + rng.bounded(28), 2, 10, QLatin1Char('0'))
+                   .arg(rng.bounded(60), 2, 10, QLatin1Char('0'))
+                   .arg(rng.bounded(1000), 3, 10, QLatin1Char('0'))
+                   .arg(pid, 5)
+                   .arg(tid, 5)
+                   .arg(QChar(QLatin1Char("VDIWEF"[rng.bounded(6)])))
+                   .arg(QString::fromUtf8(tags[rng.bounded(5)]))
+                   .arg(QString::fromUtf8(texts[rng.bounded(7)]))
+                   .toUtf8();
+        out += rng.bounded(50) == 0 ? "\r\n" : "\n";
+        if (i % 1000 == 0)
+            out += "--------- beginning of main\n";
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(LogDocumentTest, SavedLineLayout)
+{
+    LogIndexCounter counter;
+    const LogEntry e = LogLineParser::parseThreadTimeLine(QByteArrayView("01-23 14:05:06.789  1234  5678 W Tag: hi"),
+                                                          LogLineFormatStream, counter,
+                                                          [](const QString &) { return QStringLiteral("com.example"); });
+    EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi\n");
+    e.setNote(QStringLiteral("seen"));
+    EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi NOTE:[seen\n");
+    const LogEntry crlf = LogEntry::create(1, {"t", "", "1", "2", "I", "N", " x\r\n", "n"});
+    EXPECT_EQ(LogDocument::savedLine(crlf), "t (1) 2 I N:  x NOTE:[n\n") << "line ends go before the note";
+    const LogEntry endsInLf = LogEntry::create(1, {"t", "", "1", "2", "I", "N", " x\n", ""});
+    EXPECT_EQ(LogDocument::savedLine(endsInLf), "t (1) 2 I N:  x\n");
+}
+
+TEST(LogDocumentTest, RoundTripKeepsEveryFieldAndAddsOneLeadingBlank)
+{
+    QRandomGenerator rng(7);
+    const QStringList apps{"", "com.example", "system_server", "org.ü.app"};
+    const QStringList texts{" hi", " a: b (c) [d]", " écran 🚀", "  two", " x NOTE", " {\"k\":[1,2]}"};
+    const QStringList notes{"", "checked", "é note", "a (b): c"};
+    QList<LogEntry> entries;
+    for (int i = 0; i < 300; ++i) {
+        const QString pid = QString::number(100 + rng.bounded(900));
+        const QString tid = rng.bounded(2) ? QStringLiteral("-") : QString::number(1000 + rng.bounded(9000));
+        entries << LogEntry::create(quint64(i), {QStringLiteral("01-%1 10:11:12.%2").arg(10 + rng.bounded(18)).arg(100 + rng.bounded(900)),
+                                                 apps[rng.bounded(apps.size())], pid, tid,
+                                                 QString(QChar(QLatin1Char("VDIWEFA"[rng.bounded(7)]))),
+                                                 rng.bounded(2) ? QStringLiteral("Tag") : QStringLiteral("Some Tag"),
+                                                 texts[rng.bounded(texts.size())], notes[rng.bounded(notes.size())]});
+    }
+    LogFileResult once = readData(LogDocument::savedText(entries));
+    ASSERT_TRUE(once.ok);
+    EXPECT_EQ(once.format, LogLineFormatThreadTimeApp);
+    ASSERT_EQ(once.entries.size(), entries.size());
+    for (qsizetype i = 0; i < entries.size(); ++i) {
+        for (LogEntry::Field f : kStored) {
+            const QString expected = entries[i].value(f);
+            EXPECT_EQ(once.entries[i].value(f), f == LogEntry::Text ? QLatin1Char(' ') + expected : expected)
+                << "row " << i << " field " << int(f);
+        }
+        EXPECT_EQ(once.entries[i].idx(), quint64(i));
+    }
+    const LogFileResult twice = readData(LogDocument::savedText(once.entries));
+    ASSERT_EQ(twice.entries.size(), entries.size());
+    EXPECT_EQ(twice.entries[0].value(LogEntry::Text), QStringLiteral("  ") + entries[0].value(LogEntry::Text));
+}
+
+TEST(LogDocumentTest, NoteWithLineFeedBecomesItsOwnRawLine)
+{
+    QList<LogEntry> entries;
+    for (int i = 0; i < 6; ++i)
+        entries << LogEntry::create(quint64(i), {"01-23 14:05:06.789", "app", "12", "-", "I", "T", " m", ""});
+    entries[2].setNote(QStringLiteral("first\nsecond line"));
+    const QByteArray text = LogDocument::savedText(entries);
+    EXPECT_TRUE(text.contains(" NOTE:[first\nsecond line\n"));
+    EXPECT_EQ(LogLineParser::classifyLine("second line"), LogLineFormatRaw);
+    const LogFileResult r = readData(text);
+    EXPECT_EQ(r.lineCount, 8);
+    ASSERT_EQ(r.entries.size(), 6) << "the raw line does not parse as saved text";
+    EXPECT_EQ(r.entries[2].value(LogEntry::Note), "first");
+}
+
+TEST(LogDocumentTest, WindowsLineEndsParseLikeLineFeeds)
+{
+    const QByteArray lf = generatedThreadTime(200, 3).replace("\r\n", "\n");
+    QByteArray crlf = lf;
+    crlf.replace("\n", "\r\n");
+    const LogFileResult a = readData(lf);
+    const LogFileResult b = readData(crlf);
+    EXPECT_EQ(b.lineCount, 2 * a.lineCount - 1);
+    ASSERT_EQ(a.entries.size(), b.entries.size());
+    for (qsizetype i = 0; i < a.entries.size(); ++i) {
+        for (LogEntry::Field f : kStored)
+            ASSERT_EQ(a.entries[i].value(f), b.entries[i].value(f));
+    }
+}
+
+TEST(LogDocumentTest, OtherLineSeparatorsSplitLines)
+{
+    const QByteArray line = "01-23 14:05:06.789  1  2 I T: x";
+    QByteArray data;
+    const char *separators[] = {"\n", "\r", "\v", "\f", "\xc2\x85", "\xe2\x80\xa8", "\xe2\x80\xa9"};
+    for (const char *sep : separators)
+        data += line + sep;
+    const LogFileResult r = readData(data);
+    EXPECT_EQ(r.lineCount, 8);
+    EXPECT_EQ(r.entries.size(), 7);
+}
+
+TEST(LogDocumentTest, TwoThreadReadMatchesLineByLineParsing)
+{
+    const QByteArray data = generatedThreadTime(30000, 11); // above the two-thread threshold
+    ASSERT_GT(data.size(), 1 << 20);
+    LogIndexCounter counter;
+    counter.reserve(40);
+    const LogFileResult r = LogDocument::readTextData(data, counter);
+    ASSERT_EQ(r.format, LogLineFormatThreadTime);
+    LogIndexCounter reference;
+    QList<LogEntry> expected;
+    for (const QByteArray &line : data.split('\n')) {
+        const QByteArray l = line.endsWith('\r') ? line.chopped(1) : line;
+        if (LogLineParser::utf16Length(l) < 3)
+            continue;
+        const LogEntry e = LogLineParser::parseThreadTimeLine(QByteArrayView(l), LogLineFormatThreadTime, reference);
+        if (!e.isNull())
+            expected << e;
+    }
+    ASSERT_EQ(r.entries.size(), expected.size());
+    for (qsizetype i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(r.entries[i].idx(), quint64(40 + i));
+        for (LogEntry::Field f : kStored)
+            ASSERT_EQ(r.entries[i].value(f), expected[i].value(f)) << "row " << i << " field " << int(f);
+    }
+    EXPECT_EQ(counter.peek(), quint64(40 + expected.size()));
+}
+
+TEST(LogDocumentTest, EncodingFallbacks)
+{
+    QByteArray latin1 = "01-23 14:05:06.789  1  2 I T: caf\xe9\n";
+    latin1 = latin1.repeated(6);
+    const LogFileResult l = readData(latin1);
+    EXPECT_EQ(l.encoding, "ISO 8859-1");
+    ASSERT_EQ(l.entries.size(), 6);
+    EXPECT_EQ(l.entries[0].value(LogEntry::Text), QString::fromUtf8(" café"));
+
+    const QString text = QStringLiteral("01-23 14:05:06.789  1  2 I T: 日志\n").repeated(6);
+    QByteArray utf16("\xff\xfe", 2);
+    utf16.append(reinterpret_cast<const char *>(text.utf16()), text.size() * 2);
+    const LogFileResult u = readData(utf16);
+    EXPECT_EQ(u.encoding, "UTF-16LE");
+    ASSERT_EQ(u.entries.size(), 6);
+    EXPECT_EQ(u.entries[5].value(LogEntry::Text), QString::fromUtf8(" 日志"));
+
+    const LogFileResult bom = readData("\xef\xbb\xbf" + QByteArray("01-23 14:05:06.789  1  2 I T: x\n").repeated(5));
+    ASSERT_EQ(bom.entries.size(), 5);
+    EXPECT_EQ(bom.entries[0].value(LogEntry::Time), "01-23 14:05:06.789");
+}
+
+TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
+{
+    QTemporaryDir dir;
+    LogIndexCounter counter;
+    const LogFileResult missing = LogDocument::readTextFile(dir.filePath("missing.log"), counter);
+    EXPECT_FALSE(missing.ok);
+    EXPECT_TRUE(missing.errorString.contains(QLatin1String("missing.log")));
+    const LogFileResult folder = LogDocument::readTextFile(dir.path(), counter);
+    EXPECT_FALSE(folder.ok);
+    EXPECT_FALSE(folder.errorString.isEmpty());
+
+    const LogFileResult empty = LogDocument::readTextFile(writeFile(dir, "empty.log", {}), counter);
+    EXPECT_TRUE(empty.ok);
+    EXPECT_EQ(empty.format, LogLineFormatUnknown);
+    EXPECT_TRUE(empty.entries.isEmpty());
+
+    QRandomGenerator rng(5);
+    QByteArray binary(3 << 20, Qt::Uninitialized);
+    for (char &c : binary)
+        c = char(rng.bounded(256));
+    const LogFileResult bin = LogDocument::readTextFile(writeFile(dir, "random.bin", binary), counter);
+    EXPECT_TRUE(bin.ok);
+    EXPECT_EQ(bin.encoding, "ISO 8859-1");
+
+    QByteArray noLineFeed(100 << 20, 'a');
+    noLineFeed.replace(0, 4, "I/T:");
+    const QString bigPath = writeFile(dir, "one-line.log", noLineFeed);
+    noLineFeed.clear();
+    const LogFileResult big = LogDocument::readTextFile(bigPath, counter);
+    EXPECT_TRUE(big.ok);
+    EXPECT_EQ(big.lineCount, 1);
+    EXPECT_EQ(big.format, LogLineFormatTag);
+    EXPECT_TRUE(big.entries.isEmpty()) << "\"I/T:\" is not followed by \": \"";
+    EXPECT_EQ(counter.peek(), bin.entries.size());
+}
+
+TEST(LogDocumentTest, RealWorldSamples)
+{
+    const LogFileResult tt = readSample("threadtime_simple_clock.log");
+    EXPECT_EQ(tt.format, LogLineFormatThreadTime);
+    ASSERT_EQ(tt.entries.size(), 12);
+    EXPECT_EQ(tt.entries[3].value(LogEntry::Text), " \tat com.simplemobiletools.clock.App$g.a(SourceFile:3)");
+    EXPECT_EQ(tt.entries[11].value(LogEntry::Pid), "524");
+    EXPECT_EQ(tt.entries[11].value(LogEntry::Name), "DropBoxManagerService");
+
+    const LogFileResult crlf = readSample("threadtime_crlf_tinytraveltracker.log");
+    EXPECT_EQ(crlf.format, LogLineFormatThreadTime);
+    ASSERT_EQ(crlf.entries.size(), 6);
+    EXPECT_FALSE(crlf.entries[0].value(LogEntry::Text).endsWith(QLatin1Char('\r')));
+
+    const LogFileResult time = readSample("time_smssync.log");
+    EXPECT_EQ(time.format, LogLineFormatTime);
+    ASSERT_EQ(time.entries.size(), 12);
+    EXPECT_EQ(time.entries[5].value(LogEntry::Name), "power   ");
+    EXPECT_EQ(time.entries[5].value(LogEntry::Pid), "3196");
+
+    const LogFileResult brief = readSample("brief_detlef.log");
+    EXPECT_EQ(brief.format, LogLineFormatBrief);
+    ASSERT_EQ(brief.entries.size(), 10);
+    EXPECT_EQ(brief.entries[1].value(LogEntry::Type), "E");
+    EXPECT_EQ(brief.entries[1].value(LogEntry::Pid), "196");
+
+    // Android Studio's copy format looks like threadtime to detection; most lines then yield nothing.
+    const LogFileResult studio = readSample("studio_bugly.log");
+    EXPECT_EQ(studio.format, LogLineFormatThreadTime);
+    EXPECT_LT(studio.entries.size(), 7);
+}
+
+TEST(LogDocumentTest, LongFormatFile)
+{
+    const QByteArray data = "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]\nhello\n\n[ 01-23 14:05:06.790  1: 1 I/T ]\nworld\n\n";
+    const LogFileResult r = readData(data);
+    EXPECT_EQ(r.format, LogLineFormatLong);
+    ASSERT_EQ(r.entries.size(), 2);
+    EXPECT_EQ(r.entries[0].value(LogEntry::Text), "hello");
+    EXPECT_EQ(r.entries[1].value(LogEntry::Tid), "-");
+}
+
+TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
+{
+    EXPECT_EQ(LogDocument::kindForPath("/a/X.FILTERS"), LogDocument::FileKind::Filters);
+    EXPECT_EQ(LogDocument::kindForPath("/a/b.Quillfern"), LogDocument::FileKind::DictionaryCandidate);
+    EXPECT_EQ(LogDocument::kindForPath("/a/b.log"), LogDocument::FileKind::Text);
+    QTemporaryDir dir;
+    const QByteArray plist = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
+                             "<array><dict/><dict/></array></dict></plist>\n";
+    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "a.quillfern", plist)), 2);
+    const QByteArray other = "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><array/></plist>\n";
+    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "b.quillfern", other)).has_value());
+    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "c.quillfern", "01-23 x\n")).has_value());
+    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
+}
+
+TEST(LogDocumentTest, WriteTextFileAndReadItBack)
+{
+    QTemporaryDir dir;
+    const QList<LogEntry> entries{LogEntry::create(0, {"01-23 14:05:06.789", "app", "1", "-", "I", "T", " é", ""})};
+    QString error;
+    ASSERT_TRUE(LogDocument::writeTextFile(dir.filePath("out.log"), entries, &error)) << error.toStdString();
+    EXPECT_FALSE(LogDocument::writeTextFile(dir.filePath("no/such/folder/out.log"), entries, &error));
+    EXPECT_FALSE(error.isEmpty());
+    QFile f(dir.filePath("out.log"));
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    EXPECT_EQ(f.readAll(), QByteArray("01-23 14:05:06.789 app(1) - I T:  \xc3\xa9\n"));
+}

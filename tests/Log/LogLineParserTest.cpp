@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: MIT
+#include "Log/LogLineParser.h"
+#include "Log/LogLineScanner.h"
+
+#include <gtest/gtest.h>
+
+#include <QHash>
+#include <QRandomGenerator>
+
+namespace {
+
+struct Expected
+{
+    QString time, app, pid, tid, type, name, text, note;
+};
+
+void expectFields(const LogEntry &e, const Expected &x)
+{
+    ASSERT_FALSE(e.isNull());
+    EXPECT_EQ(e.value(LogEntry::Time), x.time);
+    EXPECT_EQ(e.value(LogEntry::App), x.app);
+    EXPECT_EQ(e.value(LogEntry::Pid), x.pid);
+    EXPECT_EQ(e.value(LogEntry::Tid), x.tid);
+    EXPECT_EQ(e.value(LogEntry::Type), x.type);
+    EXPECT_EQ(e.value(LogEntry::Name), x.name);
+    EXPECT_EQ(e.value(LogEntry::Text), x.text);
+    EXPECT_EQ(e.value(LogEntry::Note), x.note);
+}
+
+LogEntry parse(const QString &line, int format)
+{
+    LogIndexCounter counter;
+    return LogLineParser::parseThreadTimeLine(QStringView(line), format, counter);
+}
+
+QStringList repeat(const QString &line, int n)
+{
+    QStringList out;
+    for (int i = 0; i < n; ++i)
+        out << line;
+    return out;
+}
+
+const QString kThreadTime = QStringLiteral("01-23 14:05:06.789  1234  1234 I ActivityManager: Start proc");
+
+} // namespace
+
+TEST(LogLineScannerTest, PreviousDelimiterIsRemovedOnceAndBlanksAfterItStay)
+{
+    const QByteArray line = "a:b/:/  c";
+    LogLineScanner s(line);
+    LogLineScanner::Slice r;
+    ASSERT_TRUE(s.scanUpTo(":", &r));
+    EXPECT_EQ(line.sliced(r.begin, r.size), "a");
+    EXPECT_FALSE(s.scanUpTo(":", &r)) << "the delimiter stands right there";
+    ASSERT_TRUE(s.scanUpTo("/", &r)) << "\":b\" loses its leading \":\"";
+    EXPECT_EQ(line.sliced(r.begin, r.size), "b");
+    EXPECT_FALSE(s.scanUpTo(":", &r)) << "\"/\" alone is empty after the removal";
+    ASSERT_TRUE(s.scanUpTo("\n", &r));
+    EXPECT_EQ(line.sliced(r.begin, r.size), "/  c") << "only one occurrence is removed, blanks stay";
+    EXPECT_FALSE(s.scanUpTo("\n", &r)) << "line used up";
+}
+
+TEST(LogLineScannerTest, SkipsUnicodeSpaceBeforeAReadButNotInsideIt)
+{
+    const QByteArray line = "\xc2\xa0\xe3\x80\x80 x\ty z"; // NBSP, ideographic space, blank
+    LogLineScanner s(line);
+    LogLineScanner::Slice r;
+    ASSERT_TRUE(s.scanUpTo(" ", &r));
+    EXPECT_EQ(line.sliced(r.begin, r.size), "x\ty");
+    EXPECT_EQ(LogLineScanner::whitespaceLength("\xe2\x80\xa8", 0), 3) << "line separator";
+    EXPECT_EQ(LogLineScanner::whitespaceLength("\xc3\xa9", 0), 0);
+    EXPECT_EQ(LogLineScanner::whitespaceLength("\xe3\x80", 0), 0) << "truncated sequence";
+}
+
+TEST(LogLineParserTest, ThreadTimeLine)
+{
+    expectFields(parse(kThreadTime, LogLineFormatThreadTime),
+                 {"01-23 14:05:06.789", "", "1234", "-", "I", "ActivityManager", " Start proc", ""});
+    QString other = kThreadTime;
+    other.replace(QStringLiteral("1234 I"), QStringLiteral("5678 I"));
+    expectFields(parse(other, LogLineFormatThreadTime),
+                 {"01-23 14:05:06.789", "", "1234", "5678", "I", "ActivityManager", " Start proc", ""});
+}
+
+TEST(LogLineParserTest, StreamFormatLooksUpTheAppName)
+{
+    QHash<QString, QString> pids{{QStringLiteral("1234"), QStringLiteral("com.example")}};
+    QStringList asked;
+    const LogLineParser::AppLookup lookup = [&](const QString &pid) {
+        asked << pid;
+        return pids.value(pid);
+    };
+    LogIndexCounter counter;
+    const LogEntry e = LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatStream, counter, lookup);
+    EXPECT_EQ(e.value(LogEntry::App), "com.example");
+    EXPECT_EQ(asked, QStringList{"1234"});
+    const LogEntry file = LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatThreadTime, counter, lookup);
+    EXPECT_EQ(file.value(LogEntry::App), "") << "format 3 does no lookup";
+    EXPECT_EQ(asked.size(), 1);
+}
+
+TEST(LogLineParserTest, DashLinesAreRawWhateverTheFormat)
+{
+    expectFields(parse(QStringLiteral("--------- beginning of main"), LogLineFormatStream),
+                 {"", "", "", "", "", "", "--------- beginning of main", ""});
+}
+
+TEST(LogLineParserTest, LinesThatYieldNoEntryTakeNoIndex)
+{
+    LogIndexCounter counter;
+    const char *bad[] = {"01-23 14:05:06.789  1234  1234 I Tag:", "01-23 14:05:06.789  1234  1234 I Tag",
+                         "01-23 14:05:06.789  1234", "01-23", "", "   "};
+    for (const char *line : bad)
+        EXPECT_TRUE(LogLineParser::parseThreadTimeLine(QByteArrayView(line), LogLineFormatStream, counter).isNull())
+            << line;
+    EXPECT_EQ(counter.peek(), 0u);
+    const LogEntry ok = LogLineParser::parseThreadTimeLine(QByteArrayView("01-23 1:2 3 4 D T: x"), 1, counter);
+    EXPECT_EQ(ok.idx(), 0u);
+    EXPECT_EQ(LogLineParser::parseThreadTimeLine(QByteArrayView("01-23 1:2 3 4 D T: y"), 1, counter).idx(), 1u);
+}
+
+TEST(LogLineParserTest, MissingTagStillParses)
+{
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789 1 2 W : msg"), LogLineFormatThreadTime),
+                 {"01-23 14:05:06.789", "", "1", "2", "W", "", " msg", ""});
+}
+
+TEST(LogLineParserTest, SavedTextWithAppAndNote)
+{
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789 com.example(1234) 5678 W Tag: hi NOTE:[checked"),
+                       LogLineFormatThreadTimeApp),
+                 {"01-23 14:05:06.789", "com.example", "1234", "5678", "W", "Tag", " hi", "checked"});
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789 com.example(1234 5678 W Tag: hi"), LogLineFormatThreadTimeApp),
+                 {"01-23 14:05:06.789", "", "com.example(1234", "5678", "W", "Tag", " hi", ""});
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789 (1234) 1234 W Tag: a NOTE:[b NOTE:[c"),
+                       LogLineFormatThreadTimeApp),
+                 {"01-23 14:05:06.789", "", "1234", "-", "W", "Tag", " a", "b"});
+}
+
+TEST(LogLineParserTest, NoteSplitAgreesWithAPlainSearchOnNearMisses)
+{
+    // Texts made of pieces of the separator: the note starts after the first " NOTE:[" and runs to
+    // the next one, exactly as a plain substring search says.
+    const QStringList pieces{QStringLiteral(" NOTE:["), QStringLiteral("NOTE:["), QStringLiteral(" NOTE:"),
+                             QStringLiteral(" NOT"), QStringLiteral("N"), QStringLiteral(" "), QStringLiteral("x"),
+                             QStringLiteral(":["), QStringLiteral("\u00e9")};
+    QRandomGenerator rng(77);
+    const QString sep = QStringLiteral(" NOTE:[");
+    for (int round = 0; round < 3000; ++round) {
+        QString text = QStringLiteral("m");
+        for (int n = int(rng.bounded(8)); n > 0; --n)
+            text += pieces[int(rng.bounded(int(pieces.size())))];
+        const LogEntry e = parse(QStringLiteral("01-23 14:05:06.789 1 2 W Tag:") + text, LogLineFormatThreadTime);
+        ASSERT_FALSE(e.isNull());
+        const qsizetype at = text.indexOf(sep);
+        const QString expectedText = at < 0 ? text : text.left(at);
+        QString expectedNote;
+        if (at >= 0) {
+            const qsizetype begin = at + sep.size();
+            const qsizetype next = text.indexOf(sep, begin);
+            expectedNote = text.mid(begin, next < 0 ? -1 : next - begin);
+        }
+        ASSERT_EQ(e.value(LogEntry::Text), expectedText) << text.toStdString();
+        ASSERT_EQ(e.value(LogEntry::Note), expectedNote) << text.toStdString();
+    }
+}
+
+TEST(LogLineParserTest, TimeWithSeveralBlanksIsJoinedByOne)
+{
+    expectFields(parse(QStringLiteral("01-23   14:05:06.789 1 2 V Tag : x\r"), LogLineFormatThreadTime),
+                 {"01-23 14:05:06.789", "", "1", "2", "V", "Tag ", " x\r", ""});
+}
+
+TEST(LogLineParserTest, BriefTimeAndTimeColonFormats)
+{
+    expectFields(parse(QStringLiteral("D/Tag( 1234): hello"), LogLineFormatBrief),
+                 {"", "", "1234", "", "D", "Tag", " hello", ""});
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789 E/Tag(  42): boom"), LogLineFormatTime),
+                 {"01-23 14:05:06.789", "", "42", "", "E", "Tag", " boom", ""});
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789: W/ab**com.x**cd(7): m"), LogLineFormatTimeColon),
+                 {"01-23 14:05:06.789", "com.x", "7", "", "W", "abcd", " m", ""});
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789: W/ab**x**c(7): m"), LogLineFormatTimeColon),
+                 {"01-23 14:05:06.789", "x", "7", "", "W", "ab", " m", ""});
+    expectFields(parse(QStringLiteral("01-23 14:05:06.789: W/ab**x(7): m"), LogLineFormatTimeColon),
+                 {"01-23 14:05:06.789", "", "7", "", "W", "", " m", ""}); // too short after "**": empty tag
+    EXPECT_TRUE(parse(QStringLiteral("D/Tag 1234: hello"), LogLineFormatBrief).isNull());
+    EXPECT_TRUE(parse(QStringLiteral("D/Tag(1234) hello"), LogLineFormatBrief).isNull());
+}
+
+TEST(LogLineParserTest, ProcessTagAndRawFormats)
+{
+    expectFields(parse(QStringLiteral("I( 1234) Hello"), LogLineFormatProcess), {"", "", "1234", "", "I", "", " Hello", ""});
+    expectFields(parse(QStringLiteral("I/Tag: Hello: x"), LogLineFormatTag), {"", "", "", "", "I", "Tag", "Hello: x", ""});
+    EXPECT_TRUE(parse(QStringLiteral("I/Tag:Hello"), LogLineFormatTag).isNull());
+    expectFields(parse(QStringLiteral("  raw text"), LogLineFormatRaw), {"", "", "", "", "", "", "raw text", ""});
+    expectFields(parse(QStringLiteral("x"), LogLineFormatUnknown), {"", "", "", "", "", "", "x", ""});
+    expectFields(parse(QStringLiteral("D/T(1): x"), 42), {"", "", "", "", "", "", "D/T(1): x", ""});
+}
+
+TEST(LogLineParserTest, LongFormatJoinedAndParsed)
+{
+    const QStringList lines{"[ 01-23 14:05:06.789  1234: 5678 D/Tag ]", "hello", "", "garbage",
+                            "[ 01-23 14:05:06.790  1234: 1234 I/Other ]", "", "world", "", "[ lost header ]"};
+    const QStringList joined = LogLineParser::joinLongFormatArray(lines);
+    ASSERT_EQ(joined.size(), 2);
+    EXPECT_EQ(joined[0], "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]hello");
+    expectFields(parse(joined[0], LogLineFormatLong), {"01-23 14:05:06.789", "", "1234", "5678", "D", "Tag ", "hello", ""});
+    expectFields(parse(joined[1], LogLineFormatLong), {"01-23 14:05:06.790", "", "1234", "-", "I", "Other ", "world", ""});
+    QList<QByteArrayView> bytes;
+    QList<QByteArray> storage;
+    for (const QString &l : lines)
+        storage << l.toUtf8();
+    for (const QByteArray &b : storage)
+        bytes << b;
+    EXPECT_EQ(LogLineParser::joinLongFormatArray(bytes), (QList<QByteArray>{joined[0].toUtf8(), joined[1].toUtf8()}));
+}
+
+TEST(LogLineParserTest, DetectionAgreementCounting)
+{
+    EXPECT_EQ(LogLineParser::determineLogType(QStringList{}), LogLineFormatUnknown);
+    EXPECT_EQ(LogLineParser::determineLogType(repeat(kThreadTime, 5)), LogLineFormatThreadTime);
+    EXPECT_EQ(LogLineParser::determineLogType(repeat(kThreadTime, 4)), LogLineFormatThreadTime);
+    EXPECT_EQ(LogLineParser::determineLogType(QStringList{"-----", "x", ""}), LogLineFormatUnknown);
+    // Alternating formats: the 31st classified line decides.
+    QStringList alternating;
+    for (int i = 0; i < 40; ++i)
+        alternating << (i % 2 ? QStringLiteral("D/Tag( 1): x") : QStringLiteral("I/Tag: x"));
+    EXPECT_EQ(LogLineParser::determineLogType(alternating), LogLineFormatTag);
+    alternating.removeFirst();
+    EXPECT_EQ(LogLineParser::determineLogType(alternating), LogLineFormatBrief);
+    // After a change the new class needs six agreeing lines: five brief lines after it are not enough.
+    QStringList changed{"I/T: a", "I/T: a", "D/T( 1): b", "D/T( 1): b", "D/T( 1): b", "D/T( 1): b", "D/T( 1): b"};
+    EXPECT_EQ(LogLineParser::determineLogType(changed), LogLineFormatBrief); // through the end-of-lines path
+    EXPECT_EQ(LogLineParser::determineLogType(QStringList{"01-23 14:05:06.789 app(1) 2 I T: x"}), LogLineFormatThreadTimeApp);
+}
+
+TEST(LogLineParserTest, DetectionSkipsTheTwoLinesAfterALongHeader)
+{
+    const QStringList lines{"[ 01-23 14:05:06.789  1: 2 D/T ]", "I/Tag: x", "D/Tag( 1): x"};
+    EXPECT_EQ(LogLineParser::determineLogType(lines), LogLineFormatLong);
+}
+
+TEST(LogLineParserTest, ClassifyEachRule)
+{
+    EXPECT_EQ(LogLineParser::classifyLine("D/Tag( 1): x"), LogLineFormatBrief);
+    EXPECT_EQ(LogLineParser::classifyLine("D/Tag: x"), LogLineFormatTag);
+    EXPECT_EQ(LogLineParser::classifyLine("D(  1) x"), LogLineFormatProcess);
+    EXPECT_EQ(LogLineParser::classifyLine("01-23 14:05:06.789: D/T(1): x"), LogLineFormatTimeColon);
+    EXPECT_EQ(LogLineParser::classifyLine("01-23 14:05:06.789 D/T(1): x"), LogLineFormatTime);
+    EXPECT_EQ(LogLineParser::classifyLine("01-23 14:05:06.789  1  2 D T: x"), LogLineFormatThreadTime);
+    EXPECT_EQ(LogLineParser::classifyLine("hello world"), LogLineFormatRaw);
+    // Positions count UTF-16 units, not bytes.
+    EXPECT_EQ(LogLineParser::classifyLine("\xc3\xa9/T: x"), LogLineFormatTag);
+}
+
+TEST(LogLineParserTest, SystemMessageUsesTheWeekBasedYear)
+{
+    LogIndexCounter counter;
+    counter.reserve(5);
+    const QDateTime monday(QDate(2024, 12, 30), QTime(8, 9, 10, 11));
+    const LogEntry e = LogLineParser::makeSystemMessage(QStringLiteral("Disconnected"), counter, monday);
+    expectFields(e, {"2025-12-30 08:09:10.011", "Quillfern", "---", "---", "QF", "---", "Disconnected", ""});
+    EXPECT_EQ(e.idx(), 5u);
+    EXPECT_EQ(LogLineParser::weekYearTimestamp(QDateTime(QDate(2021, 1, 1), QTime(0, 0))), "2020-01-01 00:00:00.000");
+    EXPECT_EQ(LogLineParser::weekYearTimestamp(QDateTime(QDate(2023, 6, 15), QTime(23, 59, 59, 999))),
+              "2023-06-15 23:59:59.999");
+}

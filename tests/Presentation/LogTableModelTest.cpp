@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: MIT
+#include "Presentation/LogTableModel.h"
+
+#include <gtest/gtest.h>
+
+#include <QAbstractItemModelTester>
+#include <QBrush>
+#include <QPoint>
+#include <QSignalSpy>
+
+namespace {
+
+LogEntry makeEntry(quint64 idx, const QString &type = QStringLiteral("I"), const QString &text = {})
+{
+    return LogEntry::create(idx, {QStringLiteral("01-23 14:05:06.789"), QStringLiteral("com.example"),
+                                  QStringLiteral("1234"), QStringLiteral("-"), type, QStringLiteral("Tag"),
+                                  text.isNull() ? QStringLiteral(" message %1").arg(idx) : text, QString()});
+}
+
+QVector<LogEntry> makeEntries(quint64 first, int count)
+{
+    QVector<LogEntry> entries;
+    for (int i = 0; i < count; ++i)
+        entries.append(makeEntry(first + quint64(i)));
+    return entries;
+}
+
+// A model with the item-model tester attached and spies on every structural signal.
+struct WatchedModel {
+    LogTableModel model;
+    QAbstractItemModelTester tester{&model, QAbstractItemModelTester::FailureReportingMode::Fatal};
+    QSignalSpy inserted{&model, &QAbstractItemModel::rowsInserted};
+    QSignalSpy removed{&model, &QAbstractItemModel::rowsRemoved};
+    QSignalSpy reset{&model, &QAbstractItemModel::modelReset};
+    QSignalSpy changed{&model, &QAbstractItemModel::dataChanged};
+
+    void clearSpies()
+    {
+        inserted.clear();
+        removed.clear();
+        reset.clear();
+        changed.clear();
+    }
+};
+
+QString cellText(const LogTableModel &model, int row, LogEntry::Field field)
+{
+    return model.data(model.index(row, field)).toString();
+}
+
+} // namespace
+
+TEST(LogTableModelTest, GrowingSnapshotIsOneBatchedInsertPerUpdate)
+{
+    WatchedModel w;
+    QVector<LogEntry> log = makeEntries(0, 10);
+    EXPECT_EQ(w.model.setRows(log), LogTableModel::Update::Appended);
+    ASSERT_EQ(w.inserted.count(), 1);
+    EXPECT_EQ(w.inserted.at(0).at(1).toInt(), 0);
+    EXPECT_EQ(w.inserted.at(0).at(2).toInt(), 9);
+    w.clearSpies();
+
+    log += makeEntries(10, 250);
+    EXPECT_EQ(w.model.setRows(log), LogTableModel::Update::Appended);
+    ASSERT_EQ(w.inserted.count(), 1);
+    EXPECT_EQ(w.inserted.at(0).at(1).toInt(), 10);
+    EXPECT_EQ(w.inserted.at(0).at(2).toInt(), 259);
+    EXPECT_EQ(w.removed.count(), 0);
+    EXPECT_EQ(w.reset.count(), 0);
+    EXPECT_EQ(w.model.rowCount(), 260);
+    EXPECT_EQ(cellText(w.model, 259, LogEntry::Text), QStringLiteral(" message 259"));
+    // The rows already shown are repainted: their app or note may have been filled in.
+    EXPECT_GE(w.changed.count(), 1);
+}
+
+TEST(LogTableModelTest, UnchangedSnapshotOnlyRepaintsAndShowsLateAppNames)
+{
+    WatchedModel w;
+    const QVector<LogEntry> log = makeEntries(0, 5);
+    w.model.setRows(log);
+    w.clearSpies();
+
+    log[2].setApp(QStringLiteral("com.late.name"));
+    EXPECT_EQ(w.model.setRows(log), LogTableModel::Update::None);
+    EXPECT_EQ(w.inserted.count() + w.removed.count() + w.reset.count(), 0);
+    EXPECT_EQ(w.changed.count(), 1);
+    EXPECT_EQ(cellText(w.model, 2, LogEntry::App), QStringLiteral("com.late.name"));
+}
+
+TEST(LogTableModelTest, PruneIsOneBlockRemovalThenTheNewTail)
+{
+    WatchedModel w;
+    QVector<LogEntry> log = makeEntries(0, 100);
+    w.model.setRows(log);
+    w.clearSpies();
+
+    // The buffer dropped its oldest 30 entries and 12 new ones arrived in the same tick.
+    QVector<LogEntry> next = log.mid(30);
+    next += makeEntries(100, 12);
+    EXPECT_EQ(w.model.setRows(next), LogTableModel::Update::Pruned);
+    ASSERT_EQ(w.removed.count(), 1);
+    EXPECT_EQ(w.removed.at(0).at(1).toInt(), 0);
+    EXPECT_EQ(w.removed.at(0).at(2).toInt(), 29);
+    ASSERT_EQ(w.inserted.count(), 1);
+    EXPECT_EQ(w.inserted.at(0).at(1).toInt(), 70);
+    EXPECT_EQ(w.inserted.at(0).at(2).toInt(), 81);
+    EXPECT_EQ(w.reset.count(), 0);
+    EXPECT_EQ(w.model.rowCount(), 82);
+    EXPECT_EQ(w.model.idxAt(ViewRow{0}), EntryIdx{30});
+    EXPECT_EQ(w.model.rowForIdx(EntryIdx{30}).value, 0);
+    EXPECT_EQ(w.model.rowForIdx(EntryIdx{111}).value, 81);
+    EXPECT_FALSE(w.model.rowForIdx(EntryIdx{29}).isValid());
+
+    w.clearSpies();
+    // A prune with nothing new.
+    EXPECT_EQ(w.model.setRows(next.mid(2)), LogTableModel::Update::Pruned);
+    EXPECT_EQ(w.removed.count(), 1);
+    EXPECT_EQ(w.inserted.count(), 0);
+    EXPECT_EQ(w.model.rowCount(), 80);
+}
+
+TEST(LogTableModelTest, SnapshotThatDoesNotContinueIsOneReset)
+{
+    WatchedModel w;
+    const QVector<LogEntry> all = makeEntries(0, 40);
+    w.model.setRows(all);
+    w.clearSpies();
+
+    // A filter change: every third entry, starting with the same first entry.
+    QVector<LogEntry> filtered;
+    for (int i = 0; i < all.size(); i += 3)
+        filtered.append(all[i]);
+    EXPECT_EQ(w.model.setRows(filtered), LogTableModel::Update::Reset);
+    EXPECT_EQ(w.reset.count(), 1);
+    EXPECT_EQ(w.inserted.count() + w.removed.count(), 0);
+    EXPECT_EQ(w.model.rowCount(), filtered.size());
+
+    // Back to all messages: the filtered rows are not a prefix of the full log.
+    w.clearSpies();
+    EXPECT_EQ(w.model.setRows(all), LogTableModel::Update::Reset);
+    EXPECT_EQ(w.reset.count(), 1);
+
+    // Same idx numbers but other records (a reopened file) are not a continuation either.
+    w.clearSpies();
+    EXPECT_EQ(w.model.setRows(makeEntries(0, 50)), LogTableModel::Update::Reset);
+    EXPECT_EQ(w.reset.count(), 1);
+
+    // Clearing the log.
+    w.clearSpies();
+    EXPECT_EQ(w.model.setRows({}), LogTableModel::Update::Reset);
+    EXPECT_EQ(w.model.rowCount(), 0);
+    EXPECT_EQ(w.model.setRows({}), LogTableModel::Update::None);
+}
+
+TEST(LogTableModelTest, CellsCarryTextColourAndFontOfTheLevel)
+{
+    WatchedModel w;
+    LogAppearance::Inputs inputs;
+    for (int i = 0; i < LogAppearance::LevelCount; ++i)
+        inputs.colors[i] = LogAppearance::defaultColor(LogAppearance::Level(i));
+    inputs.bold[LogAppearance::Error] = true;
+    inputs.fixedFont = QFont(QStringLiteral("Monospace"));
+    inputs.textColor = QColor(10, 20, 30);
+    w.model.setAppearance(LogAppearance::build(inputs));
+
+    const QVector<LogEntry> rows = {makeEntry(0, QStringLiteral("W")), makeEntry(1, QStringLiteral("QF")),
+                                    makeEntry(2, QString()), makeEntry(3, QStringLiteral("A")),
+                                    makeEntry(4, QStringLiteral("D"))};
+    w.model.setRows(rows);
+
+    auto foreground = [&](int row) { return w.model.data(w.model.index(row, LogEntry::Text), Qt::ForegroundRole); };
+    auto font = [&](int row) {
+        return w.model.data(w.model.index(row, LogEntry::Time), Qt::FontRole).value<QFont>();
+    };
+
+    EXPECT_EQ(foreground(0).value<QBrush>().color(), QColor(255, 128, 0));
+    EXPECT_FALSE(font(0).bold());
+    // The system's own lines: blue, in the (bold) error font.
+    EXPECT_EQ(foreground(1).value<QBrush>().color(), QColor(0, 0, 255));
+    EXPECT_TRUE(font(1).bold());
+    EXPECT_EQ(font(1), w.model.appearance().font(u"E"));
+    // Empty level: the D font but no level colour; unknown levels have no colour either.
+    EXPECT_FALSE(foreground(2).isValid());
+    EXPECT_EQ(font(2), w.model.appearance().font(u"D"));
+    EXPECT_FALSE(foreground(3).isValid());
+    // The debug default is the palette's text colour.
+    EXPECT_EQ(foreground(4).value<QBrush>().color(), QColor(10, 20, 30));
+
+    EXPECT_EQ(cellText(w.model, 0, LogEntry::Idx), QStringLiteral("0"));
+    EXPECT_EQ(cellText(w.model, 0, LogEntry::Pid), QStringLiteral("1234"));
+    EXPECT_EQ(w.model.data(w.model.index(3, 0), LogTableModel::EntryIdxRole).toULongLong(), 3u);
+    EXPECT_EQ(w.model.data(w.model.index(0, LogEntry::Type), Qt::TextAlignmentRole).toInt(), int(Qt::AlignCenter));
+    for (int f = 0; f < LogEntry::FieldCount; ++f)
+        EXPECT_FALSE(w.model.headerData(f, Qt::Horizontal).toString().isEmpty());
+}
+
+TEST(LogTableModelTest, HighlightMarksFirstOccurrenceIgnoringCase)
+{
+    WatchedModel w;
+    w.model.setRows({makeEntry(0, QStringLiteral("I"), QStringLiteral(" Timeout after timeout")),
+                     makeEntry(1, QStringLiteral("I"), QStringLiteral(" nothing here"))});
+    auto range = [&](int row) { return w.model.data(w.model.index(row, LogEntry::Text), LogTableModel::HighlightRangeRole); };
+
+    EXPECT_FALSE(range(0).isValid());
+    w.clearSpies();
+    w.model.setSearchText(QStringLiteral("TIMEOUT"));
+    EXPECT_EQ(w.changed.count(), 1); // one repaint for the new search text
+    EXPECT_EQ(range(0).toPoint(), QPoint(1, 7));
+    EXPECT_FALSE(range(1).isValid());
+    // Other columns are matched on their own values.
+    EXPECT_FALSE(w.model.data(w.model.index(0, LogEntry::Name), LogTableModel::HighlightRangeRole).isValid());
+    w.model.setSearchText(QStringLiteral("tag"));
+    EXPECT_EQ(w.model.data(w.model.index(0, LogEntry::Name), LogTableModel::HighlightRangeRole).toPoint(),
+              QPoint(0, 3));
+    w.model.setSearchText(QString());
+    EXPECT_FALSE(range(0).isValid());
+}
+
+TEST(LogTableModelTest, AppearanceChangeAnnouncesNewFontsAndRepaints)
+{
+    WatchedModel w;
+    w.model.setRows(makeEntries(0, 3));
+    QSignalSpy fonts(&w.model, &LogTableModel::appearanceChanged);
+    w.clearSpies();
+    w.model.setAppearance(w.model.appearance().withPointSize(20));
+    EXPECT_EQ(fonts.count(), 1);
+    EXPECT_EQ(w.changed.count(), 1);
+    EXPECT_DOUBLE_EQ(w.model.data(w.model.index(0, 1), Qt::FontRole).value<QFont>().pointSizeF(), 20.0);
+}
+
+TEST(LogTableModelTest, FollowRuleComparesAsUnsigned)
+{
+    // 100 rows: following turns on within the last five rows (row 95 and below).
+    EXPECT_TRUE(LogTableModel::followAfterScroll(99, 100));
+    EXPECT_TRUE(LogTableModel::followAfterScroll(95, 100));
+    EXPECT_FALSE(LogTableModel::followAfterScroll(94, 100));
+    EXPECT_FALSE(LogTableModel::followAfterScroll(0, 100));
+    // No row under the bottom edge (-1) is the largest unsigned value: following stays on.
+    EXPECT_TRUE(LogTableModel::followAfterScroll(-1, 100));
+    EXPECT_TRUE(LogTableModel::followAfterScroll(-1, 3));
+    // Fewer than five rows: the limit wraps to a huge number, so a visible last row turns it off.
+    EXPECT_FALSE(LogTableModel::followAfterScroll(2, 3));
+    EXPECT_FALSE(LogTableModel::followAfterScroll(3, 4));
+    EXPECT_TRUE(LogTableModel::followAfterScroll(0, 5));
+}
+
+TEST(LogTableModelTest, RowAfterPruneKeepsTheReadersLine)
+{
+    // 1000 rows dropped above a reader looking at row 4200 of 55000.
+    EXPECT_EQ(LogTableModel::rowAfterPrune(54000, 55000, 4200), 3200);
+    EXPECT_EQ(LogTableModel::rowAfterPrune(54000, 55000, 500), -500);
+}

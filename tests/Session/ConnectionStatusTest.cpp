@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#include "Session/ConnectionStatus.h"
+
+#include <gtest/gtest.h>
+
+using namespace ConnectionStatus;
+
+TEST(ConnectionStatusTest, DeviceTitlePrefersNameThenProductThenId)
+{
+    EXPECT_EQ(getDeviceTitle("emulator-5554", "Pixel 7", "panther"), "Pixel 7 - emulator-5554");
+    EXPECT_EQ(getDeviceTitle("emulator-5554", QString(), "panther"), "panther - emulator-5554");
+    EXPECT_EQ(getDeviceTitle("emulator-5554", "", ""), "emulator-5554");
+}
+
+TEST(ConnectionStatusTest, ModelTitleIsTheReverseOrder)
+{
+    EXPECT_EQ(deviceModelTitle("R58M123", "SM-G970F"), "R58M123 - SM-G970F");
+    EXPECT_NE(deviceModelTitle("R58M123", "SM-G970F"), getDeviceTitle("R58M123", "SM-G970F", QString()));
+}
+
+TEST(ConnectionStatusTest, OfflineTitleDependsOnRetryAndHistory)
+{
+    EXPECT_EQ(offlineTitle(QString(), true), "No devices connected");
+    EXPECT_EQ(offlineTitle(QString(), false), "No devices connected");
+    EXPECT_EQ(offlineTitle("Pixel - 42", true), "Pixel - 42 [PAUSED]");
+    EXPECT_EQ(offlineTitle("Pixel - 42", false), "Pixel - 42 [OFFLINE]");
+}
+
+TEST(ConnectionStatusTest, ConnectButtonShowsStopWhileStreamingOrRetrying)
+{
+    EXPECT_EQ(connectButtonLabel(false, false), "Run");
+    EXPECT_EQ(connectButtonLabel(true, false), "Stop");
+    EXPECT_EQ(connectButtonLabel(false, true), "Stop");
+}
+
+TEST(ConnectionStatusTest, StatusLine)
+{
+    EXPECT_EQ(statusText(false, 0, 0, false, "1.2"), "No Data       v(1.2)");
+    EXPECT_EQ(statusText(false, 0, 17, true, "1.2"), "No Data       v(1.2)");
+    EXPECT_EQ(statusText(false, 17, 17, true, "1.2"), "Viewing: 17");
+    EXPECT_EQ(statusText(true, 0, 0, true, "1.2"), "No Data       v(1.2)");
+    // A filter hiding everything still reports the totals.
+    EXPECT_EQ(statusText(true, 0, 250, false, "1.2"), "Viewing 0 of 250");
+    EXPECT_EQ(statusText(true, 3, 250, true, "1.2"), "Viewing 3 of 250+");
+}

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: MIT
+#include "Session/DeviceListDatasource.h"
+#include "support/AdbRecorders.h"
+#include "support/FakeAdbServer.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QTcpServer>
+#include <QTest>
+
+namespace {
+
+struct DatasourceRecorder : DeviceListDatasourceDelegate, AdbEventLog
+{
+    QList<QList<DeviceEntry>> lists; // written on the GUI thread only
+
+    void onDevicesConnected(const QList<DeviceEntry> &devices) override
+    {
+        lists.append(devices);
+        QStringList ids;
+        for (const DeviceEntry &d : devices)
+            ids.append(d.id);
+        add(QStringLiteral("devices:") + ids.join(u','));
+    }
+    void onDeviceModel(const QString &deviceId, const QString &model) override
+    {
+        add(QStringLiteral("model:%1:%2").arg(deviceId, model));
+    }
+    void onDeviceListFailed(int code) override { add(QStringLiteral("failed:%1").arg(code)); }
+};
+
+FakeAdbServer::Script getpropScript(const QString &serial, const QByteArray &output)
+{
+    return {FakeAdbServer::expectRequest(QStringLiteral("host:transport:") + serial), FakeAdbServer::reply("OKAY"),
+            FakeAdbServer::expectRequest(QStringLiteral("shell:getprop ro.product.model")),
+            FakeAdbServer::reply("OKAY" + output), FakeAdbServer::close()};
+}
+
+FakeAdbServer::Script devicesScript(const QByteArray &payload)
+{
+    return {FakeAdbServer::expectRequest(QStringLiteral("host:devices")),
+            FakeAdbServer::reply("OKAY" + QByteArray::number(payload.size(), 16).rightJustified(4, '0') + payload),
+            FakeAdbServer::close()};
+}
+
+class DeviceListDatasourceTest : public FakeAdbServerTest
+{
+protected:
+    void SetUp() override
+    {
+        FakeAdbServerTest::SetUp();
+        datasource = std::make_unique<DeviceListDatasource>();
+        datasource->setDelegate(&rec);
+    }
+    void TearDown() override
+    {
+        datasource.reset();
+        FakeAdbServerTest::TearDown();
+    }
+
+    DatasourceRecorder rec;
+    std::unique_ptr<DeviceListDatasource> datasource;
+};
+
+DeviceEntry entry(const QString &id, std::optional<QString> name = {}, std::optional<QString> product = {})
+{
+    return DeviceEntry{id, id, std::move(name), std::move(product)};
+}
+
+} // namespace
+
+TEST(DeviceListParsing, SerialTabDeviceGivesIdAndTypeBothTheSerial)
+{
+    EXPECT_EQ(DeviceListDatasource::parseDeviceEntries(QStringLiteral("0123456789ABCDEF\tdevice\n")),
+              QList<DeviceEntry>{entry(QStringLiteral("0123456789ABCDEF"))});
+}
+
+TEST(DeviceListParsing, ModelAndProductFieldsAnyOrderLastWins)
+{
+    const auto entries = DeviceListDatasource::parseDeviceEntries(
+        QStringLiteral("emulator-5554   device product:sdk_x86 model:Android_SDK transport_id:1 model:Last\r\n"
+                       "R58M\tunauthorized usb:1-1 product:p:q\n"));
+    ASSERT_EQ(entries.size(), 2);
+    EXPECT_EQ(entries[0], entry(QStringLiteral("emulator-5554"), QStringLiteral("Last"), QStringLiteral("sdk_x86")));
+    EXPECT_EQ(entries[1], entry(QStringLiteral("R58M"), std::nullopt, QStringLiteral("p:q")));
+}
+
+TEST(DeviceListParsing, SkipsDashErrorAndEmptyLinesButKeepsOtherOddLines)
+{
+    const auto entries = DeviceListDatasource::parseDeviceEntries(
+        QStringLiteral("* daemon started successfully\n- waiting\nerror: x\n\n\r\nA device\u2028B\tdevice"));
+    ASSERT_EQ(entries.size(), 3);
+    EXPECT_EQ(entries[0].id, QStringLiteral("*"));
+    EXPECT_EQ(entries[0].type, QStringLiteral("*"));
+    EXPECT_EQ(entries[1].id, QStringLiteral("A"));
+    EXPECT_EQ(entries[2].id, QStringLiteral("B"));
+    // A line that starts with a blank has an empty first field: the id is empty, the type is not.
+    const auto indented = DeviceListDatasource::parseDeviceEntries(QStringLiteral("  S1 device model:M"));
+    ASSERT_EQ(indented.size(), 1);
+    EXPECT_EQ(indented[0].id, QString());
+    EXPECT_EQ(indented[0].type, QStringLiteral("S1"));
+    EXPECT_EQ(indented[0].name, QStringLiteral("M"));
+    EXPECT_TRUE(DeviceListDatasource::parseDeviceEntries(QString()).isEmpty());
+}
+
+TEST_F(DeviceListDatasourceTest, ParsingTwiceQueuesEachUnnamedSerialOnce)
+{
+    // Every lookup connects to a server with no script: it ends without a callback, so the chain stalls.
+    datasource->parseDeviceList(QStringLiteral("A\tdevice\nB\tdevice model:Bm\nC\tdevice\n"));
+    datasource->parseDeviceList(QStringLiteral("C\tdevice\nA\tdevice\nD\tdevice\n"));
+    EXPECT_EQ(datasource->lookupList(), (QStringList{QStringLiteral("A"), QStringLiteral("C"), QStringLiteral("D")}));
+    EXPECT_EQ(datasource->deviceList().size(), 3);
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 2; }, 5000));
+    EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("devices:A,B,C"), QStringLiteral("devices:C,A,D")}));
+    for (QThread *t : rec.threads())
+        EXPECT_EQ(t, QCoreApplication::instance()->thread());
+}
+
+TEST_F(DeviceListDatasourceTest, FetchesTheListThenLooksUpModelsOneAtATimeInOrder)
+{
+    server.addScript(devicesScript("A\tdevice\nB\tdevice product:pb model:Bm\nC\tdevice\n"));
+    server.addScript(getpropScript(QStringLiteral("A"), "\nModel A\n"));
+    server.addScript(getpropScript(QStringLiteral("C"), "Model C\r\n"));
+    datasource->loadDeviceList();
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 3; }, 10000));
+    EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("devices:A,B,C"), QStringLiteral("model:A:Model A"),
+                                         QStringLiteral("model:C:Model C")}));
+    for (QThread *t : rec.threads())
+        EXPECT_EQ(t, QCoreApplication::instance()->thread());
+    ASSERT_EQ(rec.lists.size(), 1);
+    EXPECT_EQ(rec.lists[0][1], entry(QStringLiteral("B"), QStringLiteral("Bm"), QStringLiteral("pb")));
+    EXPECT_FALSE(rec.lists[0][0].name.has_value()); // the announced list is a snapshot
+    EXPECT_TRUE(waitUntil([&] { return datasource->lookupList().isEmpty(); }, 5000));
+    const QList<DeviceEntry> now = datasource->deviceList();
+    EXPECT_EQ(now[0].name, QStringLiteral("Model A"));
+    EXPECT_EQ(now[2].name, QStringLiteral("Model C"));
+    EXPECT_EQ(server.connectionCount(), 3);
+}
+
+TEST_F(DeviceListDatasourceTest, EmptyListFailsWithCode1AndAnnouncesNothing)
+{
+    server.addScript(devicesScript(QByteArray()));
+    datasource->loadDeviceList();
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
+    EXPECT_EQ(rec.events(), QStringList{QStringLiteral("failed:1")});
+    // Passed on directly, on the fetch's worker thread.
+    EXPECT_NE(rec.threads().first(), QCoreApplication::instance()->thread());
+    EXPECT_FALSE(waitUntil([&] { return rec.size() > 1; }, 100));
+}
+
+TEST_F(DeviceListDatasourceTest, UnreachableServerFailsWithCode0)
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    const quint16 port = probe.serverPort();
+    probe.close();
+    FakeAdbServer::setClientSetting(QStringLiteral("adbPort"), QString::number(port));
+    datasource->loadDeviceList();
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
+    EXPECT_EQ(rec.events(), QStringList{QStringLiteral("failed:0")});
+}
+
+TEST_F(DeviceListDatasourceTest, AFailedLookupMovesOnAndAStalledOneIsRetriedFirstAfterTheNextParse)
+{
+    // A's lookup gets no output: no callback, the chain stops with A at the head.
+    server.addScript(devicesScript("A\tdevice\nB\tdevice\n"));
+    server.addScript(getpropScript(QStringLiteral("A"), ""));
+    datasource->loadDeviceList();
+    ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone(); }, 5000));
+    EXPECT_FALSE(waitUntil([&] { return rec.size() > 1; }, 200));
+    EXPECT_EQ(datasource->lookupList(), (QStringList{QStringLiteral("A"), QStringLiteral("B")}));
+
+    // A reported failure removes the serial and goes on with the next one.
+    server.addScript(getpropScript(QStringLiteral("B"), "Model B\n"));
+    datasource->deviceNameFailedWithError(AdbError::logReaderError(1, QStringLiteral("device offline")),
+                                          QStringLiteral("A"));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 2; }, 5000));
+    EXPECT_EQ(rec.events().last(), QStringLiteral("model:B:Model B"));
+    // The model is announced before the worker drops the serial from the list.
+    EXPECT_TRUE(waitUntil([&] { return datasource->lookupList().isEmpty(); }, 5000));
+}
+
+TEST_F(DeviceListDatasourceTest, AModelForAnUnknownSerialIsStillAnnounced)
+{
+    datasource->deviceNameReceived(QStringLiteral("Ghost"), QStringLiteral("Z"));
+    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 5000));
+    EXPECT_EQ(rec.events(), QStringList{QStringLiteral("model:Z:Ghost")});
+    EXPECT_TRUE(datasource->deviceList().isEmpty());
+}
+
+TEST_F(DeviceListDatasourceTest, RepeatedFetchesAndDestructionWhileBusyAreSafe)
+{
+    for (int i = 0; i < 5; ++i)
+        server.addScript(devicesScript("A\tdevice\n"));
+    for (int i = 0; i < 5; ++i)
+        datasource->loadDeviceList();
+    // Only fetches that were not replaced report; destruction mid-way must join every worker.
+    (void)waitUntil([&] { return rec.size() >= 1; }, 5000);
+    datasource.reset();
+    const qsizetype before = rec.size();
+    EXPECT_FALSE(waitUntil([&] { return rec.size() > before; }, 100)); // nothing after destruction
+    EXPECT_GE(server.connectionCount(), 1);
+}
