@@ -3,18 +3,6 @@
 
 #include <gtest/gtest.h>
 
-TEST(Clock, ManualClockMovesOnlyWhenTold)
-{
-    ManualClock clock(1000);
-    const Clock &asClock = clock;
-    EXPECT_EQ(asClock.nowMs(), 1000);
-    clock.advanceMs(250);
-    EXPECT_EQ(asClock.nowMs(), 1250);
-    EXPECT_DOUBLE_EQ(asClock.nowSeconds(), 1.25);
-    clock.setNowMs(5000);
-    EXPECT_EQ(asClock.nowMs(), 5000);
-}
-
 TEST(Clock, SystemClockNeverGoesBack)
 {
     const Clock &clock = Clock::system();

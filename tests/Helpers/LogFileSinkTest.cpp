@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/LogFileSink.h"
+#include "support/ManualTime.h"
 
 #include <QFile>
 #include <QTemporaryDir>

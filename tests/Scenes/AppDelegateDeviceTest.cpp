@@ -8,6 +8,7 @@
 #include "Scenes/QuillfernAppDelegate.h"
 #include "Scenes/SelectableTableView.h"
 #include "support/AdbTestEnv.h"
+#include "support/ManualTime.h"
 
 #include <QAction>
 #include <QMessageBox>
@@ -17,18 +18,6 @@
 #include <QTest>
 
 namespace {
-
-class ManualTimer final : public RepeatingTimer
-{
-public:
-    explicit ManualTimer(bool *active) : m_active(active) {}
-    void start(std::chrono::milliseconds) override { *m_active = true; }
-    void stop() override { *m_active = false; }
-    bool isActive() const override { return *m_active; }
-
-private:
-    bool *m_active;
-};
 
 QString lineKey(const LogEntry &e)
 {
@@ -57,7 +46,7 @@ protected:
     {
         AdbTest::SetUp();
         QuillfernAppDelegate::Options options;
-        options.reconnectTimer = std::make_unique<ManualTimer>(&timerActive);
+        options.reconnectTimer = takeTimer();
         options.startAdb = [](std::function<void(bool)> done) { done(false); };
         options.openUrl = [](const QUrl &) {};
         app = std::make_unique<QuillfernAppDelegate>(std::move(options));
@@ -78,7 +67,7 @@ protected:
     {
         // The timer stops only when the stream has really started (a model name may retitle earlier).
         return app->logDatasource()->isLogging() && app->reconnectPolicy()->lastDeviceConnectedId() == serial &&
-               !timerActive && !title().contains('[');
+               !timer->active && !title().contains('[');
     }
     // Plays the 5-second timer, faster: ticks while it runs until `done` holds.
     bool tickUntil(const std::function<bool()> &done, int timeoutMs)
@@ -86,7 +75,7 @@ protected:
         QElapsedTimer clock;
         clock.start();
         while (!done() && clock.elapsed() < timeoutMs) {
-            if (timerActive)
+            if (timer->active)
                 app->onReconnectTimerTick();
             (void)QTest::qWaitFor(done, 700); // the loop checks the outcome itself
         }
@@ -108,7 +97,13 @@ protected:
         return nullptr;
     }
 
-    bool timerActive = false;
+    ManualTimer *timer = nullptr; // owned by the delegate
+    std::unique_ptr<RepeatingTimer> takeTimer()
+    {
+        auto owned = std::make_unique<ManualTimer>();
+        timer = owned.get();
+        return owned;
+    }
     std::unique_ptr<QuillfernAppDelegate> app;
 };
 
@@ -131,13 +126,13 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     // The simulator drops off the server.
     ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
     EXPECT_EQ(button(), "Stop");
-    EXPECT_TRUE(timerActive);
+    EXPECT_TRUE(timer->active);
     EXPECT_EQ(visibleMessageBox(), nullptr);
     const qsizetype beforeDrop = deviceRows().size();
 
     // It comes back: streaming again, the log kept.
     ASSERT_TRUE(tickUntil([&] { return streamingFrom(serial); }, 30000)) << title().toStdString();
-    EXPECT_FALSE(timerActive);
+    EXPECT_FALSE(timer->active);
     ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > beforeDrop + 40; }, 15000));
 
     // Every device line once, in the device's order, nothing missing in between. The one exception is

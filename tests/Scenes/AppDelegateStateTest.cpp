@@ -11,6 +11,7 @@
 #include "Scenes/QuillfernAppDelegate.h"
 #include "Scenes/SelectableTableView.h"
 #include "support/FakeAdbServer.h"
+#include "support/ManualTime.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -24,22 +25,6 @@
 #include <atomic>
 
 namespace {
-
-class ManualTimer final : public RepeatingTimer
-{
-public:
-    explicit ManualTimer(bool *active) : m_active(active) {}
-    void start(std::chrono::milliseconds interval) override
-    {
-        *m_active = true;
-        EXPECT_EQ(interval, std::chrono::milliseconds(5000));
-    }
-    void stop() override { *m_active = false; }
-    bool isActive() const override { return *m_active; }
-
-private:
-    bool *m_active;
-};
 
 QByteArray devicesReply(const QByteArray &list)
 {
@@ -62,7 +47,7 @@ protected:
         Settings::remove(SettingsKey::predicates);
         server.useForClient();
         QuillfernAppDelegate::Options options;
-        options.reconnectTimer = std::make_unique<ManualTimer>(&timerActive);
+        options.reconnectTimer = takeTimer();
         options.startAdb = [this](std::function<void(bool)> done) { pendingAdbStart = std::move(done); };
         options.openUrl = [this](const QUrl &url) { openedUrls << url; };
         options.startDetached = [this](const QString &program, const QStringList &) {
@@ -104,7 +89,13 @@ protected:
     QString button() const { return app->window()->actions().connect->text(); }
 
     FakeAdbServer server;
-    bool timerActive = false;
+    ManualTimer *timer = nullptr; // owned by the delegate
+    std::unique_ptr<RepeatingTimer> takeTimer()
+    {
+        auto owned = std::make_unique<ManualTimer>();
+        timer = owned.get();
+        return owned;
+    }
     std::function<void(bool)> pendingAdbStart;
     QList<QUrl> openedUrls;
     QStringList startedPrograms;
@@ -124,7 +115,7 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
     ASSERT_TRUE(waitStreaming(1));
     EXPECT_EQ(streamDevice, "emu-A");
     EXPECT_EQ(button(), "Stop");
-    EXPECT_FALSE(timerActive);
+    EXPECT_FALSE(timer->active);
     EXPECT_TRUE(app->autoReconnect());
     // The first stream of a run starts from an empty log with the start line.
     ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() == 1; }, 3000));
@@ -134,7 +125,8 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
     endStream();
     ASSERT_TRUE(QTest::qWaitFor([&] { return title() == "Pixel_A - emu-A [PAUSED]"; }, 3000));
     EXPECT_EQ(button(), "Stop");
-    EXPECT_TRUE(timerActive);
+    EXPECT_TRUE(timer->active);
+    EXPECT_EQ(timer->lastInterval, std::chrono::milliseconds(5000));
 
     // A tick while the device is still gone: the device list is empty, no alert.
     server.addScript({FakeAdbServer::expectRequest("host:devices"), FakeAdbServer::reply("OKAY0000"), FakeAdbServer::close()});
@@ -157,7 +149,7 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
     app->onReconnectTimerTick();
     ASSERT_TRUE(waitStreaming(2));
     EXPECT_EQ(streamDevice, "emu-A");
-    EXPECT_FALSE(timerActive);
+    EXPECT_FALSE(timer->active);
     EXPECT_EQ(visibleMessageBox(app->window()), nullptr); // no picker either
     ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() >= 3; }, 3000));
 
@@ -165,7 +157,7 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
     app->window()->actions().connect->trigger();
     ASSERT_TRUE(QTest::qWaitFor([&] { return title() == "Pixel_A - emu-A [OFFLINE]"; }, 3000));
     EXPECT_EQ(button(), "Run");
-    EXPECT_FALSE(timerActive);
+    EXPECT_FALSE(timer->active);
     EXPECT_FALSE(app->autoReconnect());
 }
 
@@ -176,11 +168,11 @@ TEST_F(AppDelegateStateTest, StopWhilePausedGoesOfflineAtOnce)
     expectedTitle = "Pixel_A - emu-A";
     ASSERT_TRUE(waitStreaming(1));
     endStream();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return timerActive; }, 3000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return timer->active; }, 3000));
     app->onConnectButtonPressed();
     EXPECT_EQ(title(), "Pixel_A - emu-A [OFFLINE]");
     EXPECT_EQ(button(), "Run");
-    EXPECT_FALSE(timerActive);
+    EXPECT_FALSE(timer->active);
     // A late tick does nothing.
     app->onReconnectTimerTick();
     QTest::qWait(50);

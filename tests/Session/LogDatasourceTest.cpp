@@ -4,6 +4,7 @@
 #include "Helpers/Clock.h"
 #include "Helpers/Settings.h"
 #include "Session/LogDatasource.h"
+#include "support/ManualTime.h"
 
 #include <gtest/gtest.h>
 

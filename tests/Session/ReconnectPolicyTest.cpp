@@ -1,32 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Session/ReconnectPolicy.h"
+#include "support/ManualTime.h"
 
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 
 namespace {
-
-class ManualTimer final : public RepeatingTimer
-{
-public:
-    void start(std::chrono::milliseconds interval) override
-    {
-        active = true;
-        lastInterval = interval;
-        ++starts;
-    }
-    void stop() override { active = false; }
-    bool isActive() const override { return active; }
-    void fire()
-    {
-        if (active && onTimeout)
-            onTimeout();
-    }
-
-    bool active = false;
-    int starts = 0;
-    std::chrono::milliseconds lastInterval{0};
-};
 
 struct Fixture : ::testing::Test
 {
