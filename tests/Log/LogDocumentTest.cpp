@@ -3,6 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <future>
+
 #include <QDir>
 #include <QFile>
 #include <QRandomGenerator>
@@ -307,4 +313,26 @@ TEST(LogDocumentTest, WriteTextFileAndReadItBack)
     QFile f(dir.filePath("out.log"));
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     EXPECT_EQ(f.readAll(), QByteArray("01-23 14:05:06.789 app(1) - I T:  \xc3\xa9\n"));
+}
+
+TEST(LogDocumentTest, DevicesAndPipesAreRefusedWithoutReading)
+{
+    // A device never ends and a pipe without a writer blocks the open: neither may be read.
+    QTemporaryDir dir;
+    const QString fifo = dir.filePath("pipe.log");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const QString &path : {QStringLiteral("/dev/zero"), QStringLiteral("/dev/urandom"), fifo}) {
+        LogIndexCounter counter;
+        // Run apart so that a regression fails here instead of hanging the whole test program.
+        auto result = std::async(std::launch::async, [&] { return LogDocument::readTextFile(path, counter); });
+        if (result.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+            ADD_FAILURE() << "reading blocked: " << path.toStdString();
+            if (path == fifo) // give the blocked open a writer that leaves at once
+                ::close(::open(QFile::encodeName(fifo).constData(), O_WRONLY | O_NONBLOCK));
+        }
+        const LogFileResult r = result.get();
+        EXPECT_FALSE(r.ok) << path.toStdString();
+        EXPECT_TRUE(r.errorString.contains(path)) << r.errorString.toStdString();
+        EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(path).has_value());
+    }
 }
