@@ -234,3 +234,23 @@ TEST(Utils, SandboxedFollowsTheEnvironment)
     qunsetenv("APP_SANDBOX_CONTAINER_ID");
     EXPECT_FALSE(Utils::isSandboxed());
 }
+
+TEST_F(UtilsTest, StartRunsOneToolAtATimeOnTheGivenPort)
+{
+    // The tool records each run's arguments; the second caller arrives while the first run is going.
+    const QString tool = bin() + QStringLiteral("/adb");
+    const QString runs = m_dir.filePath(QStringLiteral("runs"));
+    makeExecutable(tool, QStringLiteral("echo \"$*\" >> '%1'; sleep 0.3; echo 'daemon started successfully'\n")
+                             .arg(runs)
+                             .toUtf8());
+    std::optional<bool> first;
+    std::optional<bool> second;
+    Utils::startAdb(tool, [&](bool ok) { first = ok; }, 5555);
+    Utils::startAdb(tool, [&](bool ok) { second = ok; }, 5555);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return first && second; }, 10000));
+    EXPECT_TRUE(*first);
+    EXPECT_TRUE(*second);
+    QFile file(runs);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), QByteArray("-P 5555 start-server\n"));
+}
