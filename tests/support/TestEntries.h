@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Log/LogEntry.h"
+
+#include <QList>
+#include <QString>
+
+// A log entry for a test: set only the fields the case is about, e.g. testEntry({.type = "E", .text = " x"}).
+struct EntryFields
+{
+    quint64 idx = 1;
+    QString time = QStringLiteral("01-23 14:05:06.789");
+    QString app;
+    QString pid = QStringLiteral("1234");
+    QString tid = QStringLiteral("-");
+    QString type = QStringLiteral("I");
+    QString name = QStringLiteral("Tag");
+    QString text;
+    QString note;
+};
+
+inline LogEntry testEntry(const EntryFields &f)
+{
+    return LogEntry::create(f.idx, {f.time, f.app, f.pid, f.tid, f.type, f.name, f.text, f.note});
+}
+
+// `count` entries numbered from `firstIdx`, each with the text " message <idx>".
+inline QList<LogEntry> testEntries(quint64 firstIdx, int count)
+{
+    QList<LogEntry> entries;
+    for (int i = 0; i < count; ++i) {
+        const quint64 idx = firstIdx + quint64(i);
+        entries.append(testEntry({.idx = idx, .text = QStringLiteral(" message %1").arg(idx)}));
+    }
+    return entries;
+}
