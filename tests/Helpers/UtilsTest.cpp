@@ -1,51 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/Utils.h"
 
-#include "Helpers/Logger.h"
 #include "Helpers/MainThread.h"
+#include "support/LogCapture.h"
 
 #include <QDir>
 #include <QFile>
-#include <QMutex>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
 namespace {
-
-// Collects the messages of the diagnostic log while alive.
-class LogLines
-{
-public:
-    LogLines()
-    {
-        Logger::getInstance().setObserver([this](LogLevel, const QString &message) {
-            QMutexLocker lock(&m_mutex);
-            m_lines.append(message);
-        });
-    }
-    ~LogLines() { Logger::getInstance().setObserver({}); }
-
-    QStringList lines() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_lines;
-    }
-    QStringList startingWith(const QString &prefix) const
-    {
-        QStringList result;
-        for (const QString &line : lines()) {
-            if (line.startsWith(prefix))
-                result.append(line);
-        }
-        return result;
-    }
-
-private:
-    mutable QMutex m_mutex;
-    QStringList m_lines;
-};
 
 void makeExecutable(const QString &path, const QByteArray &script)
 {
@@ -131,7 +97,7 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
 
     // Remove the winner each round: the next one in order must win.
     for (qsizetype winner = 0; winner < order.size(); ++winner) {
-        LogLines log;
+        LogCapture log;
         EXPECT_EQ(Utils::getAdbPath(home(), m_env), order[winner]);
         QStringList expected;
         for (qsizetype miss = 0; miss < winner; ++miss)
@@ -141,7 +107,7 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
         ASSERT_TRUE(QFile::remove(order[winner]));
     }
 
-    LogLines log;
+    LogCapture log;
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
     EXPECT_EQ(log.startingWith(QStringLiteral("not found:")).size(), 6);
     EXPECT_EQ(log.lines().last(), QStringLiteral("not found:adb"));
@@ -171,7 +137,7 @@ TEST_F(UtilsTest, SdkFoldersNeedOnlyAFileButThePathNeedsAnExecutable)
 
 TEST_F(UtilsTest, StartSucceedsOnlyWhenTheDaemonSaysSo)
 {
-    LogLines log;
+    LogCapture log;
     bool onMainThread = false;
     EXPECT_EQ(startWith("echo '* daemon not running; starting now at tcp:5037'\n"
                         "echo '* daemon started successfully'\n",
@@ -195,7 +161,7 @@ TEST_F(UtilsTest, StartSucceedsOnlyWhenTheDaemonSaysSo)
 
 TEST_F(UtilsTest, StartLeavesStandardInputConnectedButUnused)
 {
-    LogLines log;
+    LogCapture log;
     // A closed input gives end of file at once (status 1); an open, silent pipe makes read time out (>128).
     EXPECT_EQ(startWith("exec /bin/bash -c 'read -t 1 line; echo \"status=$?\"'\n"), false);
     const QStringList got = log.startingWith(QStringLiteral("GOT: "));
@@ -206,7 +172,7 @@ TEST_F(UtilsTest, StartLeavesStandardInputConnectedButUnused)
 
 TEST_F(UtilsTest, StartFailsWhenTheToolIsMissingOrCannotRun)
 {
-    LogLines log;
+    LogCapture log;
     // Not found: false at once, on the calling thread.
     bool called = false;
     bool result = true;
