@@ -67,9 +67,9 @@ QByteArray generatedThreadTime(int lines, quint32 seed)
 TEST(LogDocumentTest, SavedLineLayout)
 {
     LogIndexCounter counter;
-    const LogEntry e = LogLineParser::parseThreadTimeLine(QByteArrayView("01-23 14:05:06.789  1234  5678 W Tag: hi"),
-                                                          LogLineFormatStream, counter,
-                                                          [](const QString &) { return QStringLiteral("com.example"); });
+    const LogEntry e = LogLineParser::parseThreadTimeLine(
+        QByteArrayView("01-23 14:05:06.789  1234  5678 W Tag: hi"), LogLineFormatStream, counter,
+        [](const QString &) { return QStringLiteral("com.example"); });
     EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi\n");
     e.setNote(QStringLiteral("seen"));
     EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi NOTE:[seen\n");
@@ -89,11 +89,12 @@ TEST(LogDocumentTest, RoundTripKeepsEveryFieldAndAddsOneLeadingBlank)
     for (int i = 0; i < 300; ++i) {
         const QString pid = QString::number(100 + rng.bounded(900));
         const QString tid = rng.bounded(2) ? QStringLiteral("-") : QString::number(1000 + rng.bounded(9000));
-        entries << LogEntry::create(quint64(i), {QStringLiteral("01-%1 10:11:12.%2").arg(10 + rng.bounded(18)).arg(100 + rng.bounded(900)),
-                                                 apps[rng.bounded(apps.size())], pid, tid,
-                                                 QString(QChar(QLatin1Char("VDIWEFA"[rng.bounded(7)]))),
-                                                 rng.bounded(2) ? QStringLiteral("Tag") : QStringLiteral("Some Tag"),
-                                                 texts[rng.bounded(texts.size())], notes[rng.bounded(notes.size())]});
+        entries << LogEntry::create(
+            quint64(i),
+            {QStringLiteral("01-%1 10:11:12.%2").arg(10 + rng.bounded(18)).arg(100 + rng.bounded(900)),
+             apps[rng.bounded(apps.size())], pid, tid, QString(QChar(QLatin1Char("VDIWEFA"[rng.bounded(7)]))),
+             rng.bounded(2) ? QStringLiteral("Tag") : QStringLiteral("Some Tag"), texts[rng.bounded(texts.size())],
+             notes[rng.bounded(notes.size())]});
     }
     LogFileResult once = readData(LogDocument::savedText(entries));
     ASSERT_TRUE(once.ok);
@@ -241,30 +242,34 @@ TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
 
 TEST(LogDocumentTest, RealWorldSamples)
 {
-    const LogFileResult tt = readSample("threadtime_simple_clock.log");
-    EXPECT_EQ(tt.format, LogLineFormatThreadTime);
-    ASSERT_EQ(tt.entries.size(), 12);
-    EXPECT_EQ(tt.entries[3].value(LogEntry::Text), " \tat com.simplemobiletools.clock.App$g.a(SourceFile:3)");
-    EXPECT_EQ(tt.entries[11].value(LogEntry::Pid), "524");
-    EXPECT_EQ(tt.entries[11].value(LogEntry::Name), "DropBoxManagerService");
-
-    const LogFileResult crlf = readSample("threadtime_crlf_tinytraveltracker.log");
-    EXPECT_EQ(crlf.format, LogLineFormatThreadTime);
-    ASSERT_EQ(crlf.entries.size(), 6);
-    EXPECT_FALSE(crlf.entries[0].value(LogEntry::Text).endsWith(QLatin1Char('\r')));
-
-    const LogFileResult time = readSample("time_smssync.log");
-    EXPECT_EQ(time.format, LogLineFormatTime);
-    ASSERT_EQ(time.entries.size(), 12);
-    EXPECT_EQ(time.entries[5].value(LogEntry::Name), "power   ");
-    EXPECT_EQ(time.entries[5].value(LogEntry::Pid), "3196");
-
-    const LogFileResult brief = readSample("brief_detlef.log");
-    EXPECT_EQ(brief.format, LogLineFormatBrief);
-    ASSERT_EQ(brief.entries.size(), 10);
-    EXPECT_EQ(brief.entries[1].value(LogEntry::Type), "E");
-    EXPECT_EQ(brief.entries[1].value(LogEntry::Pid), "196");
-
+    struct Sample
+    {
+        const char *file;
+        int format;
+        qsizetype entries;
+        qsizetype row;
+        LogEntry::Field field;
+        QString value;
+    };
+    const Sample samples[] = {
+        {"threadtime_simple_clock.log", LogLineFormatThreadTime, 12, 3, LogEntry::Text,
+         " \tat com.simplemobiletools.clock.App$g.a(SourceFile:3)"},
+        {"threadtime_simple_clock.log", LogLineFormatThreadTime, 12, 11, LogEntry::Name, "DropBoxManagerService"},
+        {"threadtime_crlf_tinytraveltracker.log", LogLineFormatThreadTime, 6, 0, LogEntry::Tid, "25854"},
+        {"time_smssync.log", LogLineFormatTime, 12, 5, LogEntry::Name, "power   "},
+        {"time_smssync.log", LogLineFormatTime, 12, 5, LogEntry::Pid, "3196"},
+        {"brief_detlef.log", LogLineFormatBrief, 10, 1, LogEntry::Type, "E"},
+        {"brief_detlef.log", LogLineFormatBrief, 10, 1, LogEntry::Pid, "196"},
+    };
+    for (const Sample &sample : samples) {
+        SCOPED_TRACE(sample.file);
+        const LogFileResult r = readSample(sample.file);
+        EXPECT_EQ(r.format, sample.format);
+        ASSERT_EQ(r.entries.size(), sample.entries);
+        EXPECT_EQ(r.entries[sample.row].value(sample.field), sample.value);
+        for (const LogEntry &e : r.entries)
+            EXPECT_FALSE(e.value(LogEntry::Text).endsWith(QLatin1Char('\r')));
+    }
     // Android Studio's copy format looks like threadtime to detection; most lines then yield nothing.
     const LogFileResult studio = readSample("studio_bugly.log");
     EXPECT_EQ(studio.format, LogLineFormatThreadTime);
@@ -273,7 +278,8 @@ TEST(LogDocumentTest, RealWorldSamples)
 
 TEST(LogDocumentTest, LongFormatFile)
 {
-    const QByteArray data = "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]\nhello\n\n[ 01-23 14:05:06.790  1: 1 I/T ]\nworld\n\n";
+    const QByteArray data =
+        "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]\nhello\n\n[ 01-23 14:05:06.790  1: 1 I/T ]\nworld\n\n";
     const LogFileResult r = readData(data);
     EXPECT_EQ(r.format, LogLineFormatLong);
     ASSERT_EQ(r.entries.size(), 2);
@@ -287,8 +293,9 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     EXPECT_EQ(LogDocument::kindForPath("/a/b.Quillfern"), LogDocument::FileKind::DictionaryCandidate);
     EXPECT_EQ(LogDocument::kindForPath("/a/b.log"), LogDocument::FileKind::Text);
     QTemporaryDir dir;
-    const QByteArray plist = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
-                             "<array><dict/><dict/></array></dict></plist>\n";
+    const QByteArray plist =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
+        "<array><dict/><dict/></array></dict></plist>\n";
     EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "a.quillfern", plist)), 2);
     const QByteArray other = "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><array/></plist>\n";
     EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "b.quillfern", other)).has_value());

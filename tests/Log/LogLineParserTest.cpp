@@ -73,14 +73,59 @@ TEST(LogLineScannerTest, SkipsUnicodeSpaceBeforeAReadButNotInsideIt)
     EXPECT_EQ(LogLineScanner::whitespaceLength("\xe3\x80", 0), 0) << "truncated sequence";
 }
 
-TEST(LogLineParserTest, ThreadTimeLine)
+TEST(LogLineParserTest, EachFormatsFields)
 {
-    expectFields(parse(kThreadTime, LogLineFormatThreadTime),
-                 {"01-23 14:05:06.789", "", "1234", "-", "I", "ActivityManager", " Start proc", ""});
-    QString other = kThreadTime;
-    other.replace(QStringLiteral("1234 I"), QStringLiteral("5678 I"));
-    expectFields(parse(other, LogLineFormatThreadTime),
-                 {"01-23 14:05:06.789", "", "1234", "5678", "I", "ActivityManager", " Start proc", ""});
+    struct Case
+    {
+        QString line;
+        int format;
+        std::optional<Expected> fields; // none: the line yields no entry
+    };
+    const Case cases[] = {
+        {kThreadTime, LogLineFormatThreadTime,
+         Expected{"01-23 14:05:06.789", "", "1234", "-", "I", "ActivityManager", " Start proc", ""}}, // tid == pid
+        {"01-23 14:05:06.789  1234  5678 I ActivityManager: Start proc", LogLineFormatThreadTime,
+         Expected{"01-23 14:05:06.789", "", "1234", "5678", "I", "ActivityManager", " Start proc", ""}},
+        {"01-23 14:05:06.789 1 2 W : msg", LogLineFormatThreadTime,
+         Expected{"01-23 14:05:06.789", "", "1", "2", "W", "", " msg", ""}}, // no tag
+        {"01-23   14:05:06.789 1 2 V Tag : x\r", LogLineFormatThreadTime,
+         Expected{"01-23 14:05:06.789", "", "1", "2", "V", "Tag ", " x\r", ""}}, // blanks in the time become one
+        {"--------- beginning of main", LogLineFormatStream,
+         Expected{"", "", "", "", "", "", "--------- beginning of main", ""}}, // raw whatever the format
+        // Saved text: app and pid, and a note up to the next separator.
+        {"01-23 14:05:06.789 com.example(1234) 5678 W Tag: hi NOTE:[checked", LogLineFormatThreadTimeApp,
+         Expected{"01-23 14:05:06.789", "com.example", "1234", "5678", "W", "Tag", " hi", "checked"}},
+        {"01-23 14:05:06.789 com.example(1234 5678 W Tag: hi", LogLineFormatThreadTimeApp,
+         Expected{"01-23 14:05:06.789", "", "com.example(1234", "5678", "W", "Tag", " hi", ""}},
+        {"01-23 14:05:06.789 (1234) 1234 W Tag: a NOTE:[b NOTE:[c", LogLineFormatThreadTimeApp,
+         Expected{"01-23 14:05:06.789", "", "1234", "-", "W", "Tag", " a", "b"}},
+        {"D/Tag( 1234): hello", LogLineFormatBrief, Expected{"", "", "1234", "", "D", "Tag", " hello", ""}},
+        {"D/Tag 1234: hello", LogLineFormatBrief, std::nullopt},
+        {"D/Tag(1234) hello", LogLineFormatBrief, std::nullopt},
+        {"01-23 14:05:06.789 E/Tag(  42): boom", LogLineFormatTime,
+         Expected{"01-23 14:05:06.789", "", "42", "", "E", "Tag", " boom", ""}},
+        // The app name sits between "**" in the tag.
+        {"01-23 14:05:06.789: W/ab**com.x**cd(7): m", LogLineFormatTimeColon,
+         Expected{"01-23 14:05:06.789", "com.x", "7", "", "W", "abcd", " m", ""}},
+        {"01-23 14:05:06.789: W/ab**x**c(7): m", LogLineFormatTimeColon,
+         Expected{"01-23 14:05:06.789", "x", "7", "", "W", "ab", " m", ""}},
+        {"01-23 14:05:06.789: W/ab**x(7): m", LogLineFormatTimeColon,
+         Expected{"01-23 14:05:06.789", "", "7", "", "W", "", " m", ""}}, // too short after "**": empty tag
+        {"I( 1234) Hello", LogLineFormatProcess, Expected{"", "", "1234", "", "I", "", " Hello", ""}},
+        {"I/Tag: Hello: x", LogLineFormatTag, Expected{"", "", "", "", "I", "Tag", "Hello: x", ""}},
+        {"I/Tag:Hello", LogLineFormatTag, std::nullopt},
+        {"  raw text", LogLineFormatRaw, Expected{"", "", "", "", "", "", "raw text", ""}},
+        {"x", LogLineFormatUnknown, Expected{"", "", "", "", "", "", "x", ""}},
+        {"D/T(1): x", 42, Expected{"", "", "", "", "", "", "D/T(1): x", ""}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.line.toStdString());
+        const LogEntry e = parse(c.line, c.format);
+        if (c.fields)
+            expectFields(e, *c.fields);
+        else
+            EXPECT_TRUE(e.isNull());
+    }
 }
 
 TEST(LogLineParserTest, StreamFormatLooksUpTheAppName)
@@ -92,25 +137,25 @@ TEST(LogLineParserTest, StreamFormatLooksUpTheAppName)
         return pids.value(pid);
     };
     LogIndexCounter counter;
-    const LogEntry e = LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatStream, counter, lookup);
+    const LogEntry e =
+        LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatStream, counter, lookup);
     EXPECT_EQ(e.value(LogEntry::App), "com.example");
     EXPECT_EQ(asked, QStringList{"1234"});
-    const LogEntry file = LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatThreadTime, counter, lookup);
+    const LogEntry file =
+        LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatThreadTime, counter, lookup);
     EXPECT_EQ(file.value(LogEntry::App), "") << "format 3 does no lookup";
     EXPECT_EQ(asked.size(), 1);
-}
-
-TEST(LogLineParserTest, DashLinesAreRawWhateverTheFormat)
-{
-    expectFields(parse(QStringLiteral("--------- beginning of main"), LogLineFormatStream),
-                 {"", "", "", "", "", "", "--------- beginning of main", ""});
 }
 
 TEST(LogLineParserTest, LinesThatYieldNoEntryTakeNoIndex)
 {
     LogIndexCounter counter;
-    const char *bad[] = {"01-23 14:05:06.789  1234  1234 I Tag:", "01-23 14:05:06.789  1234  1234 I Tag",
-                         "01-23 14:05:06.789  1234", "01-23", "", "   "};
+    const char *bad[] = {"01-23 14:05:06.789  1234  1234 I Tag:",
+                         "01-23 14:05:06.789  1234  1234 I Tag",
+                         "01-23 14:05:06.789  1234",
+                         "01-23",
+                         "",
+                         "   "};
     for (const char *line : bad)
         EXPECT_TRUE(LogLineParser::parseThreadTimeLine(QByteArrayView(line), LogLineFormatStream, counter).isNull())
             << line;
@@ -120,31 +165,13 @@ TEST(LogLineParserTest, LinesThatYieldNoEntryTakeNoIndex)
     EXPECT_EQ(LogLineParser::parseThreadTimeLine(QByteArrayView("01-23 1:2 3 4 D T: y"), 1, counter).idx(), 1u);
 }
 
-TEST(LogLineParserTest, MissingTagStillParses)
-{
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789 1 2 W : msg"), LogLineFormatThreadTime),
-                 {"01-23 14:05:06.789", "", "1", "2", "W", "", " msg", ""});
-}
-
-TEST(LogLineParserTest, SavedTextWithAppAndNote)
-{
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789 com.example(1234) 5678 W Tag: hi NOTE:[checked"),
-                       LogLineFormatThreadTimeApp),
-                 {"01-23 14:05:06.789", "com.example", "1234", "5678", "W", "Tag", " hi", "checked"});
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789 com.example(1234 5678 W Tag: hi"), LogLineFormatThreadTimeApp),
-                 {"01-23 14:05:06.789", "", "com.example(1234", "5678", "W", "Tag", " hi", ""});
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789 (1234) 1234 W Tag: a NOTE:[b NOTE:[c"),
-                       LogLineFormatThreadTimeApp),
-                 {"01-23 14:05:06.789", "", "1234", "-", "W", "Tag", " a", "b"});
-}
-
 TEST(LogLineParserTest, NoteSplitAgreesWithAPlainSearchOnNearMisses)
 {
     // Texts made of pieces of the separator: the note starts after the first " NOTE:[" and runs to
     // the next one, exactly as a plain substring search says.
     const QStringList pieces{QStringLiteral(" NOTE:["), QStringLiteral("NOTE:["), QStringLiteral(" NOTE:"),
-                             QStringLiteral(" NOT"), QStringLiteral("N"), QStringLiteral(" "), QStringLiteral("x"),
-                             QStringLiteral(":["), QStringLiteral("\u00e9")};
+                             QStringLiteral(" NOT"),    QStringLiteral("N"),      QStringLiteral(" "),
+                             QStringLiteral("x"),       QStringLiteral(":["),     QStringLiteral("\u00e9")};
     QRandomGenerator rng(77);
     const QString sep = QStringLiteral(" NOTE:[");
     for (int round = 0; round < 3000; ++round) {
@@ -166,47 +193,24 @@ TEST(LogLineParserTest, NoteSplitAgreesWithAPlainSearchOnNearMisses)
     }
 }
 
-TEST(LogLineParserTest, TimeWithSeveralBlanksIsJoinedByOne)
-{
-    expectFields(parse(QStringLiteral("01-23   14:05:06.789 1 2 V Tag : x\r"), LogLineFormatThreadTime),
-                 {"01-23 14:05:06.789", "", "1", "2", "V", "Tag ", " x\r", ""});
-}
-
-TEST(LogLineParserTest, BriefTimeAndTimeColonFormats)
-{
-    expectFields(parse(QStringLiteral("D/Tag( 1234): hello"), LogLineFormatBrief),
-                 {"", "", "1234", "", "D", "Tag", " hello", ""});
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789 E/Tag(  42): boom"), LogLineFormatTime),
-                 {"01-23 14:05:06.789", "", "42", "", "E", "Tag", " boom", ""});
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789: W/ab**com.x**cd(7): m"), LogLineFormatTimeColon),
-                 {"01-23 14:05:06.789", "com.x", "7", "", "W", "abcd", " m", ""});
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789: W/ab**x**c(7): m"), LogLineFormatTimeColon),
-                 {"01-23 14:05:06.789", "x", "7", "", "W", "ab", " m", ""});
-    expectFields(parse(QStringLiteral("01-23 14:05:06.789: W/ab**x(7): m"), LogLineFormatTimeColon),
-                 {"01-23 14:05:06.789", "", "7", "", "W", "", " m", ""}); // too short after "**": empty tag
-    EXPECT_TRUE(parse(QStringLiteral("D/Tag 1234: hello"), LogLineFormatBrief).isNull());
-    EXPECT_TRUE(parse(QStringLiteral("D/Tag(1234) hello"), LogLineFormatBrief).isNull());
-}
-
-TEST(LogLineParserTest, ProcessTagAndRawFormats)
-{
-    expectFields(parse(QStringLiteral("I( 1234) Hello"), LogLineFormatProcess), {"", "", "1234", "", "I", "", " Hello", ""});
-    expectFields(parse(QStringLiteral("I/Tag: Hello: x"), LogLineFormatTag), {"", "", "", "", "I", "Tag", "Hello: x", ""});
-    EXPECT_TRUE(parse(QStringLiteral("I/Tag:Hello"), LogLineFormatTag).isNull());
-    expectFields(parse(QStringLiteral("  raw text"), LogLineFormatRaw), {"", "", "", "", "", "", "raw text", ""});
-    expectFields(parse(QStringLiteral("x"), LogLineFormatUnknown), {"", "", "", "", "", "", "x", ""});
-    expectFields(parse(QStringLiteral("D/T(1): x"), 42), {"", "", "", "", "", "", "D/T(1): x", ""});
-}
-
 TEST(LogLineParserTest, LongFormatJoinedAndParsed)
 {
-    const QStringList lines{"[ 01-23 14:05:06.789  1234: 5678 D/Tag ]", "hello", "", "garbage",
-                            "[ 01-23 14:05:06.790  1234: 1234 I/Other ]", "", "world", "", "[ lost header ]"};
+    const QStringList lines{"[ 01-23 14:05:06.789  1234: 5678 D/Tag ]",
+                            "hello",
+                            "",
+                            "garbage",
+                            "[ 01-23 14:05:06.790  1234: 1234 I/Other ]",
+                            "",
+                            "world",
+                            "",
+                            "[ lost header ]"};
     const QStringList joined = LogLineParser::joinLongFormatArray(lines);
     ASSERT_EQ(joined.size(), 2);
     EXPECT_EQ(joined[0], "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]hello");
-    expectFields(parse(joined[0], LogLineFormatLong), {"01-23 14:05:06.789", "", "1234", "5678", "D", "Tag ", "hello", ""});
-    expectFields(parse(joined[1], LogLineFormatLong), {"01-23 14:05:06.790", "", "1234", "-", "I", "Other ", "world", ""});
+    expectFields(parse(joined[0], LogLineFormatLong),
+                 {"01-23 14:05:06.789", "", "1234", "5678", "D", "Tag ", "hello", ""});
+    expectFields(parse(joined[1], LogLineFormatLong),
+                 {"01-23 14:05:06.790", "", "1234", "-", "I", "Other ", "world", ""});
     QList<QByteArrayView> bytes;
     QList<QByteArray> storage;
     for (const QString &l : lines)
@@ -232,7 +236,8 @@ TEST(LogLineParserTest, DetectionAgreementCounting)
     // After a change the new class needs six agreeing lines: five brief lines after it are not enough.
     QStringList changed{"I/T: a", "I/T: a", "D/T( 1): b", "D/T( 1): b", "D/T( 1): b", "D/T( 1): b", "D/T( 1): b"};
     EXPECT_EQ(LogLineParser::determineLogType(changed), LogLineFormatBrief); // through the end-of-lines path
-    EXPECT_EQ(LogLineParser::determineLogType(QStringList{"01-23 14:05:06.789 app(1) 2 I T: x"}), LogLineFormatThreadTimeApp);
+    EXPECT_EQ(LogLineParser::determineLogType(QStringList{"01-23 14:05:06.789 app(1) 2 I T: x"}),
+              LogLineFormatThreadTimeApp);
 }
 
 TEST(LogLineParserTest, DetectionSkipsTheTwoLinesAfterALongHeader)
@@ -243,15 +248,18 @@ TEST(LogLineParserTest, DetectionSkipsTheTwoLinesAfterALongHeader)
 
 TEST(LogLineParserTest, ClassifyEachRule)
 {
-    EXPECT_EQ(LogLineParser::classifyLine("D/Tag( 1): x"), LogLineFormatBrief);
-    EXPECT_EQ(LogLineParser::classifyLine("D/Tag: x"), LogLineFormatTag);
-    EXPECT_EQ(LogLineParser::classifyLine("D(  1) x"), LogLineFormatProcess);
-    EXPECT_EQ(LogLineParser::classifyLine("01-23 14:05:06.789: D/T(1): x"), LogLineFormatTimeColon);
-    EXPECT_EQ(LogLineParser::classifyLine("01-23 14:05:06.789 D/T(1): x"), LogLineFormatTime);
-    EXPECT_EQ(LogLineParser::classifyLine("01-23 14:05:06.789  1  2 D T: x"), LogLineFormatThreadTime);
-    EXPECT_EQ(LogLineParser::classifyLine("hello world"), LogLineFormatRaw);
-    // Positions count UTF-16 units, not bytes.
-    EXPECT_EQ(LogLineParser::classifyLine("\xc3\xa9/T: x"), LogLineFormatTag);
+    const std::pair<const char *, int> cases[] = {
+        {"D/Tag( 1): x", LogLineFormatBrief},
+        {"D/Tag: x", LogLineFormatTag},
+        {"D(  1) x", LogLineFormatProcess},
+        {"01-23 14:05:06.789: D/T(1): x", LogLineFormatTimeColon},
+        {"01-23 14:05:06.789 D/T(1): x", LogLineFormatTime},
+        {"01-23 14:05:06.789  1  2 D T: x", LogLineFormatThreadTime},
+        {"hello world", LogLineFormatRaw},
+        {"\xc3\xa9/T: x", LogLineFormatTag}, // positions count UTF-16 units, not bytes
+    };
+    for (const auto &[line, format] : cases)
+        EXPECT_EQ(LogLineParser::classifyLine(line), format) << line;
 }
 
 TEST(LogLineParserTest, SystemMessageUsesTheWeekBasedYear)

@@ -11,13 +11,13 @@ struct EntryFields
 {
     quint64 idx = 1;
     QString time = QStringLiteral("01-23 14:05:06.789");
-    QString app;
+    QString app = QString();
     QString pid = QStringLiteral("1234");
     QString tid = QStringLiteral("-");
     QString type = QStringLiteral("I");
     QString name = QStringLiteral("Tag");
-    QString text;
-    QString note;
+    QString text = QString();
+    QString note = QString();
 };
 
 inline LogEntry testEntry(const EntryFields &f)
