@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Log/LogDocument.h"
+#include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
 
@@ -9,9 +10,6 @@
 #include <QTemporaryDir>
 
 namespace {
-
-const std::array<LogEntry::Field, 8> kStored{LogEntry::Time, LogEntry::App,  LogEntry::Pid,  LogEntry::Tid,
-                                             LogEntry::Type, LogEntry::Name, LogEntry::Text, LogEntry::Note};
 
 QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &data)
 {
@@ -101,10 +99,10 @@ TEST(LogDocumentTest, RoundTripKeepsEveryFieldAndAddsOneLeadingBlank)
     EXPECT_EQ(once.format, LogLineFormatThreadTimeApp);
     ASSERT_EQ(once.entries.size(), entries.size());
     for (qsizetype i = 0; i < entries.size(); ++i) {
-        for (LogEntry::Field f : kStored) {
-            const QString expected = entries[i].value(f);
-            EXPECT_EQ(once.entries[i].value(f), f == LogEntry::Text ? QLatin1Char(' ') + expected : expected)
-                << "row " << i << " field " << int(f);
+        for (int f = LogEntry::Time; f <= LogEntry::Note; ++f) {
+            const QString expected = entries[i].value(LogEntry::Field(f));
+            EXPECT_EQ(once.entries[i].value(LogEntry::Field(f)), f == LogEntry::Text ? ' ' + expected : expected)
+                << "row " << i << " field " << f;
         }
         EXPECT_EQ(once.entries[i].idx(), quint64(i));
     }
@@ -138,8 +136,7 @@ TEST(LogDocumentTest, WindowsLineEndsParseLikeLineFeeds)
     EXPECT_EQ(b.lineCount, 2 * a.lineCount - 1);
     ASSERT_EQ(a.entries.size(), b.entries.size());
     for (qsizetype i = 0; i < a.entries.size(); ++i) {
-        for (LogEntry::Field f : kStored)
-            ASSERT_EQ(a.entries[i].value(f), b.entries[i].value(f));
+        ASSERT_EQ(fieldsOf(a.entries[i]), fieldsOf(b.entries[i])) << "row " << i;
     }
 }
 
@@ -176,8 +173,7 @@ TEST(LogDocumentTest, TwoThreadReadMatchesLineByLineParsing)
     ASSERT_EQ(r.entries.size(), expected.size());
     for (qsizetype i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(r.entries[i].idx(), quint64(40 + i));
-        for (LogEntry::Field f : kStored)
-            ASSERT_EQ(r.entries[i].value(f), expected[i].value(f)) << "row " << i << " field " << int(f);
+        ASSERT_EQ(fieldsOf(r.entries[i]), fieldsOf(expected[i])) << "row " << i;
     }
     EXPECT_EQ(counter.peek(), quint64(40 + expected.size()));
 }
@@ -242,34 +238,30 @@ TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
 
 TEST(LogDocumentTest, RealWorldSamples)
 {
-    struct Sample
-    {
-        const char *file;
-        int format;
-        qsizetype entries;
-        qsizetype row;
-        LogEntry::Field field;
-        QString value;
-    };
-    const Sample samples[] = {
-        {"threadtime_simple_clock.log", LogLineFormatThreadTime, 12, 3, LogEntry::Text,
-         " \tat com.simplemobiletools.clock.App$g.a(SourceFile:3)"},
-        {"threadtime_simple_clock.log", LogLineFormatThreadTime, 12, 11, LogEntry::Name, "DropBoxManagerService"},
-        {"threadtime_crlf_tinytraveltracker.log", LogLineFormatThreadTime, 6, 0, LogEntry::Tid, "25854"},
-        {"time_smssync.log", LogLineFormatTime, 12, 5, LogEntry::Name, "power   "},
-        {"time_smssync.log", LogLineFormatTime, 12, 5, LogEntry::Pid, "3196"},
-        {"brief_detlef.log", LogLineFormatBrief, 10, 1, LogEntry::Type, "E"},
-        {"brief_detlef.log", LogLineFormatBrief, 10, 1, LogEntry::Pid, "196"},
-    };
-    for (const Sample &sample : samples) {
-        SCOPED_TRACE(sample.file);
-        const LogFileResult r = readSample(sample.file);
-        EXPECT_EQ(r.format, sample.format);
-        ASSERT_EQ(r.entries.size(), sample.entries);
-        EXPECT_EQ(r.entries[sample.row].value(sample.field), sample.value);
-        for (const LogEntry &e : r.entries)
-            EXPECT_FALSE(e.value(LogEntry::Text).endsWith(QLatin1Char('\r')));
-    }
+    const LogFileResult tt = readSample("threadtime_simple_clock.log");
+    EXPECT_EQ(tt.format, LogLineFormatThreadTime);
+    ASSERT_EQ(tt.entries.size(), 12);
+    EXPECT_EQ(tt.entries[3].value(LogEntry::Text), " \tat com.simplemobiletools.clock.App$g.a(SourceFile:3)");
+    EXPECT_EQ(tt.entries[11].value(LogEntry::Pid), "524");
+    EXPECT_EQ(tt.entries[11].value(LogEntry::Name), "DropBoxManagerService");
+
+    const LogFileResult crlf = readSample("threadtime_crlf_tinytraveltracker.log");
+    EXPECT_EQ(crlf.format, LogLineFormatThreadTime);
+    ASSERT_EQ(crlf.entries.size(), 6);
+    EXPECT_FALSE(crlf.entries[0].value(LogEntry::Text).endsWith(QLatin1Char('\r')));
+
+    const LogFileResult time = readSample("time_smssync.log");
+    EXPECT_EQ(time.format, LogLineFormatTime);
+    ASSERT_EQ(time.entries.size(), 12);
+    EXPECT_EQ(time.entries[5].value(LogEntry::Name), "power   ");
+    EXPECT_EQ(time.entries[5].value(LogEntry::Pid), "3196");
+
+    const LogFileResult brief = readSample("brief_detlef.log");
+    EXPECT_EQ(brief.format, LogLineFormatBrief);
+    ASSERT_EQ(brief.entries.size(), 10);
+    EXPECT_EQ(brief.entries[1].value(LogEntry::Type), "E");
+    EXPECT_EQ(brief.entries[1].value(LogEntry::Pid), "196");
+
     // Android Studio's copy format looks like threadtime to detection; most lines then yield nothing.
     const LogFileResult studio = readSample("studio_bugly.log");
     EXPECT_EQ(studio.format, LogLineFormatThreadTime);

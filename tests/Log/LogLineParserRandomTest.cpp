@@ -182,16 +182,16 @@ std::optional<Fields> reference(const QString &line, int format, const QString &
 
 QString randomLine(QRandomGenerator &rng)
 {
-    static const QStringList pieces{
-        "01-23",  "14:05:06.789", "14:05:06.789:", " ",     "  ",     "\t",   QString(QChar(0x00A0)),
-        QString(QChar(0x3000)),   "1234",          "5678",  "I",      "D",    "/",      "(",
-        ")",      "):",           ":",             ": ",    "[",      "]",    "-",      "**",
-        "é",      "日志",         "🚀",            " NOTE:[", "\r",     "Tag",  "com.example(1234)",
-        "msg",    "\n",           "x",             "a b"};
-    static const QStringList shapes{
-        "01-23 14:05:06.789  1234  5678 I Tag: msg", "01-23 14:05:06.789 com.x(12) 12 W T: m NOTE:[n",
-        "01-23 14:05:06.789: W/a**app**b( 12): m",    "D/Tag( 1234): hello", "I( 12) hi", "I/Tag: hi",
-        "01-23 14:05:06.789 E/Tag(  42): boom",       "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]hello"};
+    // Pieces of every format, Unicode blanks and multi-byte characters, separated by '|'.
+    static const QStringList pieces =
+        QStringLiteral("01-23|14:05:06.789|14:05:06.789:| |  |\t|\u00a0|\u3000|1234|5678|I|D|/|(|)|):|:|: |[|]|-|**|"
+                       "é|日志|🚀| NOTE:[|\r|Tag|com.example(1234)|msg|\n|x|a b")
+            .split(u'|');
+    static const QStringList shapes =
+        QStringLiteral("01-23 14:05:06.789  1234  5678 I Tag: msg|01-23 14:05:06.789 com.x(12) 12 W T: m NOTE:[n|"
+                       "01-23 14:05:06.789: W/a**app**b( 12): m|D/Tag( 1234): hello|I( 12) hi|I/Tag: hi|"
+                       "01-23 14:05:06.789 E/Tag(  42): boom|[ 01-23 14:05:06.789  1234: 5678 D/Tag ]hello")
+            .split(u'|');
     QString line;
     if (rng.bounded(2)) {
         line = shapes[rng.bounded(shapes.size())];

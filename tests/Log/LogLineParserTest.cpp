@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Log/LogLineParser.h"
 #include "Log/LogLineScanner.h"
+#include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
 
@@ -9,36 +10,10 @@
 
 namespace {
 
-struct Expected
-{
-    QString time, app, pid, tid, type, name, text, note;
-};
-
-void expectFields(const LogEntry &e, const Expected &x)
-{
-    ASSERT_FALSE(e.isNull());
-    EXPECT_EQ(e.value(LogEntry::Time), x.time);
-    EXPECT_EQ(e.value(LogEntry::App), x.app);
-    EXPECT_EQ(e.value(LogEntry::Pid), x.pid);
-    EXPECT_EQ(e.value(LogEntry::Tid), x.tid);
-    EXPECT_EQ(e.value(LogEntry::Type), x.type);
-    EXPECT_EQ(e.value(LogEntry::Name), x.name);
-    EXPECT_EQ(e.value(LogEntry::Text), x.text);
-    EXPECT_EQ(e.value(LogEntry::Note), x.note);
-}
-
 LogEntry parse(const QString &line, int format)
 {
     LogIndexCounter counter;
     return LogLineParser::parseThreadTimeLine(QStringView(line), format, counter);
-}
-
-QStringList repeat(const QString &line, int n)
-{
-    QStringList out;
-    for (int i = 0; i < n; ++i)
-        out << line;
-    return out;
 }
 
 const QString kThreadTime = QStringLiteral("01-23 14:05:06.789  1234  1234 I ActivityManager: Start proc");
@@ -75,56 +50,35 @@ TEST(LogLineScannerTest, SkipsUnicodeSpaceBeforeAReadButNotInsideIt)
 
 TEST(LogLineParserTest, EachFormatsFields)
 {
-    struct Case
-    {
-        QString line;
-        int format;
-        std::optional<Expected> fields; // none: the line yields no entry
-    };
-    const Case cases[] = {
-        {kThreadTime, LogLineFormatThreadTime,
-         Expected{"01-23 14:05:06.789", "", "1234", "-", "I", "ActivityManager", " Start proc", ""}}, // tid == pid
-        {"01-23 14:05:06.789  1234  5678 I ActivityManager: Start proc", LogLineFormatThreadTime,
-         Expected{"01-23 14:05:06.789", "", "1234", "5678", "I", "ActivityManager", " Start proc", ""}},
-        {"01-23 14:05:06.789 1 2 W : msg", LogLineFormatThreadTime,
-         Expected{"01-23 14:05:06.789", "", "1", "2", "W", "", " msg", ""}}, // no tag
-        {"01-23   14:05:06.789 1 2 V Tag : x\r", LogLineFormatThreadTime,
-         Expected{"01-23 14:05:06.789", "", "1", "2", "V", "Tag ", " x\r", ""}}, // blanks in the time become one
-        {"--------- beginning of main", LogLineFormatStream,
-         Expected{"", "", "", "", "", "", "--------- beginning of main", ""}}, // raw whatever the format
-        // Saved text: app and pid, and a note up to the next separator.
+    // Fields as "time|app|pid|tid|type|name|text|note"; null: the line yields no entry.
+    const std::tuple<QString, int, const char *> cases[] = {
+        {kThreadTime, LogLineFormatThreadTime, "01-23 14:05:06.789||1234|-|I|ActivityManager| Start proc|"},
+        {"01-23 14:05:06.789  1234  5678 I AM: x", LogLineFormatThreadTime, "01-23 14:05:06.789||1234|5678|I|AM| x|"},
+        {"01-23 14:05:06.789 1 2 W : msg", LogLineFormatThreadTime, "01-23 14:05:06.789||1|2|W|| msg|"},
+        {"01-23   14:05:06.789 1 2 V Tag : x\r", LogLineFormatThreadTime, "01-23 14:05:06.789||1|2|V|Tag | x\r|"},
+        {"--------- beginning of main", LogLineFormatStream, "||||||--------- beginning of main|"},
         {"01-23 14:05:06.789 com.example(1234) 5678 W Tag: hi NOTE:[checked", LogLineFormatThreadTimeApp,
-         Expected{"01-23 14:05:06.789", "com.example", "1234", "5678", "W", "Tag", " hi", "checked"}},
+         "01-23 14:05:06.789|com.example|1234|5678|W|Tag| hi|checked"},
         {"01-23 14:05:06.789 com.example(1234 5678 W Tag: hi", LogLineFormatThreadTimeApp,
-         Expected{"01-23 14:05:06.789", "", "com.example(1234", "5678", "W", "Tag", " hi", ""}},
+         "01-23 14:05:06.789||com.example(1234|5678|W|Tag| hi|"},
         {"01-23 14:05:06.789 (1234) 1234 W Tag: a NOTE:[b NOTE:[c", LogLineFormatThreadTimeApp,
-         Expected{"01-23 14:05:06.789", "", "1234", "-", "W", "Tag", " a", "b"}},
-        {"D/Tag( 1234): hello", LogLineFormatBrief, Expected{"", "", "1234", "", "D", "Tag", " hello", ""}},
-        {"D/Tag 1234: hello", LogLineFormatBrief, std::nullopt},
-        {"D/Tag(1234) hello", LogLineFormatBrief, std::nullopt},
-        {"01-23 14:05:06.789 E/Tag(  42): boom", LogLineFormatTime,
-         Expected{"01-23 14:05:06.789", "", "42", "", "E", "Tag", " boom", ""}},
-        // The app name sits between "**" in the tag.
-        {"01-23 14:05:06.789: W/ab**com.x**cd(7): m", LogLineFormatTimeColon,
-         Expected{"01-23 14:05:06.789", "com.x", "7", "", "W", "abcd", " m", ""}},
-        {"01-23 14:05:06.789: W/ab**x**c(7): m", LogLineFormatTimeColon,
-         Expected{"01-23 14:05:06.789", "x", "7", "", "W", "ab", " m", ""}},
-        {"01-23 14:05:06.789: W/ab**x(7): m", LogLineFormatTimeColon,
-         Expected{"01-23 14:05:06.789", "", "7", "", "W", "", " m", ""}}, // too short after "**": empty tag
-        {"I( 1234) Hello", LogLineFormatProcess, Expected{"", "", "1234", "", "I", "", " Hello", ""}},
-        {"I/Tag: Hello: x", LogLineFormatTag, Expected{"", "", "", "", "I", "Tag", "Hello: x", ""}},
-        {"I/Tag:Hello", LogLineFormatTag, std::nullopt},
-        {"  raw text", LogLineFormatRaw, Expected{"", "", "", "", "", "", "raw text", ""}},
-        {"x", LogLineFormatUnknown, Expected{"", "", "", "", "", "", "x", ""}},
-        {"D/T(1): x", 42, Expected{"", "", "", "", "", "", "D/T(1): x", ""}},
+         "01-23 14:05:06.789||1234|-|W|Tag| a|b"},
+        {"D/Tag( 1234): hello", LogLineFormatBrief, "||1234||D|Tag| hello|"},
+        {"D/Tag 1234: hello", LogLineFormatBrief, nullptr},
+        {"D/Tag(1234) hello", LogLineFormatBrief, nullptr},
+        {"01-23 14:05:06.789 E/Tag(  42): boom", LogLineFormatTime, "01-23 14:05:06.789||42||E|Tag| boom|"},
+        {"01-23 14:05:06.789: W/ab**com.x**cd(7): m", LogLineFormatTimeColon, "01-23 14:05:06.789|com.x|7||W|abcd| m|"},
+        {"01-23 14:05:06.789: W/ab**x**c(7): m", LogLineFormatTimeColon, "01-23 14:05:06.789|x|7||W|ab| m|"},
+        {"01-23 14:05:06.789: W/ab**x(7): m", LogLineFormatTimeColon, "01-23 14:05:06.789||7||W|| m|"},
+        {"I( 1234) Hello", LogLineFormatProcess, "||1234||I|| Hello|"},
+        {"I/Tag: Hello: x", LogLineFormatTag, "||||I|Tag|Hello: x|"},
+        {"I/Tag:Hello", LogLineFormatTag, nullptr},
+        {"  raw text", LogLineFormatRaw, "||||||raw text|"},
+        {"x", LogLineFormatUnknown, "||||||x|"},
+        {"D/T(1): x", 42, "||||||D/T(1): x|"},
     };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.line.toStdString());
-        const LogEntry e = parse(c.line, c.format);
-        if (c.fields)
-            expectFields(e, *c.fields);
-        else
-            EXPECT_TRUE(e.isNull());
+    for (const auto &[line, format, fields] : cases) {
+        EXPECT_EQ(fieldsOf(parse(line, format)), QString::fromUtf8(fields)) << line.toStdString();
     }
 }
 
@@ -207,10 +161,8 @@ TEST(LogLineParserTest, LongFormatJoinedAndParsed)
     const QStringList joined = LogLineParser::joinLongFormatArray(lines);
     ASSERT_EQ(joined.size(), 2);
     EXPECT_EQ(joined[0], "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]hello");
-    expectFields(parse(joined[0], LogLineFormatLong),
-                 {"01-23 14:05:06.789", "", "1234", "5678", "D", "Tag ", "hello", ""});
-    expectFields(parse(joined[1], LogLineFormatLong),
-                 {"01-23 14:05:06.790", "", "1234", "-", "I", "Other ", "world", ""});
+    EXPECT_EQ(fieldsOf(parse(joined[0], LogLineFormatLong)), "01-23 14:05:06.789||1234|5678|D|Tag |hello|");
+    EXPECT_EQ(fieldsOf(parse(joined[1], LogLineFormatLong)), "01-23 14:05:06.790||1234|-|I|Other |world|");
     QList<QByteArrayView> bytes;
     QList<QByteArray> storage;
     for (const QString &l : lines)
@@ -223,8 +175,8 @@ TEST(LogLineParserTest, LongFormatJoinedAndParsed)
 TEST(LogLineParserTest, DetectionAgreementCounting)
 {
     EXPECT_EQ(LogLineParser::determineLogType(QStringList{}), LogLineFormatUnknown);
-    EXPECT_EQ(LogLineParser::determineLogType(repeat(kThreadTime, 5)), LogLineFormatThreadTime);
-    EXPECT_EQ(LogLineParser::determineLogType(repeat(kThreadTime, 4)), LogLineFormatThreadTime);
+    EXPECT_EQ(LogLineParser::determineLogType(QStringList(5, kThreadTime)), LogLineFormatThreadTime);
+    EXPECT_EQ(LogLineParser::determineLogType(QStringList(4, kThreadTime)), LogLineFormatThreadTime);
     EXPECT_EQ(LogLineParser::determineLogType(QStringList{"-----", "x", ""}), LogLineFormatUnknown);
     // Alternating formats: the 31st classified line decides.
     QStringList alternating;
@@ -268,7 +220,7 @@ TEST(LogLineParserTest, SystemMessageUsesTheWeekBasedYear)
     counter.reserve(5);
     const QDateTime monday(QDate(2024, 12, 30), QTime(8, 9, 10, 11));
     const LogEntry e = LogLineParser::makeSystemMessage(QStringLiteral("Disconnected"), counter, monday);
-    expectFields(e, {"2025-12-30 08:09:10.011", "Quillfern", "---", "---", "QF", "---", "Disconnected", ""});
+    EXPECT_EQ(fieldsOf(e), "2025-12-30 08:09:10.011|Quillfern|---|---|QF|---|Disconnected|");
     EXPECT_EQ(e.idx(), 5u);
     EXPECT_EQ(LogLineParser::weekYearTimestamp(QDateTime(QDate(2021, 1, 1), QTime(0, 0))), "2020-01-01 00:00:00.000");
     EXPECT_EQ(LogLineParser::weekYearTimestamp(QDateTime(QDate(2023, 6, 15), QTime(23, 59, 59, 999))),

@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 // A log entry for a test: set only the fields the case is about, e.g. testEntry({.type = "E", .text = " x"}).
 struct EntryFields
@@ -23,6 +24,18 @@ struct EntryFields
 inline LogEntry testEntry(const EntryFields &f)
 {
     return LogEntry::create(f.idx, {f.time, f.app, f.pid, f.tid, f.type, f.name, f.text, f.note});
+}
+
+// "time|app|pid|tid|type|name|text|note" of an entry, one comparison for all its fields; a null text for
+// no entry.
+inline QString fieldsOf(const LogEntry &e)
+{
+    if (e.isNull())
+        return {};
+    QStringList fields;
+    for (int f = LogEntry::Time; f <= LogEntry::Note; ++f)
+        fields << e.value(LogEntry::Field(f));
+    return fields.join(u'|');
 }
 
 // `count` entries numbered from `firstIdx`, each with the text " message <idx>".
