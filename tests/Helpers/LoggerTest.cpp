@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/Logger.h"
 #include "support/LogCapture.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -234,11 +235,7 @@ TEST(LoggerReadLogText, LastFifteenThousandCharactersAndReadFailures)
     QTemporaryDir dir;
     const QString path = dir.path() + QStringLiteral("/log.txt");
     const auto read = [&](const QString &text, const QByteArray &bytes = {}) {
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes.isEmpty() ? text.toUtf8() : bytes);
-        file.close();
-        return Logger::readLogText(path);
+        return Logger::readLogText(writeTestFile(path, bytes.isEmpty() ? text.toUtf8() : bytes));
     };
     // Characters, not bytes: é takes two bytes.
     const QString exact = QString(14999, u'\u00e9') + u'\n';

@@ -3,6 +3,7 @@
 
 #include "Helpers/MainThread.h"
 #include "support/LogCapture.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,12 +16,8 @@ namespace {
 
 void makeExecutable(const QString &path, const QByteArray &script)
 {
-    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).absolutePath()));
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write("#!/bin/sh\n" + script);
-    file.close();
-    ASSERT_TRUE(file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+    writeTestFile(path, "#!/bin/sh\n" + script);
+    ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
 }
 
 class UtilsTest : public ::testing::Test
@@ -115,23 +112,16 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
 
 TEST_F(UtilsTest, SdkFoldersNeedOnlyAFileButThePathNeedsAnExecutable)
 {
-    const QString inHome = home() + QStringLiteral("/android-sdks/platform-tools/adb");
-    ASSERT_TRUE(QDir().mkpath(QFileInfo(inHome).absolutePath()));
-    QFile plain(inHome);
-    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
-    plain.close();
+    const QString inHome = writeTestFile(home() + QStringLiteral("/android-sdks/platform-tools/adb"), {});
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), inHome);
     ASSERT_TRUE(QFile::remove(inHome));
 
     // A folder named adb is not the tool.
     ASSERT_TRUE(QDir().mkpath(inHome));
-    QFile onPath(bin() + QStringLiteral("/adb"));
-    ASSERT_TRUE(QDir().mkpath(bin()));
-    ASSERT_TRUE(onPath.open(QIODevice::WriteOnly));
-    onPath.close();
+    const QString onPath = writeTestFile(bin() + QStringLiteral("/adb"), {});
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
 
-    ASSERT_TRUE(onPath.setPermissions(QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    ASSERT_TRUE(QFile::setPermissions(onPath, QFileDevice::ReadOwner | QFileDevice::ExeOwner));
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), bin() + QStringLiteral("/adb"));
 }
 

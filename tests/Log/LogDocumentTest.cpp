@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Log/LogDocument.h"
 #include "support/TestEntries.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -10,15 +11,6 @@
 #include <QTemporaryDir>
 
 namespace {
-
-QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &data)
-{
-    const QString path = dir.filePath(name);
-    QFile f(path);
-    EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(data);
-    return path;
-}
 
 LogFileResult readData(const QByteArray &data)
 {
@@ -211,7 +203,7 @@ TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
     EXPECT_FALSE(folder.ok);
     EXPECT_FALSE(folder.errorString.isEmpty());
 
-    const LogFileResult empty = LogDocument::readTextFile(writeFile(dir, "empty.log", {}), counter);
+    const LogFileResult empty = LogDocument::readTextFile(writeTestFile(dir.filePath("empty.log"), {}), counter);
     EXPECT_TRUE(empty.ok);
     EXPECT_EQ(empty.format, LogLineFormatUnknown);
     EXPECT_TRUE(empty.entries.isEmpty());
@@ -220,13 +212,13 @@ TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
     QByteArray binary(3 << 20, Qt::Uninitialized);
     for (char &c : binary)
         c = char(rng.bounded(256));
-    const LogFileResult bin = LogDocument::readTextFile(writeFile(dir, "random.bin", binary), counter);
+    const LogFileResult bin = LogDocument::readTextFile(writeTestFile(dir.filePath("random.bin"), binary), counter);
     EXPECT_TRUE(bin.ok);
     EXPECT_EQ(bin.encoding, "ISO 8859-1");
 
     QByteArray noLineFeed(100 << 20, 'a');
     noLineFeed.replace(0, 4, "I/T:");
-    const QString bigPath = writeFile(dir, "one-line.log", noLineFeed);
+    const QString bigPath = writeTestFile(dir.filePath("one-line.log"), noLineFeed);
     noLineFeed.clear();
     const LogFileResult big = LogDocument::readTextFile(bigPath, counter);
     EXPECT_TRUE(big.ok);
@@ -288,10 +280,12 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     const QByteArray plist =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
         "<array><dict/><dict/></array></dict></plist>\n";
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "a.quillfern", plist)), 2);
+    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("a.quillfern"), plist)), 2);
     const QByteArray other = "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><array/></plist>\n";
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "b.quillfern", other)).has_value());
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "c.quillfern", "01-23 x\n")).has_value());
+    EXPECT_FALSE(
+        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("b.quillfern"), other)).has_value());
+    EXPECT_FALSE(
+        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("c.quillfern"), "01-23 x\n")).has_value());
     EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
 }
 
