@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QHash>
 #include <QRandomGenerator>
 
 namespace {
@@ -80,25 +79,6 @@ TEST(LogLineParserTest, EachFormatsFields)
     for (const auto &[line, format, fields] : cases) {
         EXPECT_EQ(fieldsOf(parse(line, format)), QString::fromUtf8(fields)) << line.toStdString();
     }
-}
-
-TEST(LogLineParserTest, StreamFormatLooksUpTheAppName)
-{
-    QHash<QString, QString> pids{{QStringLiteral("1234"), QStringLiteral("com.example")}};
-    QStringList asked;
-    const LogLineParser::AppLookup lookup = [&](const QString &pid) {
-        asked << pid;
-        return pids.value(pid);
-    };
-    LogIndexCounter counter;
-    const LogEntry e =
-        LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatStream, counter, lookup);
-    EXPECT_EQ(e.value(LogEntry::App), "com.example");
-    EXPECT_EQ(asked, QStringList{"1234"});
-    const LogEntry file =
-        LogLineParser::parseThreadTimeLine(QStringView(kThreadTime), LogLineFormatThreadTime, counter, lookup);
-    EXPECT_EQ(file.value(LogEntry::App), "") << "format 3 does no lookup";
-    EXPECT_EQ(asked.size(), 1);
 }
 
 TEST(LogLineParserTest, LinesThatYieldNoEntryTakeNoIndex)
