@@ -35,3 +35,21 @@ function(qf_ensure_object out)
         set(${out} ${${out}} ${CMAKE_BINARY_DIR}/qf_empty.cpp PARENT_SCOPE)
     endif()
 endfunction()
+
+# `format` rewrites the tracked C++ sources with .clang-format; `format-check` fails on any file it would
+# change. The file list is taken from git when the target runs, so new files need no reconfigure.
+find_program(CLANG_FORMAT_PROGRAM NAMES clang-format clang-format-14)
+if(CLANG_FORMAT_PROGRAM)
+    foreach(_mode format check)
+        set(_target format)
+        if(_mode STREQUAL "check")
+            set(_target format-check)
+        endif()
+        add_custom_target(${_target}
+            COMMAND ${CMAKE_COMMAND} -DCLANG_FORMAT=${CLANG_FORMAT_PROGRAM} -DMODE=${_mode}
+                    -P ${CMAKE_CURRENT_LIST_DIR}/Format.cmake
+            WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+            USES_TERMINAL
+            VERBATIM)
+    endforeach()
+endif()
