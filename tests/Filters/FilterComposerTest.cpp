@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/FilterComposer.h"
 
-#include "Helpers/Settings.h"
 #include "Filters/SavedFilters.h"
 
 #include <gtest/gtest.h>
@@ -17,9 +16,9 @@ LogEntry entry(const QString &type, const QString &name, const QString &text, co
                                 type, name, text, note});
 }
 
-SavedFilters defaults()
+SavedFilters defaults(SavedFilters::Storage storage = {})
 {
-    SavedFilters saved;
+    SavedFilters saved(std::move(storage));
     for (const auto &[name, text] : SavedFilters::defaultFilters())
         saved.setFilter(name, Filter::parse(text));
     return saved;
@@ -116,8 +115,8 @@ TEST(FilterComposer, QuickFilterAndCellFilters)
 
 TEST(FilterComposer, NarrowingASavedFilter)
 {
-    Settings::remove(SettingsKey::predicates);
-    SavedFilters saved = defaults();
+    SavedFilters::Texts stored;
+    SavedFilters saved = defaults({{}, [&stored](const SavedFilters::Texts &texts) { stored = texts; }});
     saved.save();
     const Filter first = saved.filter(saved.nameForRow(1));
 
@@ -138,7 +137,7 @@ TEST(FilterComposer, NarrowingASavedFilter)
     EXPECT_FALSE(twice->matches(entry("W", "net", "x")));
 
     // Saved under the same name.
-    EXPECT_EQ(Settings::value(SettingsKey::predicates).toMap().value("LogLevel Error").toString(), twice->toString());
+    EXPECT_EQ(stored.value("LogLevel Error"), twice->toString());
     EXPECT_EQ(saved.count(), 7);
 
     // An OR filter is nested, not spliced.
@@ -146,5 +145,4 @@ TEST(FilterComposer, NarrowingASavedFilter)
     EXPECT_EQ(json.kind(), Filter::Kind::And);
     EXPECT_EQ(json.parts().size(), 2);
     EXPECT_EQ(Filter::parse(json.toString()), json);
-    Settings::remove(SettingsKey::predicates);
 }
