@@ -381,7 +381,5 @@ std::optional<qsizetype> LogDocument::dictionaryDocumentLineCount(const QString 
             count = plist_get_node_type(logData) == PLIST_ARRAY ? qsizetype(plist_array_get_size(logData)) : 0;
     }
     plist_free(root);
-    if (count)
-        QF_LOG(QStringLiteral("dictionary format:%1, lines:%2").arg(path).arg(*count));
     return count;
 }

@@ -2,7 +2,6 @@
 #include "Filters/FilterComposer.h"
 #include "support/TestEntries.h"
 
-#include "Helpers/Settings.h"
 #include "Filters/SavedFilters.h"
 
 #include <gtest/gtest.h>
@@ -11,9 +10,9 @@
 
 namespace {
 
-SavedFilters defaults()
+SavedFilters defaults(SavedFilters::Storage storage = {})
 {
-    SavedFilters saved;
+    SavedFilters saved(std::move(storage));
     for (const auto &[name, text] : SavedFilters::defaultFilters())
         saved.setFilter(name, Filter::parse(text));
     return saved;
@@ -110,8 +109,8 @@ TEST(FilterComposer, QuickFilterAndCellFilters)
 
 TEST(FilterComposer, NarrowingASavedFilter)
 {
-    Settings::remove(SettingsKey::predicates);
-    SavedFilters saved = defaults();
+    SavedFilters::Texts stored;
+    SavedFilters saved = defaults({{}, [&stored](const SavedFilters::Texts &texts) { stored = texts; }});
     saved.save();
     const Filter first = saved.filter(saved.nameForRow(1));
 
@@ -132,7 +131,7 @@ TEST(FilterComposer, NarrowingASavedFilter)
     EXPECT_FALSE(twice->matches(testEntry({.type = "W", .name = "net", .text = "x"})));
 
     // Saved under the same name.
-    EXPECT_EQ(Settings::value(SettingsKey::predicates).toMap().value("LogLevel Error").toString(), twice->toString());
+    EXPECT_EQ(stored.value("LogLevel Error"), twice->toString());
     EXPECT_EQ(saved.count(), 7);
 
     // An OR filter is nested, not spliced.
@@ -140,5 +139,4 @@ TEST(FilterComposer, NarrowingASavedFilter)
     EXPECT_EQ(json.kind(), Filter::Kind::And);
     EXPECT_EQ(json.parts().size(), 2);
     EXPECT_EQ(Filter::parse(json.toString()), json);
-    Settings::remove(SettingsKey::predicates);
 }

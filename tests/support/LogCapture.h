@@ -48,6 +48,7 @@ public:
         }
         return out;
     }
+    int count(const QString &prefix) const { return int(startingWith(prefix).size()); }
 
 private:
     mutable QMutex m_mutex;
