@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QList>
+
 using namespace AdbProtocol;
 
 TEST(AdbProtocol, FramesRequestsWithFourHexDigitsOfTheCharacterCount)
@@ -83,4 +85,36 @@ TEST(AdbProtocol, DecoderDoesNotCarryStateFromOneLineToTheNext)
     EXPECT_EQ(decoder.decode("\xe2\x82\xac\n"), QStringLiteral("\u20ac\n"));
     EXPECT_FALSE(decoder.decode("\xff\n").has_value());
     EXPECT_EQ(decoder.decode("ok\r\n"), QStringLiteral("ok\r\n")); // an error does not stick
+}
+
+TEST(AdbProtocol, BuildsRepliesWithAHexByteCount)
+{
+    EXPECT_EQ(okayReply(), QByteArray("OKAY"));
+    EXPECT_EQ(failReply("device offline"), QByteArray("FAIL000edevice offline"));
+    EXPECT_EQ(failReply(""), QByteArray("FAIL0000"));
+    EXPECT_EQ(lengthPrefixed("\xc3\xa9"), QByteArray("0002\xc3\xa9")); // bytes, not characters
+    EXPECT_EQ(lengthPrefixed(QByteArray(0x1abc, 'x')).left(4), QByteArray("1abc"));
+}
+
+TEST(AdbProtocol, StatusReplyIsCompleteOnlyOnceEveryByteHasArrivedAtWhateverSplit)
+{
+    struct Case
+    {
+        QByteArray bytes;
+        StatusReply complete;
+    };
+    const QList<Case> cases = {
+        {okayReply() + "trailing", {StatusReply::Okay, {}, 4}},
+        {failReply("device not found") + "x", {StatusReply::Failed, "device not found", 24}},
+        {failReply(""), {StatusReply::Failed, {}, 8}},
+        {"okay0002ab", {StatusReply::Failed, "ab", 10}}, // any status but "OKAY" is a failure
+        {"FAILzzzz", {StatusReply::Failed, {}, 8}},      // a length that is not hex reads as 0
+    };
+    for (const Case &c : cases) {
+        const qsizetype end = c.complete.consumed;
+        for (qsizetype received = 0; received <= c.bytes.size(); ++received) {
+            const StatusReply reply = parseStatusReply(QByteArrayView(c.bytes).first(received));
+            EXPECT_EQ(reply, received < end ? StatusReply{} : c.complete) << c.bytes.data() << " at " << received;
+        }
+    }
 }
