@@ -33,20 +33,18 @@ QByteArray hostileReply(QRandomGenerator &rng)
     return out;
 }
 
-// What LogReader must report for a reply to its transport request that is not "OKAY".
+// What LogReader must report for a reply to its transport request that is not "OKAY". An empty
+// message is never read, so it reports nothing.
 QStringList expectedLogReaderEvents(const QByteArray &reply)
 {
     QStringList events;
-    if (reply.size() >= 8) {
-        const quint32 length = AdbProtocol::hexDataToInteger(reply.mid(4, 4));
-        if (length > 0 && reply.size() >= 8 + qsizetype(length)) {
-            const QString message =
-                AdbProtocol::stringFromData(reply.mid(8, length)).value_or(QString());
-            if (message.toLower().contains(QLatin1String("device not found")))
-                events.append(QStringLiteral("notFound:logReader:2:") + message);
-            else
-                events.append(QStringLiteral("error:logReader:2:") + message);
-        }
+    const AdbProtocol::StatusReply status = AdbProtocol::parseStatusReply(reply);
+    if (status.kind == AdbProtocol::StatusReply::Failed && !status.message.isEmpty()) {
+        const QString message = AdbProtocol::stringFromData(status.message).value_or(QString());
+        if (message.toLower().contains(QLatin1String("device not found")))
+            events.append(QStringLiteral("notFound:logReader:2:") + message);
+        else
+            events.append(QStringLiteral("error:logReader:2:") + message);
     }
     events.append(QStringLiteral("stopped"));
     return events;
@@ -56,16 +54,15 @@ QStringList expectedLogReaderEvents(const QByteArray &reply)
 
 TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
 {
-    FakeAdbServer::clearClientSettings();
     QRandomGenerator rng(20240611);
-    FakeAdbServer server; // one server, one script per round: the settings are written once
-    server.useForClient();
+    FakeAdbServer server; // one server, one script per round
     for (int round = 0; round < 300; ++round) {
         QByteArray reply = hostileReply(rng);
         server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")),
                           FakeAdbServer::reply(reply), FakeAdbServer::close()});
         LogReaderRecorder rec;
         LogReader reader;
+        reader.setConnectionSettings(server.connectionSettings());
         reader.setDeviceId(QStringLiteral("S"));
         reader.setDelegate(&rec);
         reader.connect();
@@ -80,15 +77,12 @@ TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
             EXPECT_EQ(events.last(), QStringLiteral("stopped"));
         }
     }
-    FakeAdbServer::clearClientSettings();
 }
 
 TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
 {
-    FakeAdbServer::clearClientSettings();
     QRandomGenerator rng(77);
     FakeAdbServer server;
-    server.useForClient();
     for (int round = 0; round < 300; ++round) {
         QByteArray reply = hostileReply(rng);
         if (rng.bounded(2) == 0)
@@ -97,6 +91,7 @@ TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
                           FakeAdbServer::close()});
         DeviceListReaderRecorder rec;
         DeviceListReader reader;
+        reader.setConnectionSettings(server.connectionSettings());
         reader.setDelegate(&rec);
         reader.connect();
         ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000))
@@ -113,7 +108,6 @@ TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
         }
         EXPECT_EQ(rec.events(), expected) << "reply " << reply.toHex().toStdString();
     }
-    FakeAdbServer::clearClientSettings();
 }
 
 TEST(AdbReplyFuzz, HexScannerAgreesWithAReferenceOnRandomText)

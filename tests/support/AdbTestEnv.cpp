@@ -131,6 +131,13 @@ bool AdbTestEnv::start()
     return true;
 }
 
+AdbConnectionSettings AdbTestEnv::connectionSettings() const
+{
+    AdbConnectionSettings settings;
+    settings.port = m_port;
+    return settings;
+}
+
 void AdbTestEnv::pointSettingsAtServer() const
 {
     Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Android/AdbConnectionSettings.h"
+
 #include <gtest/gtest.h>
 
 #include <QByteArray>
@@ -56,7 +58,10 @@ public:
     // Where device logs (their stderr) and input logs go.
     QString workDir() const;
 
-    // Writes adbServer "127.0.0.1" and adbPort "<serverPort>" (strings) into the settings store.
+    // For readers and datasources: this server.
+    AdbConnectionSettings connectionSettings() const;
+    // Writes adbServer "127.0.0.1" and adbPort "<serverPort>" (strings) into the settings store, for
+    // tests that go through the application controller, which reads the store.
     void pointSettingsAtServer() const;
 
     // Runs `adb -P <serverPort> args...`; stdin is /dev/null.
