@@ -63,11 +63,6 @@ AdbTestEnv::~AdbTestEnv()
             entry.second->process->kill();
 }
 
-QString AdbTestEnv::workDir() const
-{
-    return m_dir ? m_dir->path() : QString();
-}
-
 QString AdbTestEnv::toolPath() const
 {
     return QStringLiteral(QF_TOOLS_DIR "/quillfern-devsim");
@@ -146,24 +141,7 @@ void AdbTestEnv::pointSettingsAtServer() const
 
 AdbTestEnv::AdbResult AdbTestEnv::runAdb(const QStringList &args, int timeoutMs) const
 {
-    AdbResult result;
-    QProcess process;
-    process.setProcessEnvironment(m_env);
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.start(m_adb, QStringList{QStringLiteral("-P"), QString::number(m_port)} + args);
-    if (!process.waitForStarted(5000))
-        return result;
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished(2000);
-        result.out = process.readAllStandardOutput();
-        result.err = process.readAllStandardError();
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    return runAdbUntil(args, [](const QByteArray &) { return false; }, timeoutMs);
 }
 
 AdbTestEnv::AdbResult AdbTestEnv::runAdbUntil(const QStringList &args,
@@ -193,7 +171,7 @@ AdbTestEnv::AdbResult AdbTestEnv::runAdbUntil(const QStringList &args,
         process.kill();
         process.waitForFinished(2000);
     } else {
-        result.exitCode = process.exitCode();
+        result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     }
     result.out += process.readAllStandardOutput();
     result.err = process.readAllStandardError();
@@ -357,23 +335,11 @@ bool AdbTestEnv::removeDevice(const QString &serial, int timeoutMs)
 
 void AdbTestEnv::removeAllDevices()
 {
-    const QStringList serials = devices();
-    for (const QString &serial : serials)
-        removeDevice(serial);
-}
-
-QStringList AdbTestEnv::devices() const
-{
     QStringList serials;
     for (const auto &entry : m_devices)
         serials.append(entry.first);
-    return serials;
-}
-
-QStringList AdbTestEnv::deviceOptions(const QString &serial) const
-{
-    const auto it = m_devices.find(serial);
-    return it == m_devices.end() ? QStringList() : it->second->options;
+    for (const QString &serial : serials)
+        removeDevice(serial);
 }
 
 QString AdbTestEnv::inputLogPath(const QString &serial) const
@@ -386,12 +352,6 @@ QString AdbTestEnv::deviceLog(const QString &serial) const
 {
     const auto it = m_devices.find(serial);
     return it == m_devices.end() ? QString() : readText(it->second->stderrLog);
-}
-
-bool AdbTestEnv::isDeviceRunning(const QString &serial) const
-{
-    const auto it = m_devices.find(serial);
-    return it != m_devices.end() && it->second->process && it->second->process->state() == QProcess::Running;
 }
 
 void AdbTestEnv::shutdown()
