@@ -35,9 +35,9 @@ void AdbRequestSocket::didRead(QByteArrayView data, long tag)
     }
 }
 
-void AdbRequestSocket::sendRequest(const QString &request, long replyTag)
+void AdbRequestSocket::sendRequest(const QString &request, long replyTag, double timeout)
 {
-    sendExpectOkay(request, -1.0, replyTag);
+    sendExpectOkay(request, timeout, replyTag);
 }
 
 void AdbRequestSocket::replyNotOkay(QByteArrayView reply, long)

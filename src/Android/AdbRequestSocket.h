@@ -31,8 +31,9 @@ protected:
 
     // Sends the reader's request: after the transport's "OKAY", or on connect for a "host:" request.
     virtual void startRequest() = 0;
-    // The request goes out framed; its status reply arrives under replyTag.
-    void sendRequest(const QString &request, long replyTag);
+    // The request goes out framed; its status reply arrives under replyTag. A negative timeout (seconds)
+    // means none, which every request but an input command uses.
+    void sendRequest(const QString &request, long replyTag, double timeout = -1.0);
     // The status reply under replyTag was "OKAY".
     virtual void requestAccepted(long replyTag) = 0;
     // A status reply that is not "OKAY": logged; readers add stop() or readFailure().

@@ -83,6 +83,11 @@ TEST_P(AdbRequestSocketTest, RunsTheSharedSequence)
     reader.connect();
     ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
     EXPECT_EQ(reader.events(), c.expected);
+    QByteArray expectedBytes; // the framed requests of the script, in order
+    for (const FS::Step &step : c.script)
+        if (step.kind == FS::Step::Expect)
+            expectedBytes += step.bytes;
+    EXPECT_EQ(server.received(0), expectedBytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(
