@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(
                      FS::transportThen(QString(), kProbe) + FS::Script{FS::okay()}, {QStringLiteral("accepted:11")}},
         SequenceCase{"HostRequestGoesOutAtOnce", false, false, QStringLiteral("SER"),
                      {FS::expectRequest(kProbe), FS::okay()}, {QStringLiteral("accepted:11")}},
-        SequenceCase{"RefusedTransportSendsNoRequest", true, false, QStringLiteral("S"),
+        SequenceCase{"RefusedTransportEndsTheSequence", true, false, QStringLiteral("S"),
                      {FS::expectRequest(QStringLiteral("host:transport:S")), FS::fail("gone")},
                      {QStringLiteral("notOkay:10:FAIL")}},
         SequenceCase{"RefusedRequest", true, false, QStringLiteral("S"),
