@@ -22,7 +22,7 @@ protected:
     // The reader's numbers for the shared reads; -1 for one it never issues.
     struct Tags
     {
-        long transportReply = -1; // -1: a "host:" request, sent without transport selection
+        long transportReply = -1;   // -1: a "host:" request, sent without transport selection
         QList<long> requestReplies; // every tag sendRequest(request, tag) is used with
         long failureLength = -1;
         long failureMessage = -1;

@@ -45,7 +45,8 @@ void AdbSocket::connect()
 
     AdbError error;
     if (!socket->connectToHost(settings.server, settings.port, &error)) {
-        QF_LOG(QStringLiteral("// If there was an error, it's likely something like 'already connected' or 'no delegate set'"));
+        QF_LOG(QStringLiteral(
+            "// If there was an error, it's likely something like 'already connected' or 'no delegate set'"));
         QF_LOG(QStringLiteral("Error: %1").arg(error.toString()));
     }
 }

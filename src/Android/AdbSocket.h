@@ -17,9 +17,9 @@
 //
 // Threads: connect() creates the socket on the calling thread, which must run an event loop; every
 // callback of that connection (and so every delegate call of a subclass) arrives there. stop(),
-// isConnected(), setDeviceId(), setConnectionSettings() and the subclasses' setDelegate() may be called from any thread; the
-// rest belongs to the connecting thread. Destroy the object on the connecting thread, or once that
-// thread's event loop has ended (AdbSocketThread does this for owners that run readers on a worker).
+// isConnected(), setDeviceId(), setConnectionSettings() and the subclasses' setDelegate() may be called from any
+// thread; the rest belongs to the connecting thread. Destroy the object on the connecting thread, or once that thread's
+// event loop has ended (AdbSocketThread does this for owners that run readers on a worker).
 class AdbSocket : protected AsyncSocketDelegate
 {
 public:

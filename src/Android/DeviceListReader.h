@@ -42,6 +42,5 @@ protected:
     void adbDeviceNotFound(const AdbError &error) override;
 
 private:
-
     std::atomic<DeviceListReaderDelegate *> m_delegate{nullptr};
 };

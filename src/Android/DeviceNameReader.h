@@ -46,7 +46,6 @@ protected:
     void failed(const QString &message) override;
 
 private:
-
     std::atomic<DeviceNameReaderDelegate *> m_delegate{nullptr};
     std::optional<QByteArray> m_resultData;
 };

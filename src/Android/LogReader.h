@@ -74,7 +74,6 @@ protected:
     void adbDeviceNotFound(const AdbError &error) override;
 
 private:
-
     std::atomic<LogReaderDelegate *> m_delegate{nullptr};
     std::atomic<bool> m_sentClearDevice{false};
 };

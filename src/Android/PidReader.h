@@ -47,7 +47,6 @@ protected:
     void unknownReadState(long tag) override;
 
 private:
-
     std::atomic<PidReaderDelegate *> m_delegate{nullptr};
     std::atomic<bool> m_addDashArg{true};
     std::optional<QByteArray> m_resultData; // absent until the command is sent

@@ -9,7 +9,6 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
-
 namespace {
 
 // Forwards every connection to the adb server and counts them, so a test sees how many
@@ -25,9 +24,8 @@ public:
                 ++m_count;
                 auto *upstream = new QTcpSocket(client);
                 upstream->connectToHost(QHostAddress::LocalHost, m_target);
-                QObject::connect(client, &QTcpSocket::readyRead, upstream, [client, upstream] {
-                    upstream->write(client->readAll());
-                });
+                QObject::connect(client, &QTcpSocket::readyRead, upstream,
+                                 [client, upstream] { upstream->write(client->readAll()); });
                 QObject::connect(upstream, &QTcpSocket::readyRead, client,
                                  [client, upstream] { client->write(upstream->readAll()); });
                 QObject::connect(upstream, &QTcpSocket::disconnected, client, &QTcpSocket::disconnectFromHost);
@@ -95,8 +93,8 @@ protected:
     bool clearLogOnStart = false;
 };
 
-const QStringList kQuietDevice = {QStringLiteral("--seed"), QStringLiteral("3"), QStringLiteral("--buffer"),
-                                  QStringLiteral("30"), QStringLiteral("--rate"), QStringLiteral("0"),
+const QStringList kQuietDevice = {QStringLiteral("--seed"),  QStringLiteral("3"),      QStringLiteral("--buffer"),
+                                  QStringLiteral("30"),      QStringLiteral("--rate"), QStringLiteral("0"),
                                   QStringLiteral("--lines"), QStringLiteral("0")};
 
 } // namespace
@@ -141,8 +139,8 @@ TEST_F(AdbReadersTest, ClearLogOnStartClearsOnOneConnectionAndStreamsOnASecond)
         ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 5000));
         if (clear) {
             // The clearing connection ended silently.
-            EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("line:--------- beginning of main\n"),
-                                                 QStringLiteral("stopped")}));
+            EXPECT_EQ(rec.events(),
+                      (QStringList{QStringLiteral("line:--------- beginning of main\n"), QStringLiteral("stopped")}));
         }
         EXPECT_EQ(proxy.count(), clear ? 2 : 1);
     }
@@ -157,14 +155,15 @@ TEST_F(AdbReadersTest, TheServersFailureMessagesStopTheReader)
                            QStringLiteral("stopped")}));
     ASSERT_FALSE(startDevice(kQuietDevice).isEmpty());
     ASSERT_FALSE(startDevice(kQuietDevice).isEmpty());
-    EXPECT_EQ(runUntilStopped(QString()), (QStringList{QStringLiteral("error:logReader:2:more than one device/emulator"),
-                                                       QStringLiteral("stopped")}));
+    EXPECT_EQ(
+        runUntilStopped(QString()),
+        (QStringList{QStringLiteral("error:logReader:2:more than one device/emulator"), QStringLiteral("stopped")}));
 }
 
 TEST_F(AdbReadersTest, DeviceDroppedMidStreamStopsTheReader)
 {
-    const QString serial = startDevice({QStringLiteral("--rate"), QStringLiteral("50"), QStringLiteral("--drop-after"),
-                                        QStringLiteral("2")});
+    const QString serial = startDevice(
+        {QStringLiteral("--rate"), QStringLiteral("50"), QStringLiteral("--drop-after"), QStringLiteral("2")});
     ASSERT_FALSE(serial.isEmpty());
     const QStringList events = runUntilStopped(serial);
     EXPECT_GT(events.size(), 1); // lines came before the drop
@@ -185,9 +184,10 @@ TEST_F(AdbReadersTest, PsOutputOfCurrentAndOldDevices)
         EXPECT_TRUE(waitUntil([&] { return rec.size() == 1; }, 10000));
         return rec.events().value(0);
     };
-    EXPECT_EQ(runPs(current, true),
-              QStringLiteral("pids:") +
-                  env().runAdbOn(current, {QStringLiteral("shell"), QStringLiteral("ps"), QStringLiteral("-A")}).text());
+    EXPECT_EQ(
+        runPs(current, true),
+        QStringLiteral("pids:") +
+            env().runAdbOn(current, {QStringLiteral("shell"), QStringLiteral("ps"), QStringLiteral("-A")}).text());
     // An old device answers "ps -A" with an error and plain "ps" with a table.
     const QString withDash = runPs(old, true);
     EXPECT_TRUE(withDash.startsWith(QLatin1String("pids:"))) << withDash.toStdString();

@@ -17,8 +17,9 @@ namespace {
 // Random bytes biased towards the protocol's own tokens, so the state machines get deep.
 QByteArray hostileReply(QRandomGenerator &rng)
 {
-    static const QList<QByteArray> tokens = {"OKAY", "FAIL", "0000", "0004", "000a", "00ff", "zzzz", "\n",
-                                             "\r\n", "device not found", "\xff\xfe", "\xc3", "0x1", " 1f"};
+    static const QList<QByteArray> tokens = {"OKAY",     "FAIL", "0000", "0004", "000a",
+                                             "00ff",     "zzzz", "\n",   "\r\n", "device not found",
+                                             "\xff\xfe", "\xc3", "0x1",  " 1f"};
     QByteArray out;
     const int pieces = rng.bounded(0, 8);
     for (int i = 0; i < pieces; ++i) {
@@ -58,8 +59,8 @@ TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
     FakeAdbServer server; // one server, one script per round
     for (int round = 0; round < 300; ++round) {
         QByteArray reply = hostileReply(rng);
-        server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")),
-                          FakeAdbServer::reply(reply), FakeAdbServer::close()});
+        server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")), FakeAdbServer::reply(reply),
+                          FakeAdbServer::close()});
         LogReaderRecorder rec;
         LogReader reader;
         reader.setConnectionSettings(server.connectionSettings());
@@ -103,8 +104,8 @@ TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
             if (length == 0)
                 expected.append(QStringLiteral("failed:1"));
             else if (reply.size() >= 8 + qsizetype(length))
-                expected.append(QStringLiteral("devices:") + AdbProtocol::stringFromData(reply.mid(8, length))
-                                                                 .value_or(QStringLiteral("<absent>")));
+                expected.append(QStringLiteral("devices:") +
+                                AdbProtocol::stringFromData(reply.mid(8, length)).value_or(QStringLiteral("<absent>")));
         }
         EXPECT_EQ(rec.events(), expected) << "reply " << reply.toHex().toStdString();
     }

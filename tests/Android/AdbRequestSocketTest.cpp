@@ -64,8 +64,7 @@ struct SequenceCase
 };
 
 class AdbRequestSocketTest : public FakeAdbServerTest, public ::testing::WithParamInterface<SequenceCase>
-{
-};
+{};
 
 const QString kProbe = QStringLiteral("shell:probe");
 
@@ -93,23 +92,46 @@ TEST_P(AdbRequestSocketTest, RunsTheSharedSequence)
 INSTANTIATE_TEST_SUITE_P(
     Sequences, AdbRequestSocketTest,
     ::testing::Values(
-        SequenceCase{"SerialSelectsItsTransport", true, false, QStringLiteral("SER"),
+        SequenceCase{"SerialSelectsItsTransport",
+                     true,
+                     false,
+                     QStringLiteral("SER"),
                      FS::transportThen(QStringLiteral("SER"), kProbe) + FS::Script{FS::reply("OKAYa\nb\n")},
                      {QStringLiteral("accepted:11"), QStringLiteral("output:a\n"), QStringLiteral("output:b\n")}},
-        SequenceCase{"NoSerialSelectsAnyTransport", true, false, QString(),
-                     FS::transportThen(QString(), kProbe) + FS::Script{FS::okay()}, {QStringLiteral("accepted:11")}},
-        SequenceCase{"HostRequestGoesOutAtOnce", false, false, QStringLiteral("SER"),
-                     {FS::expectRequest(kProbe), FS::okay()}, {QStringLiteral("accepted:11")}},
-        SequenceCase{"RefusedTransportEndsTheSequence", true, false, QStringLiteral("S"),
+        SequenceCase{"NoSerialSelectsAnyTransport",
+                     true,
+                     false,
+                     QString(),
+                     FS::transportThen(QString(), kProbe) + FS::Script{FS::okay()},
+                     {QStringLiteral("accepted:11")}},
+        SequenceCase{"HostRequestGoesOutAtOnce",
+                     false,
+                     false,
+                     QStringLiteral("SER"),
+                     {FS::expectRequest(kProbe), FS::okay()},
+                     {QStringLiteral("accepted:11")}},
+        SequenceCase{"RefusedTransportEndsTheSequence",
+                     true,
+                     false,
+                     QStringLiteral("S"),
                      {FS::expectRequest(QStringLiteral("host:transport:S")), FS::fail("gone")},
                      {QStringLiteral("notOkay:10:FAIL")}},
-        SequenceCase{"RefusedRequest", true, false, QStringLiteral("S"),
+        SequenceCase{"RefusedRequest",
+                     true,
+                     false,
+                     QStringLiteral("S"),
                      FS::transportThen(QStringLiteral("S"), kProbe) + FS::Script{FS::reply("nope")},
                      {QStringLiteral("notOkay:11:nope")}},
-        SequenceCase{"FailureMessageIsReadWhenTheReaderAsks", true, true, QStringLiteral("S"),
+        SequenceCase{"FailureMessageIsReadWhenTheReaderAsks",
+                     true,
+                     true,
+                     QStringLiteral("S"),
                      FS::transportThen(QStringLiteral("S"), kProbe) + FS::Script{FS::fail("device offline")},
                      {QStringLiteral("notOkay:11:FAIL"), QStringLiteral("failed:device offline")}},
-        SequenceCase{"FailureMessageThatIsNotUtf8IsEmpty", true, true, QStringLiteral("S"),
+        SequenceCase{"FailureMessageThatIsNotUtf8IsEmpty",
+                     true,
+                     true,
+                     QStringLiteral("S"),
                      {FS::expectRequest(QStringLiteral("host:transport:S")), FS::fail("\xff")},
                      {QStringLiteral("notOkay:10:FAIL"), QStringLiteral("failed:")}}),
     [](const ::testing::TestParamInfo<SequenceCase> &param) { return std::string(param.param.name); });

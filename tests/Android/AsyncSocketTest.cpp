@@ -111,7 +111,6 @@ protected:
     AsyncSocket *socket = new AsyncSocket(&rec);
 };
 
-
 } // namespace
 
 TEST_F(AsyncSocketTest, ServesQueuedReadsInRequestOrderWithTheirTags)
@@ -225,8 +224,8 @@ TEST_F(AsyncSocketTest, CompletesWritesInOrderWithTheirTags)
     socket->writeData(QByteArray(1 << 20, 'x'), -1, 3);
     EXPECT_EQ(peer.readAllReceived(16 + (1 << 20)).left(16), QByteArray("000chost:devices"));
     ASSERT_TRUE(QTest::qWaitFor([&] { return rec.events.size() >= 4; }, 5000));
-    EXPECT_EQ(rec.events.mid(1), (QStringList{QStringLiteral("write:1"), QStringLiteral("write:2"),
-                                              QStringLiteral("write:3")}));
+    EXPECT_EQ(rec.events.mid(1),
+              (QStringList{QStringLiteral("write:1"), QStringLiteral("write:2"), QStringLiteral("write:3")}));
 }
 
 TEST_F(AsyncSocketTest, PeerCloseServesCompleteReadsThenReportsCode7AndDropsThePartialLine)
@@ -374,7 +373,8 @@ TEST(AsyncSocket, CallbacksArriveOnTheThreadThatConnected)
     ASSERT_TRUE(QTest::qWaitFor([&] { return rec.threadCount() == 3; }, 5000));
     for (QThread *t : rec.threads)
         EXPECT_EQ(t, &worker);
-    QMetaObject::invokeMethod(&anchor, [&] { socket->dispose(); }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        &anchor, [&] { socket->dispose(); }, Qt::BlockingQueuedConnection);
     worker.quit();
     worker.wait();
 }

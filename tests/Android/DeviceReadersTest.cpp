@@ -27,10 +27,10 @@ TEST(DeviceListReader, DeliversThePayloadOrReportsNoDevice)
         {"OKAY" + AdbProtocol::lengthPrefixed("emulator-5554\tdevice\nX\n"),
          {QStringLiteral("devices:emulator-5554\tdevice\nX\n")}},
         {"OKAY0000", {QStringLiteral("failed:1")}},
-        {"FAIL0005nope!", {}},                                       // logged only
+        {"FAIL0005nope!", {}},                                      // logged only
         {"OKAYzzzz", {QStringLiteral("failed:1")}},                 // non-hex length reads as 0
-        {"OKAY00ffshort", {}},                                       // length beyond what follows
-        {"OKAY00", {}},                                              // truncated length
+        {"OKAY00ffshort", {}},                                      // length beyond what follows
+        {"OKAY00", {}},                                             // truncated length
         {"OKAY0002\xff\xfe", {QStringLiteral("devices:<absent>")}}, // not UTF-8
         {"", {}},
     };
@@ -63,12 +63,13 @@ TEST(DeviceNameReader, ReportsTheFirstNonEmptyLineOrNothing)
 {
     const QList<QPair<QByteArray, QStringList>> cases = {
         {"OKAY\r\nPixel 7\r\nignored\n", {QStringLiteral("model:SER:Pixel 7")}},
-        {"OKAY", {}},                       // empty output
-        {"OKAY\n\r\n", {}},                 // only empty lines
-        {"FAIL0003bad", {}},                // a refused getprop is only logged
+        {"OKAY", {}},        // empty output
+        {"OKAY\n\r\n", {}},  // only empty lines
+        {"FAIL0003bad", {}}, // a refused getprop is only logged
     };
     for (const auto &[replyBytes, expected] : cases) {
-        NameRun run(FS::transportThen(QStringLiteral("SER"), kGetprop) + FS::Script{FS::reply(replyBytes), FS::close()});
+        NameRun run(FS::transportThen(QStringLiteral("SER"), kGetprop) +
+                    FS::Script{FS::reply(replyBytes), FS::close()});
         EXPECT_EQ(run.runToEnd(QStringLiteral("SER")), expected) << replyBytes.toStdString();
     }
 }
@@ -76,7 +77,9 @@ TEST(DeviceNameReader, ReportsTheFirstNonEmptyLineOrNothing)
 TEST(DeviceNameReader, ModelFromOutput)
 {
     EXPECT_EQ(DeviceNameReader::modelFromOutput("\nSM-G950F\n"), QStringLiteral("SM-G950F"));
-    EXPECT_EQ(DeviceNameReader::modelFromOutput("A\xe2\x80\xa8" "B"), QStringLiteral("A"));
+    EXPECT_EQ(DeviceNameReader::modelFromOutput("A\xe2\x80\xa8"
+                                                "B"),
+              QStringLiteral("A"));
     EXPECT_EQ(DeviceNameReader::modelFromOutput("\n\r\n"), std::nullopt);
     EXPECT_EQ(DeviceNameReader::modelFromOutput("\xff\n"), std::nullopt);
 }

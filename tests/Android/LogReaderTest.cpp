@@ -139,9 +139,9 @@ TEST(LogReader, IsConnectedDuringConnectingAndCode7WhileConnectingIsNotNotRunnin
 
     run.reader.connect();
     run.reader.didDisconnect(AdbError::posixError(ECONNREFUSED));
-    EXPECT_EQ(run.rec.events(), (QStringList{QStringLiteral("stopped"),
-                                             QStringLiteral("notRunning:%1").arg(ECONNREFUSED),
-                                             QStringLiteral("stopped")}));
+    EXPECT_EQ(run.rec.events(),
+              (QStringList{QStringLiteral("stopped"), QStringLiteral("notRunning:%1").arg(ECONNREFUSED),
+                           QStringLiteral("stopped")}));
 }
 
 TEST(LogReader, CloseAtEveryBytePositionEndsInStoppedWithTheWholeLinesSoFar)
@@ -185,7 +185,8 @@ TEST(LogReaderDelegate, ByteAndBulkFormsDecodeEachLineToTheTextFormOrAbsent)
 {
     TextOnlyDelegate d;
     d.logLineDataReceived("a \xc3\xa9\r\n");
-    d.logLineDataReceived("\xef\xbb\xbf" "bom\n");
+    d.logLineDataReceived("\xef\xbb\xbf"
+                          "bom\n");
     // One bad line among good ones spoils only itself; CR LF stays with its line.
     d.logLinesDataReceived("one\r\ncut \xe2\x82\n\nlast\n");
     const QList<std::optional<QString>> expected = {

@@ -70,7 +70,9 @@ TEST_F(DeviceListIntegrationTest, TwoDevicesAreLookedUpOneAfterTheOtherInListOrd
     QStringList started{first, second};
     started.sort();
     EXPECT_EQ(ids, started);
-    auto modelOf = [&](const QString &s) { return s == first ? QStringLiteral("Model First") : QStringLiteral("Model Second"); };
+    auto modelOf = [&](const QString &s) {
+        return s == first ? QStringLiteral("Model First") : QStringLiteral("Model Second");
+    };
     EXPECT_EQ(got[1], QStringLiteral("model:%1:%2").arg(listed[0].id, modelOf(listed[0].id)));
     EXPECT_EQ(got[2], QStringLiteral("model:%1:%2").arg(listed[1].id, modelOf(listed[1].id)));
 

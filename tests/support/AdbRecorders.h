@@ -98,10 +98,7 @@ struct LogReaderRecorder : LogReaderDelegate, AdbEventLog
     {
         add(QStringLiteral("error:%1:%2:%3").arg(error.domain).arg(error.code).arg(error.description));
     }
-    void adbNotRunningError(const AdbError &error) override
-    {
-        add(QStringLiteral("notRunning:%1").arg(error.code));
-    }
+    void adbNotRunningError(const AdbError &error) override { add(QStringLiteral("notRunning:%1").arg(error.code)); }
     void adbDeviceNotFound(const AdbError &error) override
     {
         add(QStringLiteral("notFound:%1:%2:%3").arg(error.domain).arg(error.code).arg(error.description));

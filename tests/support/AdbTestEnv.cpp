@@ -141,12 +141,12 @@ void AdbTestEnv::pointSettingsAtServer() const
 
 AdbTestEnv::AdbResult AdbTestEnv::runAdb(const QStringList &args, int timeoutMs) const
 {
-    return runAdbUntil(args, [](const QByteArray &) { return false; }, timeoutMs);
+    return runAdbUntil(
+        args, [](const QByteArray &) { return false; }, timeoutMs);
 }
 
 AdbTestEnv::AdbResult AdbTestEnv::runAdbUntil(const QStringList &args,
-                                              const std::function<bool(const QByteArray &)> &done,
-                                              int timeoutMs) const
+                                              const std::function<bool(const QByteArray &)> &done, int timeoutMs) const
 {
     AdbResult result;
     QProcess process;
@@ -214,16 +214,11 @@ bool AdbTestEnv::launch(Device &device, quint16 port, int timeoutMs)
     process->setProcessEnvironment(m_env);
     process->setStandardInputFile(QProcess::nullDevice());
     process->setStandardErrorFile(device.stderrLog, QIODevice::Append);
-    const QStringList args = QStringList{QStringLiteral("--port"),
-                                         QString::number(port),
-                                         QStringLiteral("--adb-port"),
-                                         QString::number(m_port),
-                                         QStringLiteral("--adb"),
-                                         m_adb,
-                                         QStringLiteral("--connect"),
-                                         QStringLiteral("--input-log"),
-                                         device.inputLog}
-                             + device.options;
+    const QStringList args =
+        QStringList{QStringLiteral("--port"),    QString::number(port),         QStringLiteral("--adb-port"),
+                    QString::number(m_port),     QStringLiteral("--adb"),       m_adb,
+                    QStringLiteral("--connect"), QStringLiteral("--input-log"), device.inputLog} +
+        device.options;
     process->start(toolPath(), args);
     if (!process->waitForStarted(5000)) {
         m_error = QStringLiteral("cannot start %1: %2").arg(toolPath(), process->errorString());
