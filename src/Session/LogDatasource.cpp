@@ -110,6 +110,18 @@ LogDatasourceDelegate *LogDatasource::delegate() const
     return m_delegate;
 }
 
+void LogDatasource::setConnectionSettings(const AdbConnectionSettings &settings)
+{
+    QMutexLocker lock(&m_settingsMutex);
+    m_connectionSettings = settings;
+}
+
+AdbConnectionSettings LogDatasource::connectionSettings() const
+{
+    QMutexLocker lock(&m_settingsMutex);
+    return m_connectionSettings;
+}
+
 void LogDatasource::setReaderHooks(ReaderHooks hooks)
 {
     m_hooks = std::move(hooks);
@@ -176,6 +188,7 @@ void LogDatasource::internalStartLogger(quint64 session)
     } else {
         m_logReader = new LogReader;
         m_logReader->setDeviceId(device);
+        m_logReader->setConnectionSettings(connectionSettings());
         m_logReader->setDelegate(this);
         m_logReader->connect();
     }
@@ -435,6 +448,7 @@ void LogDatasource::startPidLookup(bool addDashA, const QString &device)
             m_pidReader = new PidReader;
             m_pidReader->setAddDashArg(addDashA);
             m_pidReader->setDeviceId(device);
+            m_pidReader->setConnectionSettings(connectionSettings());
             m_pidReader->setDelegate(this);
             m_pidReader->connect();
         },

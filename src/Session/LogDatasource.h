@@ -95,6 +95,8 @@ public:
     void setDelegate(LogDatasourceDelegate *delegate); // weak; GUI thread
     LogDatasourceDelegate *delegate() const;
     void setReaderHooks(ReaderHooks hooks); // before the first session
+    // The server and reader options of every later reader; any thread.
+    void setConnectionSettings(const AdbConnectionSettings &settings);
 
     // --- Called by the application controller (GUI thread) ---
     void setDeviceId(const QString &serial);
@@ -246,6 +248,9 @@ private:
     const Clock *m_clock;
     LogDatasourceDelegate *m_delegate = nullptr; // GUI thread only
     ReaderHooks m_hooks;                          // fixed before workers use it
+    mutable QMutex m_settingsMutex;               // readers are made on the worker threads
+    AdbConnectionSettings m_connectionSettings;
+    AdbConnectionSettings connectionSettings() const;
 
     // Log lock and its state.
     mutable std::recursive_mutex m_logLock;
