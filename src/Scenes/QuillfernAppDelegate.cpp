@@ -58,11 +58,14 @@ QuillfernAppDelegate::QuillfernAppDelegate(Options options)
     if (!m_options.startAdb) {
         m_options.startAdb = [this](std::function<void(bool)> done) {
             // The completion may come from the tool's thread: hand it back to this one.
+            // On the port Quillfern looks at, not adb's default.
             QPointer<QuillfernAppDelegate> self(this);
-            Utils::startAdb([self, done = std::move(done)](bool ok) {
-                if (self)
-                    QMetaObject::invokeMethod(self, [done, ok] { done(ok); }, Qt::QueuedConnection);
-            });
+            Utils::startAdb(
+                [self, done = std::move(done)](bool ok) {
+                    if (self)
+                        QMetaObject::invokeMethod(self, [done, ok] { done(ok); }, Qt::QueuedConnection);
+                },
+                connectionSettingsFromStore().port);
         };
     }
     if (!m_options.openUrl)
