@@ -71,7 +71,8 @@ void LogDatasource::commitLiveLines(std::span<LogStore::Line> lines, bool hasFil
     const LogStore::CommitResult result = m_store.commit(lines, hasFilter);
     if (result.announce)
         notifyDataChanged();
-    // Outside the log lock: a lookup takes the pid lock.
+    // Outside the log lock: a lookup takes the pid lock. Every line that asked counts, so one asking
+    // while a lookup runs gets the follow-up lookup.
     if (result.lookupsDue > 0)
-        startLookup(m_namer.requestLookups());
+        startLookup(m_namer.requestLookups(result.lookupsDue));
 }

@@ -287,6 +287,23 @@ TEST_F(LogDatasourceTest, NamelessPidsAreLookedUpAndNamed)
     EXPECT_EQ(readers.lookupCount(), 4);
 }
 
+// Every nameless line that asks counts, also inside one run: a line asking while the lookup started by
+// an earlier line of the run is running gets the follow-up lookup.
+TEST_F(LogDatasourceTest, ALineAskingDuringALookupGetsAFollowUpInARun)
+{
+    for (const bool bulk : {false, true}) {
+        SCOPED_TRACE(bulk ? "run" : "line by line");
+        ds = makeDatasource();
+        const int before = readers.lookupCount();
+        const QStringList lines{line("10:00:00.000", 42, 42, "I", "T", "a"), line("10:00:00.001", 42, 42, "I", "T", "b"),
+                                line("10:00:00.002", 42, 42, "I", "T", "c")};
+        bulk ? feedRun(lines) : feed(lines);
+        ASSERT_EQ(readers.lookupCount(), before + 1);
+        onWorker([&] { ds->pidReceived(psOutput({{1, "init"}})); });
+        EXPECT_EQ(readers.lookupCount(), before + 2);
+    }
+}
+
 TEST_F(LogDatasourceTest, UserNamesWinAndSurviveReconnectAndClear)
 {
     feed({line("10:00:00.000", 300, 300, "I", "T", "a")});
