@@ -6,6 +6,8 @@
 #include "Helpers/TextHelpers.h"
 #include "Log/LogLineParser.h"
 
+#include <QThreadPool>
+
 LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
 {
     // The reader hands the line with its line feed; a carriage return before it stays in the text.
@@ -68,9 +70,13 @@ void LogDatasource::logLinesDataReceived(QByteArrayView lines)
 
 void LogDatasource::commitLiveLines(std::span<LogStore::Line> lines, bool hasFilter)
 {
-    const LogStore::CommitResult result = m_store.commit(lines, hasFilter);
+    LogStore::CommitResult result = m_store.commit(lines, hasFilter);
     if (result.announce)
         notifyDataChanged();
+    // Releasing a pruned block (a thousand records) is a tenth of this thread's work under a flood:
+    // the one-thread pool does it instead.
+    if (!result.pruned.isEmpty())
+        m_filterPool->start([pruned = std::move(result.pruned)]() mutable { pruned.clear(); });
     // Outside the log lock: a lookup takes the pid lock. Every line that asked counts, so one asking
     // while a lookup runs gets the follow-up lookup.
     if (result.lookupsDue > 0)

@@ -62,9 +62,9 @@ LogStore::CommitResult LogStore::commit(std::span<Line> lines, bool hasFilter)
         bool pruned = false;
         if (i == newestTimed) {
             newestKept = true;
-            pruned = m_logData.addObject(line.entry);
+            pruned = m_logData.addObject(LogEntry(line.entry), &result.pruned);
         } else {
-            pruned = m_logData.addObject(std::move(line.entry)); // the run's reference, no count
+            pruned = m_logData.addObject(std::move(line.entry), &result.pruned); // the run's reference, no count
         }
         ++m_appendedTotal;
         // A non-matching line changes nothing shown, unless it pruned the full log (every row moves).

@@ -133,8 +133,14 @@ TEST_F(LogStoreTest, NonMatchingLinesAnnounceNothingUnlessTheyPrune)
     EXPECT_TRUE(store.view().isEmpty());
 
     // The 1501st prunes a block of 1000 and is announced though the filter did not take it.
-    EXPECT_TRUE(commit({line("1", "prunes")}, true).announce);
+    const LogStore::CommitResult prune = commit({line("1", "prunes")}, true);
+    EXPECT_TRUE(prune.announce);
     EXPECT_EQ(store.count(), 501u);
+    // The pruned block comes back whole, oldest first, for the caller to release.
+    ASSERT_EQ(prune.pruned.size(), 1000);
+    EXPECT_EQ(prune.pruned.first().value(LogEntry::Text), "0");
+    EXPECT_EQ(prune.pruned.last().value(LogEntry::Text), "999");
+    EXPECT_EQ(store.all().first().value(LogEntry::Text), "1000");
 
     LogStore::Line matched = line("1", "shown");
     matched.matched = true;
