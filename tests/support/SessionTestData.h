@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Log/LogEntry.h"
+
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <utility>
 
@@ -19,5 +22,14 @@ inline QString psOutput(const QList<std::pair<int, QString>> &processes)
     QString out = QStringLiteral("USER           PID  PPID     VSZ    RSS WCHAN            ADDR S NAME\n");
     for (const auto &[pid, name] : processes)
         out += QStringLiteral("u0_a12 %1 567 1000 200 0 0 S %2\n").arg(pid).arg(name);
+    return out;
+}
+
+// The "text" field of each entry.
+inline QStringList textsOf(const QList<LogEntry> &entries)
+{
+    QStringList out;
+    for (const LogEntry &e : entries)
+        out.append(e.value(LogEntry::Text));
     return out;
 }
