@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds Quillfern and runs every test: a normal build, then the same tests under
-# AddressSanitizer + UndefinedBehaviorSanitizer, then the model tests under ThreadSanitizer.
-# QF_QUICK=1 skips the sanitizer builds.
+# AddressSanitizer + UndefinedBehaviorSanitizer, then the model tests under ThreadSanitizer, then
+# every fuzz target for a bounded time (scripts/fuzz.sh). QF_QUICK=1 skips all but the normal build.
 set -uo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
@@ -9,7 +9,7 @@ bash scripts/setup.sh || exit 1
 
 export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
 results="$root/build/test-results"
-rm -rf "$results"
+rm -rf "$results" build/fuzz/results
 mkdir -p "$results"
 status=0
 
@@ -36,6 +36,8 @@ if [ "${QF_QUICK:-0}" != 1 ]; then
     export TSAN_OPTIONS="halt_on_error=1:suppressions=$root/tests/tsan.supp"
     run_suite tsan build/tsan -DCMAKE_BUILD_TYPE=Debug -DQF_TSAN=ON -DQF_BUILD_BENCH=OFF -DQF_BUILD_UI=OFF \
         -- -R '^(core_tests|android_tests)$'
+    unset TSAN_OPTIONS
+    bash scripts/fuzz.sh || status=1
 fi
 
 # One closing line over every suite: test cases from the GoogleTest reports.
@@ -47,6 +49,11 @@ for f in $(find "$results" -name '*.xml'); do
     passed=$((passed + cases - bad - skipped))
     failed=$((failed + bad))
 done
+# Each fuzz target counts as one case.
+if [ -d build/fuzz/results ]; then
+    passed=$((passed + $(cat build/fuzz/results/*.status 2>/dev/null | grep -c '^ok' || true)))
+    failed=$((failed + $(cat build/fuzz/results/*.status 2>/dev/null | grep -c '^FAIL' || true)))
+fi
 # A program that crashed leaves no report; count it as a failure.
 [ "$status" -ne 0 ] && [ "$failed" -eq 0 ] && failed=1
 echo "$passed passed, $failed failed"

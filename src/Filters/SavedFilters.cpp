@@ -2,11 +2,9 @@
 #include "Filters/SavedFilters.h"
 
 #include "Helpers/Logger.h"
-#include "Helpers/Settings.h"
 
 #include <QFile>
 #include <QSaveFile>
-#include <QVariantMap>
 
 #include <plist/plist.h>
 
@@ -38,11 +36,11 @@ QString takeCString(char *text)
     return s;
 }
 
-QString describeMap(const QVariantMap &map)
+QString describeMap(const SavedFilters::Texts &texts)
 {
     QStringList lines;
-    for (auto it = map.cbegin(); it != map.cend(); ++it)
-        lines << it.key() + QStringLiteral(" = ") + it.value().toString();
+    for (auto it = texts.cbegin(); it != texts.cend(); ++it)
+        lines << it.key() + QStringLiteral(" = ") + it.value();
     return QLatin1Char('{') + lines.join(QStringLiteral("; ")) + QLatin1Char('}');
 }
 
@@ -65,24 +63,31 @@ const QList<std::pair<QString, QString>> &SavedFilters::defaultFilters()
     return filters;
 }
 
+SavedFilters::SavedFilters(Storage storage)
+    : m_storage(std::move(storage))
+{
+}
+
 SavedFilters::LoadResult SavedFilters::load()
 {
     LoadResult result;
-    if (!Settings::contains(SettingsKey::predicates)) {
-        QVariantMap defaults;
+    std::optional<Texts> stored = m_storage.read ? m_storage.read() : std::nullopt;
+    if (!stored) {
+        Texts defaults;
         for (const auto &[name, text] : defaultFilters())
             defaults.insert(name, Filter::parse(text).toString());
-        Settings::setValue(SettingsKey::predicates, defaults);
+        if (m_storage.write)
+            m_storage.write(defaults);
         QF_LOG(QStringLiteral("Created default predicates: %1").arg(describeMap(defaults)));
         result.createdDefaults = true;
+        stored = std::move(defaults);
     }
 
-    const QVariantMap stored = Settings::value(SettingsKey::predicates).toMap();
-    QStringList names = stored.keys();
+    QStringList names = stored->keys();
     std::sort(names.begin(), names.end(), lessCaseInsensitive);
     m_filters.clear();
     for (const QString &name : names) {
-        Filter f = Filter::parse(stored.value(name).toString());
+        Filter f = Filter::parse(stored->value(name));
         if (!f.isValid()) {
             result.error = QStringLiteral("Saved filter \"%1\" does not parse: %2").arg(name, f.errorString());
             QF_LOG_ERROR(result.error);
@@ -96,10 +101,12 @@ SavedFilters::LoadResult SavedFilters::load()
 
 void SavedFilters::save() const
 {
-    QVariantMap texts;
+    if (!m_storage.write)
+        return;
+    Texts texts;
     for (auto it = m_filters.cbegin(); it != m_filters.cend(); ++it)
         texts.insert(it.key(), it.value().toString());
-    Settings::setValue(SettingsKey::predicates, texts);
+    m_storage.write(texts);
 }
 
 QString SavedFilters::nameForRow(int row) const

@@ -13,9 +13,12 @@
 #include <optional>
 #include <utility>
 
-// The user's named filters and their storage: the settings key "predicates" holds a map from name to the
-// printed filter text, written whole by save(). Export and import files are property lists (XML on export,
-// XML or binary on import) whose root dictionary maps names to filter texts; extension "filters".
+#include <functional>
+
+// The user's named filters. Their persistent form is a map from name to the printed filter text, read
+// and written whole through the Storage the owner passes in (the window keeps it under "predicates").
+// Export and import files are property lists (XML on export, XML or binary on import) whose root
+// dictionary maps names to filter texts; extension "filters".
 //
 // GUI-thread object: the list window reads sortedNames() for its rows, where row 0 stands for no saved
 // filter and row r (r >= 1) for sortedNames()[r - 1].
@@ -23,6 +26,15 @@ class SavedFilters
 {
 public:
     static constexpr QStringView FileExtension = u"filters";
+
+    using Texts = QMap<QString, QString>; // name -> printed filter text
+    struct Storage
+    {
+        std::function<std::optional<Texts>()> read; // nothing when nothing was ever stored
+        std::function<void(const Texts &)> write;
+    };
+    // Without a read or write function the filters live in memory only.
+    explicit SavedFilters(Storage storage = {});
 
     // The seven filters created on first run: (name, text) in table order, texts as written by hand.
     static const QList<std::pair<QString, QString>> &defaultFilters();
@@ -33,10 +45,10 @@ public:
         QString error; // a stored text that did not parse: loading stopped at that filter
         bool ok() const { return error.isEmpty(); }
     };
-    // Reads "predicates"; when the key is absent, first stores the default filters. An emptied list stays
+    // Reads the storage; when it holds nothing, first stores the default filters. An emptied list stays
     // empty: the defaults come only when nothing was ever stored.
     LoadResult load();
-    // Writes every filter's printed text under its name into "predicates".
+    // Writes every filter's printed text under its name.
     void save() const;
 
     const QStringList &sortedNames() const { return m_sortedNames; } // case-insensitive order
@@ -77,6 +89,7 @@ public:
 private:
     void rebuildSortedNames();
 
+    Storage m_storage;
     QHash<QString, Filter> m_filters;
     QStringList m_sortedNames;
 };

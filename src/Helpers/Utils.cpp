@@ -11,6 +11,9 @@
 #include <QStandardPaths>
 #include <QThreadPool>
 
+#include <mutex>
+#include <vector>
+
 namespace {
 const QString AdbName = QStringLiteral("adb");
 } // namespace
@@ -54,41 +57,68 @@ std::optional<QString> Utils::getAdbPath(const QString &home, const QProcessEnvi
     return std::nullopt;
 }
 
-void Utils::startAdb(std::function<void(bool)> completion)
+namespace {
+
+// The start under way, if any: every caller that came meanwhile is told its result.
+std::mutex g_startMutex;
+bool g_startRunning = false;
+std::vector<std::function<void(bool)>> g_startWaiters;
+
+bool runStartServer(const QString &path, quint16 port)
 {
-    startAdb(getAdbPath(), std::move(completion));
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    // stdin stays the managed pipe QProcess connects and is never written or closed: the tool
+    // sees a connected but unused input.
+    process.start(path, {QStringLiteral("-P"), QString::number(port), QStringLiteral("start-server")});
+    if (!process.waitForStarted(-1)) {
+        QF_LOG(QStringLiteral("NSException: %1").arg(process.errorString()));
+        return false;
+    }
+    // Read until the pipe ends: the tool has exited and nothing it forked still writes.
+    QByteArray output;
+    while (process.waitForReadyRead(-1))
+        output += process.readAll();
+    process.waitForFinished(-1);
+    output += process.readAll();
+    const QString text = QString::fromUtf8(output);
+    QF_LOG(QStringLiteral("GOT: %1").arg(text));
+    return qf::contains(text, u"daemon started successfully", true);
 }
 
-void Utils::startAdb(const std::optional<QString> &adbPath, std::function<void(bool)> completion)
+} // namespace
+
+void Utils::startAdb(std::function<void(bool)> completion, quint16 port)
+{
+    startAdb(getAdbPath(), std::move(completion), port);
+}
+
+void Utils::startAdb(const std::optional<QString> &adbPath, std::function<void(bool)> completion, quint16 port)
 {
     if (!adbPath) {
         QF_LOG(QStringLiteral("adb not found"));
         completion(false);
         return;
     }
-    QThreadPool::globalInstance()->start([path = *adbPath, completion = std::move(completion)] {
-        bool success = false;
+    {
+        std::lock_guard lock(g_startMutex);
+        g_startWaiters.push_back(std::move(completion));
+        if (g_startRunning)
+            return;
+        g_startRunning = true;
+    }
+    QThreadPool::globalInstance()->start([path = *adbPath, port] {
+        const bool success = runStartServer(path, port);
+        std::vector<std::function<void(bool)>> waiters;
         {
-            QProcess process;
-            process.setProcessChannelMode(QProcess::MergedChannels);
-            // stdin stays the managed pipe QProcess connects and is never written or closed: the tool
-            // sees a connected but unused input.
-            process.start(path, {QStringLiteral("start-server")});
-            if (!process.waitForStarted(-1)) {
-                QF_LOG(QStringLiteral("NSException: %1").arg(process.errorString()));
-            } else {
-                // Read until the pipe ends: the tool has exited and nothing it forked still writes.
-                QByteArray output;
-                while (process.waitForReadyRead(-1))
-                    output += process.readAll();
-                process.waitForFinished(-1);
-                output += process.readAll();
-                const QString text = QString::fromUtf8(output);
-                QF_LOG(QStringLiteral("GOT: %1").arg(text));
-                success = qf::contains(text, u"daemon started successfully", true);
-            }
+            std::lock_guard lock(g_startMutex);
+            waiters.swap(g_startWaiters);
+            g_startRunning = false;
         }
-        runOnMainThread([completion, success] { completion(success); });
+        runOnMainThread([waiters = std::move(waiters), success] {
+            for (const auto &waiter : waiters)
+                waiter(success);
+        });
     });
 }
 

@@ -26,13 +26,15 @@ public:
     // The candidates in search order; the PATH candidate is the bare name "adb".
     static QStringList adbCandidates(const QString &home, const QProcessEnvironment &environment);
 
-    // Runs "<adb> start-server" on a worker thread and posts completion(success) to the main thread;
-    // success means the output (stdout and stderr merged) contains "daemon started successfully", in any
-    // letter case. With no adb found it logs "adb not found" and calls completion(false) at once, on the
-    // calling thread. Concurrent calls are not guarded against.
-    static void startAdb(std::function<void(bool)> completion);
+    // Runs "<adb> -P <port> start-server" on a worker thread and posts completion(success) to the main
+    // thread; success means the output (stdout and stderr merged) contains "daemon started
+    // successfully", in any letter case. With no adb found it logs "adb not found" and calls
+    // completion(false) at once, on the calling thread. One start runs at a time: a call made while
+    // one runs joins it and gets its result, so two callers never race two servers onto one port.
+    static void startAdb(std::function<void(bool)> completion, quint16 port = 5037);
     // The same with the tool given; std::nullopt behaves as "not found".
-    static void startAdb(const std::optional<QString> &adbPath, std::function<void(bool)> completion);
+    static void startAdb(const std::optional<QString> &adbPath, std::function<void(bool)> completion,
+                         quint16 port = 5037);
 
     // True when the environment holds APP_SANDBOX_CONTAINER_ID (any value).
     static bool isSandboxed();

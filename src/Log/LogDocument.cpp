@@ -2,14 +2,15 @@
 #include "Log/LogDocument.h"
 
 #include "Helpers/Logger.h"
+#include "Log/TextDecoding.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QStringConverter>
 
 #include <plist/plist.h>
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -96,25 +97,6 @@ bool hasThreeCharacters(QByteArrayView line)
 {
     // A UTF-16 unit takes at most 3 bytes, so 7 bytes always hold 3 or more.
     return line.size() >= 7 || LogLineParser::utf16Length(line) >= 3;
-}
-
-QByteArray latin1ToUtf8(QByteArrayView data)
-{
-    qsizetype high = 0;
-    for (char c : data)
-        high += uchar(c) >= 0x80;
-    QByteArray out(data.size() + high, Qt::Uninitialized);
-    char *o = out.data();
-    for (char c : data) {
-        const auto u = uchar(c);
-        if (u < 0x80) {
-            *o++ = c;
-        } else {
-            *o++ = char(0xC0 | (u >> 6));
-            *o++ = char(0x80 | (u & 0x3F));
-        }
-    }
-    return out;
 }
 
 bool isValidUtf8Parallel(QByteArrayView data)
@@ -247,32 +229,36 @@ bool LogDocument::writeTextFile(const QString &path, const QList<LogEntry> &entr
 LogFileResult LogDocument::readTextFile(const QString &path, LogIndexCounter &counter)
 {
     LogFileResult failed;
-    const QFileInfo info(path);
-    if (info.isDir()) {
-        failed.errorString = QStringLiteral("%1 is a folder, not a log file.").arg(path);
-        QF_LOG(QStringLiteral("unable to open: %1, %2").arg(path, failed.errorString));
+    const auto fail = [&](const QString &why) {
+        failed.errorString = why;
+        QF_LOG(QStringLiteral("unable to open: %1, %2").arg(path, why));
         return failed;
+    };
+    // Only regular files: a device never ends (/dev/zero fills memory) and a pipe with no writer
+    // blocks the open itself, and with it quitting.
+    struct stat st = {};
+    if (::stat(QFile::encodeName(path).constData(), &st) == 0 && !S_ISREG(st.st_mode)) {
+        return fail(S_ISDIR(st.st_mode) ? QStringLiteral("%1 is a folder, not a log file.").arg(path)
+                                        : QStringLiteral("%1 is not a regular file (a device, pipe or socket).")
+                                              .arg(path));
     }
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        failed.errorString = QStringLiteral("Cannot open %1: %2").arg(path, file.errorString());
-        QF_LOG(QStringLiteral("unable to open: %1, %2").arg(path, file.errorString()));
-        return failed;
-    }
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(QStringLiteral("Cannot open %1: %2").arg(path, file.errorString()));
     const qint64 size = file.size();
-    if (size > MaxFileSize) {
-        failed.errorString = QStringLiteral("%1 is too large to open (%2 MiB; the limit is 2 GiB).")
-                                 .arg(path)
-                                 .arg(size >> 20);
-        QF_LOG(failed.errorString);
-        return failed;
-    }
+    if (size > MaxFileSize)
+        return fail(QStringLiteral("%1 is too large to open (%2 MiB; the limit is 2 GiB).").arg(path).arg(size >> 20));
     QByteArray data;
-    if (file.isSequential() || size == 0) {
-        data = file.readAll(); // pipes and special files report no size
-        if (data.size() > MaxFileSize) {
-            failed.errorString = QStringLiteral("%1 is too large to open.").arg(path);
-            return failed;
+    if (size == 0) {
+        // Files that report no size (procfs and the like) are read up to the limit.
+        constexpr qint64 chunk = 1 << 20;
+        while (!file.atEnd()) {
+            const QByteArray part = file.read(chunk);
+            if (part.isEmpty())
+                break;
+            if (data.size() + part.size() > MaxFileSize)
+                return fail(QStringLiteral("%1 is too large to open (the limit is 2 GiB).").arg(path));
+            data += part;
         }
     } else {
         data = QByteArray(qsizetype(size), Qt::Uninitialized);
@@ -297,11 +283,8 @@ LogFileResult LogDocument::readTextFile(const QString &path, LogIndexCounter &co
         const qint64 firstEnd = readRange(0, mid);
         if (worker.joinable())
             worker.join();
-        if (firstEnd < mid || secondEnd < size) {
-            failed.errorString = QStringLiteral("Cannot read %1: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
-            QF_LOG(QStringLiteral("unable to open: %1, %2").arg(path, failed.errorString));
-            return failed;
-        }
+        if (firstEnd < mid || secondEnd < size)
+            return fail(QStringLiteral("Cannot read %1: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno))));
     }
     file.close();
     return readTextData(std::move(data), counter, path);
@@ -311,29 +294,14 @@ LogFileResult LogDocument::readTextData(QByteArray data, LogIndexCounter &counte
 {
     LogFileResult result;
     result.ok = true;
-    result.encoding = QStringLiteral("UTF-8");
-    if (data.startsWith("\xEF\xBB\xBF"))
-        data.remove(0, 3);
-    if (!isValidUtf8Parallel(data)) {
+    TextDecoding::Result text = TextDecoding::decode(std::move(data), isValidUtf8Parallel);
+    if (text.step != TextDecoding::Step::Utf8)
         QF_LOG(QStringLiteral("unable to open: %1, %2").arg(name, QStringLiteral("not valid UTF-8")));
-        bool decoded = false;
-        const auto detected = QStringConverter::encodingForData(data);
-        if (detected && *detected != QStringConverter::Utf8) {
-            QStringDecoder decoder(*detected);
-            const QString text = decoder.decode(data);
-            if (!decoder.hasError()) {
-                data = text.toUtf8();
-                result.encoding = QString::fromLatin1(QStringConverter::nameForEncoding(*detected));
-                decoded = true;
-            }
-        }
-        if (!decoded) {
-            QF_LOG(QStringLiteral("unable to open (NSISOLatin1StringEncoding): %1, %2")
-                       .arg(name, QStringLiteral("no encoding detected")));
-            data = latin1ToUtf8(data);
-            result.encoding = QStringLiteral("ISO 8859-1");
-        }
-    }
+    if (text.step == TextDecoding::Step::Latin1)
+        QF_LOG(QStringLiteral("unable to open (NSISOLatin1StringEncoding): %1, %2")
+                   .arg(name, QStringLiteral("no encoding detected")));
+    data = std::move(text.utf8);
+    result.encoding = text.encoding;
     LineWalker walker(data.constData(), data.constData() + data.size());
     result.format = LogLineParser::determineLogType([&walker](QByteArrayView *line) {
         const char *b = nullptr;
@@ -394,7 +362,7 @@ LogFileResult LogDocument::readTextData(QByteArray data, LogIndexCounter &counte
 std::optional<qsizetype> LogDocument::dictionaryDocumentLineCount(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > MaxFileSize)
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) || file.size() > MaxFileSize)
         return std::nullopt;
     // Property lists start with "bplist" or an XML declaration; anything else is text.
     const QByteArray head = file.peek(64).trimmed();
@@ -413,7 +381,5 @@ std::optional<qsizetype> LogDocument::dictionaryDocumentLineCount(const QString 
             count = plist_get_node_type(logData) == PLIST_ARRAY ? qsizetype(plist_array_get_size(logData)) : 0;
     }
     plist_free(root);
-    if (count)
-        QF_LOG(QStringLiteral("dictionary format:%1, lines:%2").arg(path).arg(*count));
     return count;
 }

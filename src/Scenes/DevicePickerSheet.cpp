@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Scenes/DevicePickerSheet.h"
 
+#include "Helpers/Logger.h"
+
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -24,8 +26,8 @@ DevicePickerSheet::DevicePickerSheet(QWidget *parent)
     m_cancel = buttons->addButton(tr("Cancel"), QDialogButtonBox::RejectRole);
     m_connect = buttons->addButton(tr("Connect"), QDialogButtonBox::AcceptRole);
     m_connect->setDefault(true);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    connect(buttons, &QDialogButtonBox::accepted, this, &DevicePickerSheet::startLogForDevice);
+    connect(buttons, &QDialogButtonBox::rejected, this, &DevicePickerSheet::cancelDevicePicker);
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(label);
@@ -58,4 +60,16 @@ int DevicePickerSheet::selectedIndex() const
 void DevicePickerSheet::setSelectedIndex(int index)
 {
     m_devices->setCurrentIndex(index);
+}
+
+void DevicePickerSheet::startLogForDevice()
+{
+    QF_LOG(QStringLiteral("device picked: %1 (%2)").arg(selectedIndex()).arg(m_devices->currentText()));
+    done(1);
+}
+
+void DevicePickerSheet::cancelDevicePicker()
+{
+    QF_LOG(QStringLiteral("device picker cancelled"));
+    done(0);
 }

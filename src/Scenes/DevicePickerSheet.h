@@ -21,6 +21,13 @@ public:
     int selectedIndex() const;
     void setSelectedIndex(int index);
 
+    // The two buttons: each ends the sheet (1 to connect, 0 to cancel) and writes a diagnostic line.
+    void startLogForDevice();
+    void cancelDevicePicker();
+
+    // Escape cancels as the button does.
+    void reject() override { cancelDevicePicker(); }
+
     QPushButton *connectButton() const { return m_connect; }
     QPushButton *cancelButton() const { return m_cancel; }
 

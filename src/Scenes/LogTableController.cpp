@@ -10,6 +10,7 @@
 #include <QFontMetrics>
 #include <QHeaderView>
 #include <QItemSelectionModel>
+#include <QMenu>
 #include <QScrollBar>
 
 #include <cmath>
@@ -24,6 +25,7 @@ LogTableController::LogTableController(SelectableTableView *table, QObject *pare
     readSettings();
     applyDefaultColumnWidths();
     table->setAutosaveName(QString::fromLatin1(ColumnLayoutName));
+    table->setMenuDelegate(this);
 
     connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &LogTableController::onScrolled);
     connect(table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -33,6 +35,8 @@ LogTableController::LogTableController(SelectableTableView *table, QObject *pare
 LogTableController::~LogTableController()
 {
     // The view may outlive this controller; it must not keep painting through a dead model.
+    if (m_table && m_table->menuDelegate() == this)
+        m_table->setMenuDelegate(nullptr);
     if (m_table && m_table->model() == m_model) {
         m_table->saveColumnLayout(); // a pending save would find no columns once the model is gone
         m_table->setModel(nullptr);
@@ -249,4 +253,18 @@ void LogTableController::centreRow(int row)
     const int rowY = m_table->verticalHeader()->sectionPosition(row);
     const int centred = rowY + (m_table->uniformRowHeight() - m_table->viewport()->height()) / 2;
     m_table->verticalScrollBar()->setValue(qMax(0, centred));
+}
+
+std::unique_ptr<QMenu> LogTableController::menuForTableView(SelectableTableView *, int, int)
+{
+    return nullptr;
+}
+
+bool LogTableController::onKeyEventForTableView(SelectableTableView *, QKeyEvent *)
+{
+    return false;
+}
+
+void LogTableController::onDoubleClick(SelectableTableView *)
+{
 }

@@ -2,20 +2,21 @@
 #pragma once
 
 #include "Presentation/LogTableModel.h"
+#include "Scenes/SelectableTableView.h"
 
 #include <QObject>
 #include <QPointer>
 
 #include <optional>
 
-class SelectableTableView;
 class QItemSelection;
 
 // Drives the log table: shows each snapshot, follows the newest line, keeps the reader's place across
 // prunes and filter changes, and applies the level colours, fonts and the font size commands.
 // The rules themselves live in LogTableModel and LogAppearance; this class only applies them to a view.
+// It is also the table's menu delegate: the context menu, the keys and the double click land here.
 // GUI thread only.
-class LogTableController : public QObject
+class LogTableController : public QObject, public SelectableTableViewDelegate
 {
     Q_OBJECT
 
@@ -60,6 +61,11 @@ public:
 
     // The row height in pixels for the current fonts.
     int rowHeightPixels() const;
+
+    // --- SelectableTableViewDelegate: no menu, keys or double click of its own yet ---
+    std::unique_ptr<QMenu> menuForTableView(SelectableTableView *table, int column, int row) override;
+    bool onKeyEventForTableView(SelectableTableView *table, QKeyEvent *event) override;
+    void onDoubleClick(SelectableTableView *table) override;
 
 public slots:
     // Sent by the preferences window when a colour or bold flag changed.

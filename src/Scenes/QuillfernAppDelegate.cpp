@@ -2,29 +2,26 @@
 #include "Scenes/QuillfernAppDelegate.h"
 
 #include "BuildInfo.h"
-#include "Session/ConnectionStatus.h"
 #include "Helpers/Logger.h"
 #include "Helpers/Settings.h"
 #include "Helpers/Utils.h"
-#include "Log/LogDocument.h"
-#include "Session/ReconnectPolicy.h"
 #include "Scenes/AboutDialog.h"
-#include "Scenes/DevicePickerSheet.h"
+#include "Scenes/DeviceChoiceController.h"
 #include "Scenes/FilterListView.h"
+#include "Scenes/LogDocumentController.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/PreferencesWindow.h"
 #include "Scenes/SavedFiltersController.h"
+#include "Session/ConnectionStatus.h"
+#include "Session/ReconnectPolicy.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QLineEdit>
-#include <QMenu>
-#include <QMessageBox>
 #include <QProcess>
-#include <QThread>
 #include <QUrlQuery>
 
 const QUrl QuillfernAppDelegate::SharedFiltersUrl(QStringLiteral("https://github.com/quillfern/quillfern-filters"));
@@ -63,17 +60,12 @@ QuillfernAppDelegate::QuillfernAppDelegate(Options options)
 QuillfernAppDelegate::~QuillfernAppDelegate()
 {
     applicationWillTerminate();
-    if (m_cancelFlag)
-        m_cancelFlag->store(true);
-    for (const QPointer<QThread> &worker : std::as_const(m_workers))
-        if (worker)
-            worker->wait();
+    m_documents.reset(); // joins its workers, which read through the datasource
     if (m_logDatasource)
         m_logDatasource->setDelegate(nullptr);
     if (m_deviceSource)
         m_deviceSource->setDelegate(nullptr);
-    if (m_window)
-        m_window->logTable()->setMenuDelegate(nullptr);
+    m_devices.reset();
     // The table controller watches the window's table: it goes first.
     m_filters.reset();
     m_table.reset();
@@ -100,12 +92,25 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
     if (m_options.logReaderHooks.startLogReader)
         m_logDatasource->setReaderHooks(m_options.logReaderHooks);
     m_logDatasource->setDelegate(this);
-    m_window->logTable()->setMenuDelegate(this);
 
     Settings::registerDefaults();
     m_table = std::make_unique<LogTableController>(m_window->logTable());
     m_filters = std::make_unique<SavedFiltersController>(m_window.get(), m_logDatasource.get(), m_table.get());
     m_filters->setStopLogging([this] { stopLogging(); });
+    m_documents = std::make_unique<LogDocumentController>(m_window.get(), m_logDatasource.get(), m_table.get(),
+                                                          m_filters.get(), m_reconnect.get());
+    m_documents->setLeaveDevice([this] {
+        stopLogging();
+        m_isDatasourceDevice = false;
+    });
+    m_devices = std::make_unique<DeviceChoiceController>(m_window.get(), m_logDatasource.get(), m_reconnect.get());
+    connect(m_devices.get(), &DeviceChoiceController::deviceChosen, this, &QuillfernAppDelegate::chooseDevice);
+    connect(m_devices.get(), &DeviceChoiceController::deviceNotAuthorized, this,
+            &QuillfernAppDelegate::adbDeviceNotAuthorized);
+    connect(m_devices.get(), &DeviceChoiceController::noDeviceFound, this,
+            [this] { adbDeviceNotFound(AdbError::logReaderError(1, QStringLiteral("no device"))); });
+    connect(m_devices.get(), &DeviceChoiceController::adbNotReachable, this,
+            [this] { adbNotRunningError(AdbError::logReaderError(2, QStringLiteral("ADB server not reachable"))); });
     m_table->readSettings();
     m_filters->readSettings();
 
@@ -120,7 +125,7 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
     connectWindow();
     connect(m_logDatasource.get(), &LogDatasource::logDataUpdated, this, &QuillfernAppDelegate::onLogUpdated);
 
-    m_deviceList.clear();
+    m_devices->clearDeviceList();
     setOfflineTitle(); // "No devices connected" until a stream starts
     resetConnectButton();
     startLogging();
@@ -150,7 +155,6 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.about, &QAction::triggered, this, &QuillfernAppDelegate::orderFrontStandardAboutPanel);
     connect(m_window->filterList(), &FilterListView::segmentClicked, this, &QuillfernAppDelegate::filterToolbarClicked);
     connect(m_window->searchField(), &QLineEdit::textChanged, m_table.get(), &LogTableController::setSearchText);
-    connect(m_window.get(), &MainWindow::progressCancelled, this, &QuillfernAppDelegate::cancelProgress);
     connect(m_window.get(), &MainWindow::closing, this, &QuillfernAppDelegate::applicationWillTerminate);
 }
 
@@ -165,19 +169,7 @@ void QuillfernAppDelegate::applicationWillTerminate()
 
 bool QuillfernAppDelegate::openFile(const QString &path)
 {
-    QF_LOG(QStringLiteral("file:%1").arg(path));
-    if (m_filters->openIfFilterFile(path))
-        return true;
-    stopLogging();
-    m_isDatasourceDevice = false;
-    if (LogDocument::kindForPath(path) == LogDocument::FileKind::DictionaryCandidate) {
-        // Such documents are recognised but not loaded.
-        if (const auto lines = LogDocument::dictionaryDocumentLineCount(path)) {
-            QF_LOG(QStringLiteral("dictionary format:%1, lines:%2").arg(path).arg(*lines));
-            return true;
-        }
-    }
-    loadFileInBackground(path);
+    m_documents->openFile(path);
     return true;
 }
 
@@ -350,8 +342,7 @@ void QuillfernAppDelegate::onLoggerStarted()
         clearLog();
     }
     m_logDatasource->logMessage(QStringLiteral("Started logging %1").arg(deviceId));
-    const auto device = m_deviceList.constFind(deviceId);
-    const QString title = device != m_deviceList.cend() ? getDeviceTitle(*device) : deviceId;
+    const QString title = m_devices->titleForDevice(deviceId);
     m_reconnect->streamStarted(deviceId, title);
     m_window->setWindowTitle(title);
     resetConnectButton();
@@ -447,105 +438,58 @@ void QuillfernAppDelegate::didPruneLogEvents(quint64)
 
 QString QuillfernAppDelegate::getDeviceTitle(const DeviceEntry &device)
 {
-    return ConnectionStatus::getDeviceTitle(device.id, device.name.value_or(QString()), device.product.value_or(QString()));
+    return DeviceChoiceController::getDeviceTitle(device);
+}
+
+DevicePickerSheet *QuillfernAppDelegate::devicePickerSheet() const
+{
+    return m_devices ? m_devices->devicePickerSheet() : nullptr;
 }
 
 void QuillfernAppDelegate::onDevicesConnected(const QList<DeviceEntry> &devices)
 {
-    QStringList ids;
-    QList<DeviceCandidate> candidates;
-    m_deviceList.clear();
-    for (const DeviceEntry &device : devices) {
-        ids << device.id;
-        m_deviceList.insert(device.id, device);
-        candidates.append({device.id, device.type});
-    }
-    QF_LOG(QStringLiteral("Connected Devices: %1").arg(ids.join(QStringLiteral(", "))));
-
-    const DeviceDecision decision = m_reconnect->chooseDevice(candidates);
-    switch (decision.kind) {
-    case DeviceDecision::NoDevices:
-    case DeviceDecision::DeviceChanged:
-        break;
-    case DeviceDecision::NotAuthorized:
-        adbDeviceNotAuthorized(decision.deviceId);
-        break;
-    case DeviceDecision::Connect:
-        m_logDatasource->setDeviceId(decision.deviceId);
-        startLogging();
-        break;
-    case DeviceDecision::ShowPicker:
-        showDevicePicker();
-        break;
-    }
+    m_devices->onDevicesConnected(devices);
 }
 
 void QuillfernAppDelegate::onDeviceModel(const QString &deviceId, const QString &model)
 {
-    QF_LOG(QStringLiteral("DeviceID: %1, Model: %2").arg(deviceId, model));
-    const auto device = m_deviceList.find(deviceId);
-    if (device != m_deviceList.end())
-        device->name = model;
-    if (!deviceId.isEmpty() && deviceId == m_logDatasource->deviceId())
-        m_window->setWindowTitle(ConnectionStatus::deviceModelTitle(deviceId, model));
+    m_devices->onDeviceModel(deviceId, model);
 }
 
 void QuillfernAppDelegate::onDeviceListFailed(int errorType)
 {
-    // Arrives on the reader's thread.
-    QPointer<QuillfernAppDelegate> self(this);
-    QMetaObject::invokeMethod(this, [self, errorType] {
-        if (!self)
-            return;
-        QF_LOG(QStringLiteral("errorType:%1, autoReconnect:%2").arg(errorType).arg(int(self->autoReconnect())));
-        if (errorType == 1 && !self->autoReconnect())
-            self->adbDeviceNotFound(AdbError::logReaderError(1, QStringLiteral("no device")));
-        else if (errorType == 0)
-            self->adbNotRunningError(AdbError::logReaderError(2, QStringLiteral("ADB server not reachable")));
-    }, Qt::QueuedConnection);
+    m_devices->onDeviceListFailed(errorType);
 }
 
 void QuillfernAppDelegate::showDevicePicker()
 {
-    if (m_deviceList.isEmpty()) {
-        QF_LOG(QStringLiteral("No devices to show!!!"));
-        return;
-    }
-    if (!m_devicePicker) {
-        m_devicePicker = new DevicePickerSheet(m_window.get());
-        connect(m_devicePicker, &QDialog::finished, this, [this](int returnCode) {
-            QF_LOG(QStringLiteral("return Code: %1, deviceSheetPicker: %2").arg(returnCode).arg(m_devicePicker->objectName()));
-            m_devicePicker->hide();
-            if (returnCode == 0)
-                return;
-            const int index = m_devicePicker->selectedIndex();
-            const QStringList keys = m_deviceList.keys();
-            if (index >= 0 && index < keys.size()) {
-                m_logDatasource->setDeviceId(keys.at(index));
-                startLogging();
-            }
-        });
-    }
-    QStringList titles;
-    for (const DeviceEntry &device : std::as_const(m_deviceList))
-        titles << getDeviceTitle(device);
-    QF_LOG(QStringLiteral("Found %1 devices").arg(m_deviceList.size()));
-    m_devicePicker->setDeviceTitles(titles);
-    m_devicePicker->open();
+    m_devices->showDevicePicker();
 }
 
-// --- Tables ---
-
-std::unique_ptr<QMenu> QuillfernAppDelegate::menuForTableView(SelectableTableView *, int, int)
+void QuillfernAppDelegate::chooseDevice(const QString &deviceId)
 {
-    return nullptr; // the context menus come with the search and copy commands
+    m_logDatasource->setDeviceId(deviceId);
+    startLogging();
 }
 
-bool QuillfernAppDelegate::onKeyEventForTableView(SelectableTableView *, QKeyEvent *)
+// --- Log documents ---
+
+void QuillfernAppDelegate::saveDocument()
 {
-    return false;
+    m_documents->saveDocument();
 }
 
-void QuillfernAppDelegate::onDoubleClick(SelectableTableView *)
+void QuillfernAppDelegate::saveDocumentAsText()
 {
+    m_documents->saveDocumentAsText();
+}
+
+void QuillfernAppDelegate::openLogcatFile()
+{
+    m_documents->openLogcatFile();
+}
+
+void QuillfernAppDelegate::setFileContents(const QList<LogEntry> &entries, const QString &path)
+{
+    m_documents->setFileContents(entries, path);
 }

@@ -3,25 +3,21 @@
 
 #include "Session/DeviceListDatasource.h"
 #include "Session/LogDatasource.h"
-#include "Scenes/AboutDialog.h"
-#include "Scenes/DevicePickerSheet.h"
-#include "Scenes/SelectableTableView.h"
 
-#include <QMap>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
 #include <QUrl>
 
-#include <atomic>
 #include <functional>
 #include <memory>
 
-class FilterEditorSheet;
+class AboutDialog;
+class DeviceChoiceController;
+class DevicePickerSheet;
+class LogDocumentController;
 class LogTableController;
 class MainWindow;
-class QMessageBox;
-class QThread;
 class ReconnectPolicy;
 class RepeatingTimer;
 class SavedFiltersController;
@@ -30,12 +26,11 @@ class SavedFiltersController;
 // delegate of both, and runs the connection state machine (Run/Stop, the 5-second reconnection to
 // the last device, device choice, the three alerts). Its named operations stay thin and hand the
 // work to the owned collaborators: ReconnectPolicy (when and where to reconnect), ConnectionStatus
-// (every title and status text), LogTableController (the table), SavedFiltersController (filters).
+// (every title and status text), DeviceChoiceController (the device list and the picker),
+// LogTableController (the table and its menus and keys), SavedFiltersController (filters) and
+// LogDocumentController (opening and saving logs).
 // GUI thread only; reports from other threads are re-posted here before they touch any state.
-class QuillfernAppDelegate : public QObject,
-                             public LogDatasourceDelegate,
-                             public DeviceListDatasourceDelegate,
-                             public SelectableTableViewDelegate
+class QuillfernAppDelegate : public QObject, public LogDatasourceDelegate, public DeviceListDatasourceDelegate
 {
     Q_OBJECT
 
@@ -67,7 +62,7 @@ public:
     // --- Application life cycle ---
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
-    bool openFile(const QString &path); // application:openFile:
+    bool openFile(const QString &path); // application:openFile:; always true
     void newWindow();
     void orderFrontStandardAboutPanel();
 
@@ -111,21 +106,11 @@ public:
     void onDeviceModel(const QString &deviceId, const QString &model) override;
     void onDeviceListFailed(int errorType) override; // any thread
 
-    // --- SelectableTableViewDelegate ---
-    std::unique_ptr<QMenu> menuForTableView(SelectableTableView *table, int column, int row) override;
-    bool onKeyEventForTableView(SelectableTableView *table, QKeyEvent *event) override;
-    void onDoubleClick(SelectableTableView *table) override;
-
     // --- Log documents ---
     void saveDocument();
     void saveDocumentAsText();
-    void saveFile(const QStringList &extensions);
     void openLogcatFile();
     void setFileContents(const QList<LogEntry> &entries, const QString &path);
-    // Writes the rows now (used by saveFile once the user has chosen); false when writing failed.
-    bool writeLogFile(const QString &path, bool visibleOnly);
-    // The Cancel button of a long open or save.
-    void cancelProgress();
 
     // --- Parts, for the window's owner and for tests ---
     MainWindow *window() const { return m_window.get(); }
@@ -134,23 +119,21 @@ public:
     ReconnectPolicy *reconnectPolicy() const { return m_reconnect.get(); }
     LogTableController *tableController() const { return m_table.get(); }
     SavedFiltersController *filters() const { return m_filters.get(); }
-    DevicePickerSheet *devicePickerSheet() const { return m_devicePicker; }
-    const QMap<QString, DeviceEntry> &deviceList() const { return m_deviceList; }
+    DeviceChoiceController *deviceChoice() const { return m_devices.get(); }
+    LogDocumentController *documents() const { return m_documents.get(); }
+    DevicePickerSheet *devicePickerSheet() const;
     bool isDatasourceDevice() const { return m_isDatasourceDevice; }
     bool autoReconnect() const;
 
 signals:
     // An alert was shown (message "Alert"); for tests and the diagnostic log alike.
     void alertShown(const QString &informativeText);
-    // A file finished loading into the window (also after a failed read).
-    void fileOpened(const QString &path, bool ok);
-    void fileSaved(const QString &path, bool ok);
 
 private:
     void connectWindow();
     void showAlert(const QString &logLine, const QString &alertText);
     void openUrl(const QUrl &url);
-    void loadFileInBackground(const QString &path);
+    void chooseDevice(const QString &deviceId);
 
     Options m_options;
     std::unique_ptr<MainWindow> m_window;
@@ -159,16 +142,11 @@ private:
     std::unique_ptr<ReconnectPolicy> m_reconnect;
     std::unique_ptr<LogTableController> m_table;
     std::unique_ptr<SavedFiltersController> m_filters;
-    QPointer<DevicePickerSheet> m_devicePicker;
+    std::unique_ptr<DeviceChoiceController> m_devices;
+    std::unique_ptr<LogDocumentController> m_documents;
     QPointer<AboutDialog> m_about;
 
-    QMap<QString, DeviceEntry> m_deviceList;
     bool m_isDatasourceDevice = false;
     bool m_terminating = false;
     bool m_prefsConnected = false;
-    quint64 m_loadGeneration = 0; // a newer open or a cancel makes older loads' results void
-    bool m_loading = false;
-    bool m_saving = false;
-    std::shared_ptr<std::atomic<bool>> m_cancelFlag; // of the running save
-    QList<QPointer<QThread>> m_workers;              // joined on destruction
 };

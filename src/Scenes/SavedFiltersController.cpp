@@ -3,6 +3,7 @@
 
 #include "Filters/FilterComposer.h"
 #include "Helpers/Logger.h"
+#include "Helpers/Settings.h"
 #include "Session/LogDatasource.h"
 #include "Scenes/FilterEditorSheet.h"
 #include "Scenes/FilterListView.h"
@@ -21,6 +22,7 @@ SavedFiltersController::SavedFiltersController(MainWindow *window, LogDatasource
     , m_window(window)
     , m_datasource(datasource)
     , m_table(table)
+    , m_filters(settingsStorage())
 {
     FilterListView *list = window->filterList();
     connect(list, &FilterListView::rowAboutToBeSelected, this, &SavedFiltersController::shouldSelectRow);
@@ -43,13 +45,30 @@ SavedFiltersController::SavedFiltersController(MainWindow *window, LogDatasource
 
 SavedFiltersController::~SavedFiltersController() = default;
 
+SavedFilters::Storage SavedFiltersController::settingsStorage()
+{
+    SavedFilters::Storage storage;
+    storage.read = []() -> std::optional<SavedFilters::Texts> {
+        if (!Settings::contains(SettingsKey::predicates))
+            return std::nullopt;
+        const QVariantMap stored = Settings::value(SettingsKey::predicates).toMap();
+        SavedFilters::Texts texts;
+        for (auto it = stored.cbegin(); it != stored.cend(); ++it)
+            texts.insert(it.key(), it.value().toString());
+        return texts;
+    };
+    storage.write = [](const SavedFilters::Texts &texts) {
+        QVariantMap map;
+        for (auto it = texts.cbegin(); it != texts.cend(); ++it)
+            map.insert(it.key(), it.value());
+        Settings::setValue(SettingsKey::predicates, map);
+    };
+    return storage;
+}
+
 void SavedFiltersController::readSettings()
 {
-    const SavedFilters::LoadResult result = m_filters.load();
-    if (result.createdDefaults)
-        QF_LOG(QStringLiteral("Created default predicates: %1").arg(m_filters.sortedNames().join(QStringLiteral(", "))));
-    if (!result.ok())
-        QF_LOG_ERROR(QStringLiteral("saved filters: %1").arg(result.error));
+    m_filters.load(); // a stored text that does not parse is logged where it is read
     reloadList();
 }
 
@@ -230,7 +249,6 @@ void SavedFiltersController::exportSelectedFilters()
     m_window->chooseFileToSave(tr("Export Filters"), {ext}, false, [self, names](const QString &path, bool) {
         if (!self)
             return;
-        QF_LOG(QStringLiteral("Save filter to: %1").arg(path));
         if (!self->m_filters.exportFilters(path, names))
             QF_LOG_ERROR(QStringLiteral("could not write %1").arg(path));
     });
@@ -245,10 +263,7 @@ void SavedFiltersController::importFilters()
                                        return;
                                    if (self->m_datasource->isLogging() && self->m_stopLogging)
                                        self->m_stopLogging();
-                                   QF_LOG(QStringLiteral("Open url: %1").arg(path));
-                                   const SavedFilters::ImportResult result = self->m_filters.importFilters(path);
-                                   if (!result.ok())
-                                       QF_LOG_ERROR(QStringLiteral("import %1: %2").arg(path, result.error));
+                                   self->m_filters.importFilters(path); // logs what it opens and what fails
                                    self->saveFilters();
                                });
 }
@@ -257,9 +272,7 @@ bool SavedFiltersController::openIfFilterFile(const QString &path)
 {
     if (!path.toLower().endsWith(QLatin1String("filters")))
         return false;
-    const SavedFilters::ImportResult result = m_filters.importFilters(path);
-    if (!result.ok())
-        QF_LOG_ERROR(QStringLiteral("import %1: %2").arg(path, result.error));
+    m_filters.importFilters(path);
     saveFilters();
     return true;
 }

@@ -29,6 +29,9 @@ public:
                            QObject *parent = nullptr);
     ~SavedFiltersController() override;
 
+    // The saved filters' storage in the settings store: the map under "predicates".
+    static SavedFilters::Storage settingsStorage();
+
     // Stops a live stream before an import (the controller's own stop, so retries end too).
     void setStopLogging(std::function<void()> stopLogging) { m_stopLogging = std::move(stopLogging); }
 

@@ -248,6 +248,11 @@ void LogDatasource::setAppName(const QString &name, const QString &pid)
 LogFileResult LogDatasource::readTextFile(const QString &path)
 {
     clearLog();
+    return readTextFileAfterClear(path);
+}
+
+LogFileResult LogDatasource::readTextFileAfterClear(const QString &path)
+{
     return LogDocument::readTextFile(path, m_counter);
 }
 

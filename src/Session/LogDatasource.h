@@ -120,6 +120,8 @@ public:
     // Clears the log, then reads a log text file (encoding fallbacks, format detection), numbering its
     // entries from this datasource's counter. Hand result.entries to setLogDataFromFile.
     LogFileResult readTextFile(const QString &path);
+    // Any thread: the reading half of readTextFile, for a worker, after clearLog() ran on the GUI thread.
+    LogFileResult readTextFileAfterClear(const QString &path);
 
     // --- Any thread ---
     // Appends a system message entry (type "QF") and runs notifyLogUpdated on the GUI thread, waiting.

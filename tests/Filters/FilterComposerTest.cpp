@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/FilterComposer.h"
+#include "support/TestEntries.h"
 
-#include "Helpers/Settings.h"
 #include "Filters/SavedFilters.h"
 
 #include <gtest/gtest.h>
@@ -10,16 +10,9 @@
 
 namespace {
 
-LogEntry entry(const QString &type, const QString &name, const QString &text, const QString &note = QString(),
-               const QString &app = QString())
+SavedFilters defaults(SavedFilters::Storage storage = {})
 {
-    return LogEntry::create(7, {QStringLiteral("01-23 14:05:06.789"), app, QStringLiteral("321"), QStringLiteral("-"),
-                                type, name, text, note});
-}
-
-SavedFilters defaults()
-{
-    SavedFilters saved;
+    SavedFilters saved(std::move(storage));
     for (const auto &[name, text] : SavedFilters::defaultFilters())
         saved.setFilter(name, Filter::parse(text));
     return saved;
@@ -34,19 +27,19 @@ TEST(FilterComposer, SearchTextBecomesAFilter)
 
     const Filter activity = FilterComposer::searchFilter("Activity").filter;
     ASSERT_TRUE(activity.isValid());
-    EXPECT_TRUE(activity.matches(entry("I", "ActivityManager", "Start proc")));
-    EXPECT_TRUE(activity.matches(entry("I", "Tag", "no activity here")));
-    EXPECT_TRUE(activity.matches(entry("I", "Tag", "x", "activity noted")));
-    EXPECT_TRUE(activity.matches(entry("I", "Tag", "x", "", "com.activity.app")));
-    EXPECT_FALSE(activity.matches(entry("I", "Tag", "nothing")));
+    EXPECT_TRUE(activity.matches(testEntry({.name = "ActivityManager", .text = "Start proc"})));
+    EXPECT_TRUE(activity.matches(testEntry({.text = "no activity here"})));
+    EXPECT_TRUE(activity.matches(testEntry({.text = "x", .note = "activity noted"})));
+    EXPECT_TRUE(activity.matches(testEntry({.app = "com.activity.app", .text = "x"})));
+    EXPECT_FALSE(activity.matches(testEntry({.text = "nothing"})));
     EXPECT_EQ(activity.toString(),
               "name CONTAINS[cd] \"Activity\" OR text CONTAINS[cd] \"Activity\" OR app CONTAINS[cd] \"Activity\" OR "
               "pid CONTAINS[cd] \"Activity\" OR tid CONTAINS[cd] \"Activity\" OR note CONTAINS[cd] \"Activity\"");
 
     // Four characters: a plain search for the whole text.
     const Filter shortP = FilterComposer::searchFilter("p: x").filter;
-    EXPECT_TRUE(shortP.matches(entry("I", "Tag", "map: xyz")));
-    EXPECT_FALSE(shortP.matches(entry("I", "Tag", "x")));
+    EXPECT_TRUE(shortP.matches(testEntry({.text = "map: xyz"})));
+    EXPECT_FALSE(shortP.matches(testEntry({.text = "x"})));
 
     const Filter expr = FilterComposer::searchFilter("p: type ==[cd] 'E'").filter;
     EXPECT_EQ(expr.toString(), "type ==[cd] \"E\"");
@@ -66,10 +59,10 @@ TEST(FilterComposer, ActiveFilterAndsSelectedSavedFiltersAndSearch)
 
     const FilterComposer::Outcome both = FilterComposer::activeFilter(saved, {noteRow, errorRow}, errorRow, "");
     ASSERT_FALSE(both.failed());
-    EXPECT_TRUE(both.filter.matches(entry("E", "T", "x", "n")));
-    EXPECT_TRUE(both.filter.matches(entry("F", "T", "x", "n")));
-    EXPECT_FALSE(both.filter.matches(entry("E", "T", "x")));
-    EXPECT_FALSE(both.filter.matches(entry("W", "T", "x", "n")));
+    EXPECT_TRUE(both.filter.matches(testEntry({.type = "E", .text = "x", .note = "n"})));
+    EXPECT_TRUE(both.filter.matches(testEntry({.type = "F", .text = "x", .note = "n"})));
+    EXPECT_FALSE(both.filter.matches(testEntry({.type = "E", .text = "x"})));
+    EXPECT_FALSE(both.filter.matches(testEntry({.type = "W", .text = "x", .note = "n"})));
     EXPECT_EQ(both.filter.toString(), "note !=[cd] \"\" AND type IN[cd] \"E,F,A\""); // row order
 
     // With search text as well.
@@ -97,14 +90,14 @@ TEST(FilterComposer, QuickFilterAndCellFilters)
     EXPECT_EQ(FilterComposer::quickFilterSearchText("Tag", "ActivityManager"), "ActivityManager");
     // The quick filter's search text composes into a filter on that level.
     const Filter quick = FilterComposer::searchFilter(FilterComposer::quickFilterSearchText("Type", "e")).filter;
-    EXPECT_TRUE(quick.matches(entry("E", "T", "x")));
-    EXPECT_FALSE(quick.matches(entry("W", "T", "x")));
+    EXPECT_TRUE(quick.matches(testEntry({.type = "E", .text = "x"})));
+    EXPECT_FALSE(quick.matches(testEntry({.type = "W", .text = "x"})));
 
     // From a cell any value works, quotes included: it is a constant, not text to parse.
     const Filter cell = FilterComposer::cellComparison("name", "it's \"x\"");
     EXPECT_EQ(cell.toString(), R"(name ==[cd] "it's \"x\"")");
     EXPECT_EQ(Filter::parse(cell.toString()), cell);
-    EXPECT_TRUE(cell.matches(entry("I", "IT'S \"X\"", "")));
+    EXPECT_TRUE(cell.matches(testEntry({.name = "IT'S \"X\""})));
     EXPECT_EQ(FilterComposer::cellComparison("pid", "12", false).toString(), "pid !=[cd] \"12\"");
     EXPECT_EQ(FilterComposer::cellFilterName("Tag", "ActivityManager"), "Tag_ActivityManager");
 
@@ -116,8 +109,8 @@ TEST(FilterComposer, QuickFilterAndCellFilters)
 
 TEST(FilterComposer, NarrowingASavedFilter)
 {
-    Settings::remove(SettingsKey::predicates);
-    SavedFilters saved = defaults();
+    SavedFilters::Texts stored;
+    SavedFilters saved = defaults({{}, [&stored](const SavedFilters::Texts &texts) { stored = texts; }});
     saved.save();
     const Filter first = saved.filter(saved.nameForRow(1));
 
@@ -134,11 +127,11 @@ TEST(FilterComposer, NarrowingASavedFilter)
     ASSERT_TRUE(twice.has_value());
     EXPECT_EQ(twice->toString(), "type IN[cd] \"E,F,A\" AND name ==[cd] \"Net\" AND pid !=[cd] \"9\"");
     EXPECT_EQ(saved.filter("LogLevel Error"), *twice);
-    EXPECT_TRUE(twice->matches(entry("E", "net", "x")));
-    EXPECT_FALSE(twice->matches(entry("W", "net", "x")));
+    EXPECT_TRUE(twice->matches(testEntry({.type = "E", .name = "net", .text = "x"})));
+    EXPECT_FALSE(twice->matches(testEntry({.type = "W", .name = "net", .text = "x"})));
 
     // Saved under the same name.
-    EXPECT_EQ(Settings::value(SettingsKey::predicates).toMap().value("LogLevel Error").toString(), twice->toString());
+    EXPECT_EQ(stored.value("LogLevel Error"), twice->toString());
     EXPECT_EQ(saved.count(), 7);
 
     // An OR filter is nested, not spliced.
@@ -146,5 +139,4 @@ TEST(FilterComposer, NarrowingASavedFilter)
     EXPECT_EQ(json.kind(), Filter::Kind::And);
     EXPECT_EQ(json.parts().size(), 2);
     EXPECT_EQ(Filter::parse(json.toString()), json);
-    Settings::remove(SettingsKey::predicates);
 }

@@ -1,27 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/SavedFilters.h"
 
-#include "Helpers/Settings.h"
-
 #include <gtest/gtest.h>
 
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
-#include <QVariantMap>
 
 #include <plist/plist.h>
 
-#include <cstdlib>
+#include <optional>
 
 namespace {
 
 class SavedFiltersTest : public ::testing::Test
 {
 protected:
-    void SetUp() override { Settings::remove(SettingsKey::predicates); }
-    void TearDown() override { Settings::remove(SettingsKey::predicates); }
-
     QString writeFile(const QString &name, const QByteArray &data)
     {
         const QString path = m_dir.filePath(name);
@@ -30,9 +24,13 @@ protected:
         f.write(data);
         return path;
     }
+    // Filters kept in `stored`, which holds nothing until the first write.
+    SavedFilters::Storage storage()
+    {
+        return {[this] { return stored; }, [this](const SavedFilters::Texts &texts) { stored = texts; }};
+    }
 
-    static QVariantMap stored() { return Settings::value(SettingsKey::predicates).toMap(); }
-
+    std::optional<SavedFilters::Texts> stored;
     QTemporaryDir m_dir;
 };
 
@@ -54,14 +52,15 @@ QByteArray binaryPlist(const QMap<QString, QString> &texts)
 
 TEST_F(SavedFiltersTest, DefaultsOnFirstRunOnlyInPrintedForm)
 {
-    SavedFilters saved;
+    SavedFilters saved(storage());
     const SavedFilters::LoadResult r = saved.load();
     EXPECT_TRUE(r.ok());
     EXPECT_TRUE(r.createdDefaults);
     EXPECT_EQ(saved.sortedNames(), QStringList({"Has Note", "JSON", "LogLevel Debug", "LogLevel Error",
                                                 "LogLevel Info", "LogLevel Verbose", "LogLevel Warn"}));
-    EXPECT_EQ(stored().value("LogLevel Error").toString(), "type IN[cd] \"E,F,A\"");
-    EXPECT_EQ(stored().value("Has Note").toString(), "note !=[cd] \"\"");
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->value("LogLevel Error"), "type IN[cd] \"E,F,A\"");
+    EXPECT_EQ(stored->value("Has Note"), "note !=[cd] \"\"");
     EXPECT_EQ(SavedFilters::defaultFilters().size(), 7);
     for (const auto &[name, text] : SavedFilters::defaultFilters())
         EXPECT_EQ(saved.filter(name), Filter::parse(text)) << name.toStdString();
@@ -75,23 +74,17 @@ TEST_F(SavedFiltersTest, DefaultsOnFirstRunOnlyInPrintedForm)
     EXPECT_EQ(saved.namesForRows({5, 0, 2, 2}), QStringList({"JSON", "LogLevel Info"}));
 
     // A second launch reads what is stored and creates nothing.
-    SavedFilters again;
+    SavedFilters again(storage());
     EXPECT_FALSE(again.load().createdDefaults);
     EXPECT_EQ(again.sortedNames(), saved.sortedNames());
-}
 
-TEST_F(SavedFiltersTest, AnEmptiedListStaysEmpty)
-{
-    SavedFilters saved;
-    saved.load();
+    // An emptied list stays empty.
     saved.remove(saved.sortedNames());
     saved.save();
-    EXPECT_TRUE(Settings::contains(SettingsKey::predicates));
-    EXPECT_TRUE(stored().isEmpty());
-
-    SavedFilters next;
-    const SavedFilters::LoadResult r = next.load();
-    EXPECT_FALSE(r.createdDefaults);
+    ASSERT_TRUE(stored);
+    EXPECT_TRUE(stored->isEmpty());
+    SavedFilters next(storage());
+    EXPECT_FALSE(next.load().createdDefaults);
     EXPECT_EQ(next.count(), 0);
 }
 
@@ -114,9 +107,8 @@ TEST_F(SavedFiltersTest, CaseInsensitiveOrderAndUnusedNames)
 
 TEST_F(SavedFiltersTest, AStoredTextThatDoesNotParseStopsLoadingThere)
 {
-    Settings::setValue(SettingsKey::predicates,
-                       QVariantMap{{"a", "text == \"1\""}, {"b", "text =="}, {"c", "text == \"3\""}});
-    SavedFilters saved;
+    stored = SavedFilters::Texts{{"a", "text == \"1\""}, {"b", "text =="}, {"c", "text == \"3\""}};
+    SavedFilters saved(storage());
     const SavedFilters::LoadResult r = saved.load();
     EXPECT_FALSE(r.ok());
     EXPECT_TRUE(r.error.contains("\"b\""));
@@ -140,7 +132,7 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
     EXPECT_TRUE(xml.contains("<string>type IN[cd] &quot;E,F,A&quot;</string>") ||
                 xml.contains("<string>type IN[cd] \"E,F,A\"</string>"));
 
-    SavedFilters target;
+    SavedFilters target(storage());
     target.setFilter("errors", Filter::parse("text == 'old'"));
     target.setFilter("kept", Filter::parse("text == 'k'"));
     const SavedFilters::ImportResult r = target.importFilters(path);
@@ -150,8 +142,9 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
     EXPECT_EQ(target.filter("quotes \"&<xml>"), source.filter("quotes \"&<xml>"));
     EXPECT_FALSE(target.contains("skipped"));
     EXPECT_TRUE(target.contains("kept"));
-    EXPECT_EQ(stored().size(), 3); // saved after import
-    EXPECT_EQ(stored().value("errors").toString(), "type IN[cd] \"E,F,A\"");
+    ASSERT_TRUE(stored); // saved after import
+    EXPECT_EQ(stored->size(), 3);
+    EXPECT_EQ(stored->value("errors"), "type IN[cd] \"E,F,A\"");
 
     EXPECT_FALSE(source.exportFilters(m_dir.filePath("no/such/dir/x.filters"), {"errors"}));
 }
@@ -161,21 +154,22 @@ TEST_F(SavedFiltersTest, ImportAcceptsBinaryAndStopsAtABadText)
     // Import order follows the texts: "a..." then "b..." then the bad "zz".
     const QString bin = writeFile("b.filters", binaryPlist({{"third", "zz =="}, {"first", "app == 'a'"},
                                                             {"second", "body == 'b'"}}));
-    SavedFilters saved;
+    SavedFilters saved(storage());
     const SavedFilters::ImportResult r = saved.importFilters(bin);
     EXPECT_FALSE(r.ok());
     EXPECT_TRUE(r.error.contains("\"third\""));
     EXPECT_EQ(r.imported, QStringList({"first", "second"}));
     EXPECT_EQ(saved.sortedNames(), QStringList({"first", "second"}));
-    EXPECT_EQ(stored().size(), 2);
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->size(), 2);
 
     // A bad text that sorts first: nothing imported, nothing saved.
-    Settings::remove(SettingsKey::predicates);
-    SavedFilters other;
+    stored.reset();
+    SavedFilters other(storage());
     const QString early = writeFile("e.filters", SavedFilters::toPropertyList({{"bad", "AAA"}, {"ok", "b == 'x'"}}));
     const SavedFilters::ImportResult r2 = other.importFilters(early);
     EXPECT_TRUE(r2.imported.isEmpty());
-    EXPECT_FALSE(Settings::contains(SettingsKey::predicates));
+    EXPECT_FALSE(stored);
 }
 
 TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
@@ -195,7 +189,7 @@ TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
                                           arrayPlist, nestedDict, QByteArray("bplist00\x01\x02", 10)};
     int n = 0;
     for (const QByteArray &data : notFilters) {
-        SavedFilters saved;
+        SavedFilters saved(storage());
         saved.setFilter("mine", Filter::parse("text == 'm'"));
         const SavedFilters::ImportResult r = saved.importFilters(writeFile(QString("n%1.filters").arg(n++), data));
         EXPECT_FALSE(r.ok()) << data.left(40).constData();
@@ -203,7 +197,7 @@ TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
         EXPECT_TRUE(r.imported.isEmpty());
         EXPECT_EQ(saved.sortedNames(), QStringList({"mine"}));
     }
-    EXPECT_FALSE(Settings::contains(SettingsKey::predicates));
+    EXPECT_FALSE(stored);
 
     SavedFilters saved;
     const SavedFilters::ImportResult missing = saved.importFilters(m_dir.filePath("absent.filters"));

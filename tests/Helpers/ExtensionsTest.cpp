@@ -9,58 +9,36 @@
 
 using namespace qf;
 
-TEST(Extensions, NoValueIsNil)
+TEST(Extensions, EachKindOfValueHasItsOneLineForm)
 {
-    EXPECT_EQ(toString(QVariant()), QStringLiteral("nil"));
-    EXPECT_EQ(toString(QVariant::fromValue(nullptr)), QStringLiteral("nil"));
-    // An empty text is a value, not nil.
-    EXPECT_EQ(toString(QString()), QString());
-}
-
-TEST(Extensions, MapsAndEmptyMaps)
-{
-    EXPECT_EQ(toString(QVariantMap()), QString());
-    EXPECT_EQ(toString(QVariantHash()), QString());
-    QVariantMap map;
-    map.insert(QStringLiteral("b"), QStringList{QStringLiteral("x"), QStringLiteral("y")});
-    map.insert(QStringLiteral("a"), 1);
-    EXPECT_EQ(toString(map), QStringLiteral("{a=1, b={x, y}}"));
-    EXPECT_EQ(dictionaryToDelimitedString(map), QStringLiteral("{a=1, b={x, y}}"));
-    QVariantHash hash;
-    hash.insert(QStringLiteral("k"), QVariant());
-    EXPECT_EQ(toString(hash), QStringLiteral("{k=nil}"));
-    // Any associative container counts as a map.
-    const QMap<QString, int> typed{{QStringLiteral("n"), 2}};
-    EXPECT_EQ(toString(QVariant::fromValue(typed)), QStringLiteral("{n=2}"));
-}
-
-TEST(Extensions, SequencesAndEmptySequences)
-{
-    EXPECT_EQ(toString(QVariantList()), QStringLiteral("{}"));
-    EXPECT_EQ(toString(QStringList()), QStringLiteral("{}"));
-    EXPECT_EQ(arrayToDelimitedString({}), QStringLiteral("{}"));
-    const QVariantList nested{1, QStringLiteral("two"), QVariantList{3, QVariant()}, QVariantMap()};
-    EXPECT_EQ(toString(nested), QStringLiteral("{1, two, {3, nil}, }"));
-    EXPECT_EQ(toString(QVariant::fromValue(QList<int>{4, 5})), QStringLiteral("{4, 5}"));
-    // Text is not treated as a sequence of characters.
-    EXPECT_EQ(toString(QStringLiteral("abc")), QStringLiteral("abc"));
-    EXPECT_EQ(toString(QByteArray("bytes")), QStringLiteral("bytes"));
-}
-
-TEST(Extensions, UrlsShowTheirLastPathComponent)
-{
-    EXPECT_EQ(toString(QUrl(QStringLiteral("https://example.com/a/b/file.txt?q=1"))), QStringLiteral("URL:file.txt"));
-    EXPECT_EQ(toString(QUrl::fromLocalFile(QStringLiteral("/tmp/logs/"))), QStringLiteral("URL:logs"));
-    EXPECT_EQ(toString(QUrl(QStringLiteral("https://example.com/"))), QStringLiteral("URL:/"));
-    EXPECT_EQ(toString(QUrl(QStringLiteral("https://example.com"))), QStringLiteral("URL:"));
-}
-
-TEST(Extensions, OtherValuesUseTheirOwnText)
-{
-    EXPECT_EQ(toString(42), QStringLiteral("42"));
-    EXPECT_EQ(toString(2.5), QStringLiteral("2.5"));
-    EXPECT_EQ(toString(true), QStringLiteral("true"));
-    EXPECT_EQ(toString(QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5))), QStringLiteral("2024-01-02T03:04:05.000"));
-    // Without a text conversion the debug form is used.
-    EXPECT_EQ(toString(QPoint(1, 2)), QStringLiteral("QPoint(1,2)"));
+    QVariantMap map{{"b", QStringList{"x", "y"}}, {"a", 1}};
+    const std::pair<QVariant, QString> cases[] = {
+        {QVariant(), "nil"},
+        {QVariant::fromValue(nullptr), "nil"},
+        {QString(), ""}, // an empty text is a value, not nil
+        {QVariantMap(), ""},
+        {QVariantHash(), ""},
+        {map, "{a=1, b={x, y}}"}, // key order, nested sequences
+        {QVariantHash{{"k", QVariant()}}, "{k=nil}"},
+        {QVariant::fromValue(QMap<QString, int>{{"n", 2}}), "{n=2}"}, // any associative container
+        {QVariantList(), "{}"},                                       // unlike the empty map
+        {QStringList(), "{}"},
+        {QVariantList{1, "two", QVariantList{3, QVariant()}, QVariantMap()}, "{1, two, {3, nil}, }"},
+        {QVariant::fromValue(QList<int>{4, 5}), "{4, 5}"},
+        {QStringLiteral("abc"), "abc"}, // text is not a sequence of characters
+        {QByteArray("bytes"), "bytes"},
+        {QUrl("https://example.com/a/b/file.txt?q=1"), "URL:file.txt"},
+        {QUrl::fromLocalFile("/tmp/logs/"), "URL:logs"},
+        {QUrl("https://example.com/"), "URL:/"},
+        {QUrl("https://example.com"), "URL:"},
+        {42, "42"},
+        {2.5, "2.5"},
+        {true, "true"},
+        {QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5)), "2024-01-02T03:04:05.000"},
+        {QPoint(1, 2), "QPoint(1,2)"}, // no text conversion: the debug form
+    };
+    for (const auto &[value, expected] : cases)
+        EXPECT_EQ(toString(value), expected) << value.typeName() << " " << expected.toStdString();
+    EXPECT_EQ(dictionaryToDelimitedString(map), "{a=1, b={x, y}}");
+    EXPECT_EQ(arrayToDelimitedString({}), "{}");
 }

@@ -10,28 +10,35 @@
 
 namespace {
 
+// One line handed to the sink after the clock moved on, and the file and roll count it must leave.
+struct Write
+{
+    qint64 afterMs;
+    QByteArray line;
+    QByteArray fileAfter;
+    int rollsAfter;
+};
+
 class LogFileSinkTest : public ::testing::Test
 {
 protected:
-    std::unique_ptr<LogFileSink> makeSink(qint64 maxBytes, qint64 rollMs)
+    // Each line is checked without a flush: the sink writes every line through at once.
+    void play(qint64 maxBytes, qint64 rollMs, std::initializer_list<Write> writes)
     {
-        auto sink = std::make_unique<LogFileSink>(path(), maxBytes, rollMs, m_clock);
-        sink->set_formatter(std::make_unique<spdlog::pattern_formatter>("%v"));
-        return sink;
-    }
-
-    static void write(LogFileSink &sink, const std::string &text)
-    {
-        sink.log(spdlog::details::log_msg(spdlog::source_loc{}, "test", spdlog::level::debug, text));
+        LogFileSink sink(path(), maxBytes, rollMs, m_clock);
+        sink.set_formatter(std::make_unique<spdlog::pattern_formatter>("%v"));
+        for (const Write &w : writes) {
+            m_clock.advanceMs(w.afterMs);
+            sink.log(
+                spdlog::details::log_msg(spdlog::source_loc{}, "test", spdlog::level::debug, w.line.toStdString()));
+            QFile file(path());
+            ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+            EXPECT_EQ(file.readAll(), w.fileAfter) << "after " << w.line.left(20).constData();
+            EXPECT_EQ(sink.rollCount(), w.rollsAfter) << "after " << w.line.left(20).constData();
+        }
     }
 
     QString path() const { return m_dir.path() + QStringLiteral("/sub/dir/test.log"); }
-
-    QByteArray contents() const
-    {
-        QFile file(path());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-    }
 
     QTemporaryDir m_dir;
     ManualClock m_clock{1'000'000};
@@ -39,71 +46,36 @@ protected:
 
 } // namespace
 
-TEST_F(LogFileSinkTest, CreatesFoldersAndWritesEachLineAtOnce)
+TEST_F(LogFileSinkTest, RollsWhenTheNextLineWouldPassTheSizeAndKeepsNoArchive)
 {
-    auto sink = makeSink(1000, 60'000);
-    write(*sink, "first");
-    // Flushed per line: readable without an explicit flush.
-    EXPECT_EQ(contents(), QByteArray("first\n"));
-    write(*sink, "second");
-    EXPECT_EQ(contents(), QByteArray("first\nsecond\n"));
-    EXPECT_EQ(sink->rollCount(), 0);
-}
-
-TEST_F(LogFileSinkTest, RollsWhenTheNextLineWouldExceedTheSize)
-{
-    auto sink = makeSink(100, 60'000);
-    const std::string forty(40, 'a');
-    write(*sink, forty);
-    write(*sink, forty); // 82 bytes
-    EXPECT_EQ(sink->rollCount(), 0);
-    write(*sink, "b" + std::string(16, 'b')); // 82 + 18 = 100: still fits exactly
-    EXPECT_EQ(sink->rollCount(), 0);
-    EXPECT_EQ(contents().size(), 100);
-    write(*sink, "c");
-    EXPECT_EQ(sink->rollCount(), 1);
-    EXPECT_EQ(contents(), QByteArray("c\n")); // one file: the old content is gone
+    const QByteArray full = QByteArray(40, 'a') + '\n' + QByteArray(40, 'a') + '\n' + QByteArray(17, 'b') + '\n';
+    play(100, 60'000,
+         {
+             {0, QByteArray(40, 'a'), QByteArray(40, 'a') + '\n', 0}, // creates the folders
+             {0, QByteArray(40, 'a'), full.left(82), 0},
+             {0, QByteArray(17, 'b'), full, 0}, // exactly 100 bytes still fit
+             {0, "c", "c\n", 1},
+         });
 }
 
 TEST_F(LogFileSinkTest, OversizedLineGoesWholeIntoAFreshFile)
 {
-    auto sink = makeSink(10, 60'000);
-    write(*sink, std::string(25, 'x')); // empty file: no roll, written whole
-    EXPECT_EQ(sink->rollCount(), 0);
-    EXPECT_EQ(contents(), QByteArray(25, 'x') + '\n');
-    write(*sink, "y");
-    EXPECT_EQ(sink->rollCount(), 1);
-    EXPECT_EQ(contents(), QByteArray("y\n"));
+    play(10, 60'000, {{0, QByteArray(25, 'x'), QByteArray(25, 'x') + '\n', 0}, {0, "y", "y\n", 1}});
 }
 
-TEST_F(LogFileSinkTest, RollsWhenTheFileReachesTheInterval)
+TEST_F(LogFileSinkTest, RollsWhenTheFileReachesTheIntervalCountedFromItsCreation)
 {
-    auto sink = makeSink(1'000'000, 1000);
-    write(*sink, "one");
-    m_clock.advanceMs(999);
-    write(*sink, "two");
-    EXPECT_EQ(sink->rollCount(), 0);
-    m_clock.advanceMs(1);
-    write(*sink, "three");
-    EXPECT_EQ(sink->rollCount(), 1);
-    EXPECT_EQ(contents(), QByteArray("three\n"));
-    // The new file's age starts at its creation.
-    m_clock.advanceMs(999);
-    write(*sink, "four");
-    EXPECT_EQ(sink->rollCount(), 1);
-    EXPECT_EQ(contents(), QByteArray("three\nfour\n"));
+    play(1'000'000, 1000,
+         {
+             {0, "one", "one\n", 0},
+             {999, "two", "one\ntwo\n", 0},
+             {1, "three", "three\n", 1},
+             {999, "four", "three\nfour\n", 1},
+         });
 }
 
 TEST_F(LogFileSinkTest, ContinuesAnExistingFileAndCountsItsSize)
 {
-    {
-        auto sink = makeSink(30, 60'000);
-        write(*sink, std::string(19, 'o')); // 20 bytes
-    }
-    auto sink = makeSink(30, 60'000);
-    write(*sink, "new"); // 24 bytes in all
-    EXPECT_EQ(contents(), QByteArray(19, 'o') + "\nnew\n");
-    write(*sink, "more!!"); // would be 31
-    EXPECT_EQ(sink->rollCount(), 1);
-    EXPECT_EQ(contents(), QByteArray("more!!\n"));
+    play(30, 60'000, {{0, QByteArray(19, 'o'), QByteArray(19, 'o') + '\n', 0}});
+    play(30, 60'000, {{0, "new", QByteArray(19, 'o') + "\nnew\n", 0}, {0, "more!!", "more!!\n", 1}});
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/MainThread.h"
 
-#include "Helpers/Logger.h"
+#include "support/LogCapture.h"
 
 #include <QTest>
 
@@ -10,17 +10,9 @@
 #include <atomic>
 #include <thread>
 
-TEST(MainThread, IsMainThreadOnlyOnTheApplicationThread)
-{
-    EXPECT_TRUE(isMainThread());
-    bool onWorker = true;
-    std::thread worker([&] { onWorker = isMainThread(); });
-    worker.join();
-    EXPECT_FALSE(onWorker);
-}
-
 TEST(MainThread, RunOnMainThreadIsQueuedEvenFromTheMainThread)
 {
+    EXPECT_TRUE(assertMainThread());
     bool ran = false;
     runOnMainThread([&] { ran = true; });
     EXPECT_FALSE(ran); // not run inline
@@ -67,25 +59,15 @@ TEST(MainThread, RunOnMainThreadAndWaitReturnsAfterTheWork)
     EXPECT_TRUE(sawResult);
 }
 
-TEST(MainThread, AssertMainThreadPassesOnTheMainThread)
-{
-    EXPECT_TRUE(assertMainThread());
-}
-
 #ifdef QT_NO_DEBUG
 TEST(MainThread, AssertMainThreadElsewhereLogsAndReturnsFalseInRelease)
 {
-    QStringList errors;
-    Logger::getInstance().setObserver([&](LogLevel level, const QString &message) {
-        if (level == LogLevel::Error)
-            errors.append(message);
-    });
+    LogCapture log;
     bool result = true;
     std::thread worker([&] { result = assertMainThread(); });
     worker.join();
-    Logger::getInstance().setObserver({});
     EXPECT_FALSE(result);
-    EXPECT_EQ(errors, QStringList{QStringLiteral("Method can only be called on main thread!")});
+    EXPECT_EQ(log.lines(LogLevel::Error), QStringList{QStringLiteral("Method can only be called on main thread!")});
 }
 #else
 TEST(MainThreadDeathTest, AssertMainThreadElsewhereAbortsInDebug)

@@ -41,32 +41,22 @@ TEST_F(SettingsTest, StoreLivesInThePrivateConfigFolder)
 
 TEST_F(SettingsTest, RegisteredDefaultsApplyWhenNothingIsStored)
 {
-    EXPECT_EQ(Settings::value(SettingsKey::logVerboseBold), QVariant(false));
-    EXPECT_EQ(Settings::value(SettingsKey::logDebugBold), QVariant(false));
-    EXPECT_EQ(Settings::value(SettingsKey::logInfoBold), QVariant(false));
-    EXPECT_EQ(Settings::value(SettingsKey::logWarningBold), QVariant(false));
-    EXPECT_EQ(Settings::value(SettingsKey::logErrorBold), QVariant(false));
-    EXPECT_EQ(Settings::value(SettingsKey::logFatalBold), QVariant(true));
-    EXPECT_EQ(Settings::value(SettingsKey::logVerboseColor).toString(), QStringLiteral("#0000ff"));
-    EXPECT_EQ(Settings::value(SettingsKey::logInfoColor).toString(), QStringLiteral("#008000"));
-    EXPECT_EQ(Settings::value(SettingsKey::logWarningColor).toString(), QStringLiteral("#ff8000"));
-    EXPECT_EQ(Settings::value(SettingsKey::logErrorColor).toString(), QStringLiteral("#ff0000"));
-    EXPECT_EQ(Settings::value(SettingsKey::logFatalColor).toString(), QStringLiteral("#ff0000"));
-    EXPECT_EQ(Settings::value(SettingsKey::adbServer).toString(), QStringLiteral("127.0.0.1"));
-    EXPECT_EQ(Settings::value(SettingsKey::adbPort).toString(), QStringLiteral("5037"));
-    // No registered default: the GUI's text colour, font size 11, false, "", capacity 55000, default filters.
-    for (QStringView key : {SettingsKey::logDebugColor, SettingsKey::defaultFontSize, SettingsKey::clearLogOnStart,
-                            SettingsKey::adbLogTags, SettingsKey::maxBufferSize, SettingsKey::predicates})
-        EXPECT_FALSE(Settings::value(key).isValid()) << key.toString().toStdString();
+    // Every key of the table in order, with its default; "-": none registered here (the GUI's text colour, font
+    // size 11, false, "", capacity 55000, the default filters).
+    QStringList table;
+    for (const QString &key : Settings::keys()) {
+        const QVariant value = Settings::value(key);
+        table << key + u'=' + (value.isValid() ? value.toString() : QStringLiteral("-"));
+        EXPECT_FALSE(Settings::contains(key)) << "a default is not a stored value";
+    }
+    EXPECT_EQ(table.join(u' ').toStdString(),
+              "logVerboseBold=false logDebugBold=false logInfoBold=false logWarningBold=false logErrorBold=false "
+              "logFatalBold=true logVerboseColor=#0000ff logDebugColorV2=- logInfoColor=#008000 "
+              "logWarningColor=#ff8000 logErrorColor=#ff0000 logFatalColor=#ff0000 adbServer=127.0.0.1 adbPort=5037 "
+              "defaultFontSize=- clearLogOnStart=- adbLogTags=- QUILLFERN_MAX_BUFFER_SIZE=- predicates=-");
     EXPECT_FALSE(Settings::value(u"noSuchKey").isValid());
-    // Defaults are not stored values.
-    EXPECT_FALSE(Settings::contains(SettingsKey::logFatalBold));
-
-    EXPECT_EQ(Settings::keys().size(), 19);
-    EXPECT_EQ(Settings::keys().first(), QStringLiteral("logVerboseBold"));
-    EXPECT_TRUE(Settings::keys().contains(QStringLiteral("QUILLFERN_MAX_BUFFER_SIZE")));
-    EXPECT_EQ(Settings::colorKeys()[1], QStringLiteral("logDebugColorV2"));
-    EXPECT_EQ(Settings::boldKeys()[5], QStringLiteral("logFatalBold"));
+    EXPECT_EQ(Settings::colorKeys()[1], SettingsKey::logDebugColor.toString()); // level order V, D, ...
+    EXPECT_EQ(Settings::boldKeys()[5], SettingsKey::logFatalBold.toString());
 }
 
 TEST_F(SettingsTest, StoredValuesWinUntilRemoved)
@@ -127,8 +117,12 @@ TEST_F(SettingsTest, TypedAccessors)
     EXPECT_EQ(Settings::defaultFontSize(), 0.0);
 
     const std::pair<QVariant, std::optional<int>> sizes[] = {
-        {0, std::nullopt},    {-5, std::nullopt}, {QStringLiteral("abc"), std::nullopt},
-        {1, 1},               {70000, 70000},     {QStringLiteral("70000"), 70000},
+        {0, std::nullopt},
+        {-5, std::nullopt},
+        {QStringLiteral("abc"), std::nullopt},
+        {1, 1},
+        {70000, 70000},
+        {QStringLiteral("70000"), 70000},
         {qlonglong(1) << 40, std::numeric_limits<int>::max()},
     };
     for (const auto &[stored, expected] : sizes) {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/Utils.h"
 
-#include "Helpers/Logger.h"
 #include "Helpers/MainThread.h"
+#include "support/LogCapture.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
-#include <QMutex>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -14,47 +14,10 @@
 
 namespace {
 
-// Collects the messages of the diagnostic log while alive.
-class LogLines
-{
-public:
-    LogLines()
-    {
-        Logger::getInstance().setObserver([this](LogLevel, const QString &message) {
-            QMutexLocker lock(&m_mutex);
-            m_lines.append(message);
-        });
-    }
-    ~LogLines() { Logger::getInstance().setObserver({}); }
-
-    QStringList lines() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_lines;
-    }
-    QStringList startingWith(const QString &prefix) const
-    {
-        QStringList result;
-        for (const QString &line : lines()) {
-            if (line.startsWith(prefix))
-                result.append(line);
-        }
-        return result;
-    }
-
-private:
-    mutable QMutex m_mutex;
-    QStringList m_lines;
-};
-
 void makeExecutable(const QString &path, const QByteArray &script)
 {
-    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).absolutePath()));
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write("#!/bin/sh\n" + script);
-    file.close();
-    ASSERT_TRUE(file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+    writeTestFile(path, "#!/bin/sh\n" + script);
+    ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
 }
 
 class UtilsTest : public ::testing::Test
@@ -131,7 +94,7 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
 
     // Remove the winner each round: the next one in order must win.
     for (qsizetype winner = 0; winner < order.size(); ++winner) {
-        LogLines log;
+        LogCapture log;
         EXPECT_EQ(Utils::getAdbPath(home(), m_env), order[winner]);
         QStringList expected;
         for (qsizetype miss = 0; miss < winner; ++miss)
@@ -141,7 +104,7 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
         ASSERT_TRUE(QFile::remove(order[winner]));
     }
 
-    LogLines log;
+    LogCapture log;
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
     EXPECT_EQ(log.startingWith(QStringLiteral("not found:")).size(), 6);
     EXPECT_EQ(log.lines().last(), QStringLiteral("not found:adb"));
@@ -149,29 +112,22 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
 
 TEST_F(UtilsTest, SdkFoldersNeedOnlyAFileButThePathNeedsAnExecutable)
 {
-    const QString inHome = home() + QStringLiteral("/android-sdks/platform-tools/adb");
-    ASSERT_TRUE(QDir().mkpath(QFileInfo(inHome).absolutePath()));
-    QFile plain(inHome);
-    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
-    plain.close();
+    const QString inHome = writeTestFile(home() + QStringLiteral("/android-sdks/platform-tools/adb"), {});
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), inHome);
     ASSERT_TRUE(QFile::remove(inHome));
 
     // A folder named adb is not the tool.
     ASSERT_TRUE(QDir().mkpath(inHome));
-    QFile onPath(bin() + QStringLiteral("/adb"));
-    ASSERT_TRUE(QDir().mkpath(bin()));
-    ASSERT_TRUE(onPath.open(QIODevice::WriteOnly));
-    onPath.close();
+    const QString onPath = writeTestFile(bin() + QStringLiteral("/adb"), {});
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
 
-    ASSERT_TRUE(onPath.setPermissions(QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    ASSERT_TRUE(QFile::setPermissions(onPath, QFileDevice::ReadOwner | QFileDevice::ExeOwner));
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), bin() + QStringLiteral("/adb"));
 }
 
 TEST_F(UtilsTest, StartSucceedsOnlyWhenTheDaemonSaysSo)
 {
-    LogLines log;
+    LogCapture log;
     bool onMainThread = false;
     EXPECT_EQ(startWith("echo '* daemon not running; starting now at tcp:5037'\n"
                         "echo '* daemon started successfully'\n",
@@ -195,7 +151,7 @@ TEST_F(UtilsTest, StartSucceedsOnlyWhenTheDaemonSaysSo)
 
 TEST_F(UtilsTest, StartLeavesStandardInputConnectedButUnused)
 {
-    LogLines log;
+    LogCapture log;
     // A closed input gives end of file at once (status 1); an open, silent pipe makes read time out (>128).
     EXPECT_EQ(startWith("exec /bin/bash -c 'read -t 1 line; echo \"status=$?\"'\n"), false);
     const QStringList got = log.startingWith(QStringLiteral("GOT: "));
@@ -206,7 +162,7 @@ TEST_F(UtilsTest, StartLeavesStandardInputConnectedButUnused)
 
 TEST_F(UtilsTest, StartFailsWhenTheToolIsMissingOrCannotRun)
 {
-    LogLines log;
+    LogCapture log;
     // Not found: false at once, on the calling thread.
     bool called = false;
     bool result = true;
@@ -233,4 +189,24 @@ TEST(Utils, SandboxedFollowsTheEnvironment)
     EXPECT_TRUE(Utils::isSandboxed()); // any value, even empty
     qunsetenv("APP_SANDBOX_CONTAINER_ID");
     EXPECT_FALSE(Utils::isSandboxed());
+}
+
+TEST_F(UtilsTest, StartRunsOneToolAtATimeOnTheGivenPort)
+{
+    // The tool records each run's arguments; the second caller arrives while the first run is going.
+    const QString tool = bin() + QStringLiteral("/adb");
+    const QString runs = m_dir.filePath(QStringLiteral("runs"));
+    makeExecutable(tool, QStringLiteral("echo \"$*\" >> '%1'; sleep 0.3; echo 'daemon started successfully'\n")
+                             .arg(runs)
+                             .toUtf8());
+    std::optional<bool> first;
+    std::optional<bool> second;
+    Utils::startAdb(tool, [&](bool ok) { first = ok; }, 5555);
+    Utils::startAdb(tool, [&](bool ok) { second = ok; }, 5555);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return first && second; }, 10000));
+    EXPECT_TRUE(*first);
+    EXPECT_TRUE(*second);
+    QFile file(runs);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), QByteArray("-P 5555 start-server\n"));
 }

@@ -1,26 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "Log/BoundedBuffer.h"
+#include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
 namespace {
-
 LogEntry entry(quint64 idx)
 {
-    return LogEntry::create(idx, {QString(), QString(), QString(), QString(), QStringLiteral("I"), QString(),
-                                  QStringLiteral("m%1").arg(idx), QString()});
+    return testEntry({.idx = idx});
 }
-
-QList<LogEntry> entries(quint64 n)
+QList<LogEntry> entries(int n)
 {
-    QList<LogEntry> out;
-    for (quint64 i = 0; i < n; ++i)
-        out.append(entry(i + 1));
-    return out;
+    return testEntries(1, n);
 }
-
 } // namespace
 
 TEST(BoundedBufferTest, DefaultsAndPruneAtCapacityPlusOne)
@@ -84,25 +78,20 @@ TEST(BoundedBufferTest, PredicateSnapshots)
     EXPECT_TRUE(buffer.lastObject().isNull());
 }
 
-TEST(BoundedBufferTest, ResetKeepsCapacityAndPruneSize)
-{
-    BoundedBuffer buffer(10);
-    buffer.setPruneSize(4);
-    buffer.addAllObjects(entries(5));
-    buffer.reset();
-    EXPECT_EQ(buffer.count(), 0);
-    EXPECT_EQ(buffer.capacity(), 10u);
-    EXPECT_EQ(buffer.pruneSize(), 4u);
-}
-
-TEST(BoundedBufferTest, SettersDoNotPruneButTheNextInsertionDoes)
+TEST(BoundedBufferTest, SettersDoNotPruneButTheNextInsertionDoesAndResetKeepsThem)
 {
     BoundedBuffer buffer(0);
     buffer.addAllObjects(entries(3000));
     buffer.setCapacity(1500);
+    buffer.setPruneSize(400);
     EXPECT_EQ(buffer.count(), 3000);
     EXPECT_TRUE(buffer.addObject(entry(3001)));
-    EXPECT_EQ(buffer.count(), 2001);
+    EXPECT_EQ(buffer.count(), 2601);
+    buffer.reset();
+    EXPECT_EQ(buffer.count(), 0);
+    buffer.addAllObjects(entries(1500));
+    EXPECT_TRUE(buffer.addObject(entry(1501)));
+    EXPECT_EQ(buffer.count(), 1101);
 }
 
 TEST(BoundedBufferTest, CapacityBelowPruneSizeThrowsOnFirstPrune)

@@ -1,7 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "Log/LogDocument.h"
+#include "support/TestEntries.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <future>
 
 #include <QDir>
 #include <QFile>
@@ -9,18 +17,6 @@
 #include <QTemporaryDir>
 
 namespace {
-
-const std::array<LogEntry::Field, 8> kStored{LogEntry::Time, LogEntry::App,  LogEntry::Pid,  LogEntry::Tid,
-                                             LogEntry::Type, LogEntry::Name, LogEntry::Text, LogEntry::Note};
-
-QString writeFile(const QTemporaryDir &dir, const QString &name, const QByteArray &data)
-{
-    const QString path = dir.filePath(name);
-    QFile f(path);
-    EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(data);
-    return path;
-}
 
 LogFileResult readData(const QByteArray &data)
 {
@@ -67,9 +63,9 @@ QByteArray generatedThreadTime(int lines, quint32 seed)
 TEST(LogDocumentTest, SavedLineLayout)
 {
     LogIndexCounter counter;
-    const LogEntry e = LogLineParser::parseThreadTimeLine(QByteArrayView("01-23 14:05:06.789  1234  5678 W Tag: hi"),
-                                                          LogLineFormatStream, counter,
-                                                          [](const QString &) { return QStringLiteral("com.example"); });
+    const LogEntry e = LogLineParser::parseThreadTimeLine(
+        QByteArrayView("01-23 14:05:06.789  1234  5678 W Tag: hi"), LogLineFormatStream, counter,
+        [](const QString &) { return QStringLiteral("com.example"); });
     EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi\n");
     e.setNote(QStringLiteral("seen"));
     EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi NOTE:[seen\n");
@@ -89,21 +85,22 @@ TEST(LogDocumentTest, RoundTripKeepsEveryFieldAndAddsOneLeadingBlank)
     for (int i = 0; i < 300; ++i) {
         const QString pid = QString::number(100 + rng.bounded(900));
         const QString tid = rng.bounded(2) ? QStringLiteral("-") : QString::number(1000 + rng.bounded(9000));
-        entries << LogEntry::create(quint64(i), {QStringLiteral("01-%1 10:11:12.%2").arg(10 + rng.bounded(18)).arg(100 + rng.bounded(900)),
-                                                 apps[rng.bounded(apps.size())], pid, tid,
-                                                 QString(QChar(QLatin1Char("VDIWEFA"[rng.bounded(7)]))),
-                                                 rng.bounded(2) ? QStringLiteral("Tag") : QStringLiteral("Some Tag"),
-                                                 texts[rng.bounded(texts.size())], notes[rng.bounded(notes.size())]});
+        entries << LogEntry::create(
+            quint64(i),
+            {QStringLiteral("01-%1 10:11:12.%2").arg(10 + rng.bounded(18)).arg(100 + rng.bounded(900)),
+             apps[rng.bounded(apps.size())], pid, tid, QString(QChar(QLatin1Char("VDIWEFA"[rng.bounded(7)]))),
+             rng.bounded(2) ? QStringLiteral("Tag") : QStringLiteral("Some Tag"), texts[rng.bounded(texts.size())],
+             notes[rng.bounded(notes.size())]});
     }
     LogFileResult once = readData(LogDocument::savedText(entries));
     ASSERT_TRUE(once.ok);
     EXPECT_EQ(once.format, LogLineFormatThreadTimeApp);
     ASSERT_EQ(once.entries.size(), entries.size());
     for (qsizetype i = 0; i < entries.size(); ++i) {
-        for (LogEntry::Field f : kStored) {
-            const QString expected = entries[i].value(f);
-            EXPECT_EQ(once.entries[i].value(f), f == LogEntry::Text ? QLatin1Char(' ') + expected : expected)
-                << "row " << i << " field " << int(f);
+        for (int f = LogEntry::Time; f <= LogEntry::Note; ++f) {
+            const QString expected = entries[i].value(LogEntry::Field(f));
+            EXPECT_EQ(once.entries[i].value(LogEntry::Field(f)), f == LogEntry::Text ? ' ' + expected : expected)
+                << "row " << i << " field " << f;
         }
         EXPECT_EQ(once.entries[i].idx(), quint64(i));
     }
@@ -137,8 +134,7 @@ TEST(LogDocumentTest, WindowsLineEndsParseLikeLineFeeds)
     EXPECT_EQ(b.lineCount, 2 * a.lineCount - 1);
     ASSERT_EQ(a.entries.size(), b.entries.size());
     for (qsizetype i = 0; i < a.entries.size(); ++i) {
-        for (LogEntry::Field f : kStored)
-            ASSERT_EQ(a.entries[i].value(f), b.entries[i].value(f));
+        ASSERT_EQ(fieldsOf(a.entries[i]), fieldsOf(b.entries[i])) << "row " << i;
     }
 }
 
@@ -175,8 +171,7 @@ TEST(LogDocumentTest, TwoThreadReadMatchesLineByLineParsing)
     ASSERT_EQ(r.entries.size(), expected.size());
     for (qsizetype i = 0; i < expected.size(); ++i) {
         EXPECT_EQ(r.entries[i].idx(), quint64(40 + i));
-        for (LogEntry::Field f : kStored)
-            ASSERT_EQ(r.entries[i].value(f), expected[i].value(f)) << "row " << i << " field " << int(f);
+        ASSERT_EQ(fieldsOf(r.entries[i]), fieldsOf(expected[i])) << "row " << i;
     }
     EXPECT_EQ(counter.peek(), quint64(40 + expected.size()));
 }
@@ -214,7 +209,7 @@ TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
     EXPECT_FALSE(folder.ok);
     EXPECT_FALSE(folder.errorString.isEmpty());
 
-    const LogFileResult empty = LogDocument::readTextFile(writeFile(dir, "empty.log", {}), counter);
+    const LogFileResult empty = LogDocument::readTextFile(writeTestFile(dir.filePath("empty.log"), {}), counter);
     EXPECT_TRUE(empty.ok);
     EXPECT_EQ(empty.format, LogLineFormatUnknown);
     EXPECT_TRUE(empty.entries.isEmpty());
@@ -223,13 +218,13 @@ TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
     QByteArray binary(3 << 20, Qt::Uninitialized);
     for (char &c : binary)
         c = char(rng.bounded(256));
-    const LogFileResult bin = LogDocument::readTextFile(writeFile(dir, "random.bin", binary), counter);
+    const LogFileResult bin = LogDocument::readTextFile(writeTestFile(dir.filePath("random.bin"), binary), counter);
     EXPECT_TRUE(bin.ok);
     EXPECT_EQ(bin.encoding, "ISO 8859-1");
 
     QByteArray noLineFeed(100 << 20, 'a');
     noLineFeed.replace(0, 4, "I/T:");
-    const QString bigPath = writeFile(dir, "one-line.log", noLineFeed);
+    const QString bigPath = writeTestFile(dir.filePath("one-line.log"), noLineFeed);
     noLineFeed.clear();
     const LogFileResult big = LogDocument::readTextFile(bigPath, counter);
     EXPECT_TRUE(big.ok);
@@ -273,7 +268,8 @@ TEST(LogDocumentTest, RealWorldSamples)
 
 TEST(LogDocumentTest, LongFormatFile)
 {
-    const QByteArray data = "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]\nhello\n\n[ 01-23 14:05:06.790  1: 1 I/T ]\nworld\n\n";
+    const QByteArray data =
+        "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]\nhello\n\n[ 01-23 14:05:06.790  1: 1 I/T ]\nworld\n\n";
     const LogFileResult r = readData(data);
     EXPECT_EQ(r.format, LogLineFormatLong);
     ASSERT_EQ(r.entries.size(), 2);
@@ -287,12 +283,15 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     EXPECT_EQ(LogDocument::kindForPath("/a/b.Quillfern"), LogDocument::FileKind::DictionaryCandidate);
     EXPECT_EQ(LogDocument::kindForPath("/a/b.log"), LogDocument::FileKind::Text);
     QTemporaryDir dir;
-    const QByteArray plist = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
-                             "<array><dict/><dict/></array></dict></plist>\n";
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "a.quillfern", plist)), 2);
+    const QByteArray plist =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
+        "<array><dict/><dict/></array></dict></plist>\n";
+    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("a.quillfern"), plist)), 2);
     const QByteArray other = "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><array/></plist>\n";
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "b.quillfern", other)).has_value());
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeFile(dir, "c.quillfern", "01-23 x\n")).has_value());
+    EXPECT_FALSE(
+        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("b.quillfern"), other)).has_value());
+    EXPECT_FALSE(
+        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("c.quillfern"), "01-23 x\n")).has_value());
     EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
 }
 
@@ -307,4 +306,26 @@ TEST(LogDocumentTest, WriteTextFileAndReadItBack)
     QFile f(dir.filePath("out.log"));
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     EXPECT_EQ(f.readAll(), QByteArray("01-23 14:05:06.789 app(1) - I T:  \xc3\xa9\n"));
+}
+
+TEST(LogDocumentTest, DevicesAndPipesAreRefusedWithoutReading)
+{
+    // A device never ends and a pipe without a writer blocks the open: neither may be read.
+    QTemporaryDir dir;
+    const QString fifo = dir.filePath("pipe.log");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const QString &path : {QStringLiteral("/dev/zero"), QStringLiteral("/dev/urandom"), fifo}) {
+        LogIndexCounter counter;
+        // Run apart so that a regression fails here instead of hanging the whole test program.
+        auto result = std::async(std::launch::async, [&] { return LogDocument::readTextFile(path, counter); });
+        if (result.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+            ADD_FAILURE() << "reading blocked: " << path.toStdString();
+            if (path == fifo) // give the blocked open a writer that leaves at once
+                ::close(::open(QFile::encodeName(fifo).constData(), O_WRONLY | O_NONBLOCK));
+        }
+        const LogFileResult r = result.get();
+        EXPECT_FALSE(r.ok) << path.toStdString();
+        EXPECT_TRUE(r.errorString.contains(path)) << r.errorString.toStdString();
+        EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(path).has_value());
+    }
 }

@@ -6,6 +6,9 @@
 #include <gtest/gtest.h>
 
 namespace {
+
+const char16_t *const Levels[] = {u"V", u"D", u"I", u"W", u"E", u"F", u"QF"};
+
 LogAppearance::Inputs defaultInputs()
 {
     LogAppearance::Inputs inputs;
@@ -17,90 +20,66 @@ LogAppearance::Inputs defaultInputs()
     inputs.textColor = QColor(1, 2, 3);
     return inputs;
 }
+
+// "V D I W E F QF" as each level draws: its colour name (or "none") and "b" when bold.
+QString looks(const LogAppearance &appearance)
+{
+    QStringList out;
+    for (const char16_t *level : Levels) {
+        const QColor color = appearance.color(level);
+        out << (color.isValid() ? color.name(QColor::HexArgb) : QStringLiteral("none")) +
+                   (appearance.font(level).bold() ? QStringLiteral("b") : QString());
+    }
+    return out.join(u' ');
+}
+
 } // namespace
 
-TEST(LogAppearanceTest, DefaultsFollowTheSettingsTable)
+TEST(LogAppearanceTest, DefaultsAndTheSystemLinesLook)
 {
     const LogAppearance appearance = LogAppearance::build(defaultInputs());
-    EXPECT_EQ(appearance.color(u"V"), QColor(0, 0, 255));
-    EXPECT_EQ(appearance.color(u"D"), QColor(1, 2, 3)); // the palette's text colour
-    EXPECT_EQ(appearance.color(u"I"), QColor(0, 128, 0));
-    EXPECT_EQ(appearance.color(u"W"), QColor(255, 128, 0));
-    EXPECT_EQ(appearance.color(u"E"), QColor(255, 0, 0));
-    EXPECT_EQ(appearance.color(u"F"), QColor(255, 0, 0));
-    EXPECT_EQ(appearance.color(u"QF"), QColor(0, 0, 255));
-    EXPECT_FALSE(appearance.color(u"").isValid());
-    EXPECT_FALSE(appearance.color(u"A").isValid());
-    EXPECT_FALSE(appearance.color(u"Q").isValid());
-
-    // Only fatal is bold by default.
-    for (const char16_t *level : {u"V", u"D", u"I", u"W", u"E"})
-        EXPECT_FALSE(appearance.font(level).bold()) << QString::fromUtf16(level).toStdString();
-    EXPECT_TRUE(appearance.font(u"F").bold());
+    // Debug takes the palette's text colour; only fatal is bold; the system's "QF" lines are blue.
+    EXPECT_EQ(looks(appearance), "#ff0000ff #ff010203 #ff008000 #ffff8000 #ffff0000 #ffff0000b #ff0000ff");
+    for (const char16_t *unknown : {u"", u"A", u"Q"})
+        EXPECT_FALSE(appearance.color(unknown).isValid());
     EXPECT_DOUBLE_EQ(appearance.fontPointSize(), 11.0);
     EXPECT_DOUBLE_EQ(appearance.font(u"W").pointSizeF(), 11.0);
     EXPECT_DOUBLE_EQ(appearance.fontHeight(), 16.5);
     EXPECT_EQ(appearance.font(u"W").family(), QStringLiteral("Monospace"));
-}
 
-TEST(LogAppearanceTest, BoldFlagsAndTheSystemLineFont)
-{
     LogAppearance::Inputs inputs = defaultInputs();
     inputs.bold = {true, false, false, true, true, false};
     inputs.fontPointSize = 14;
     inputs.colors[LogAppearance::Error] = QColor(0x12, 0x34, 0x56);
-    const LogAppearance appearance = LogAppearance::build(inputs);
-
-    EXPECT_TRUE(appearance.font(u"V").bold());
-    EXPECT_FALSE(appearance.font(u"D").bold());
-    EXPECT_TRUE(appearance.font(u"W").bold());
-    EXPECT_FALSE(appearance.font(u"F").bold());
-    // "QF" uses the E font but keeps its own blue.
-    EXPECT_EQ(appearance.font(u"QF"), appearance.font(u"E"));
-    EXPECT_TRUE(appearance.font(u"QF").bold());
-    EXPECT_EQ(appearance.color(u"QF"), QColor(0, 0, 255));
-    EXPECT_EQ(appearance.color(u"E"), QColor(0x12, 0x34, 0x56));
-    // An empty or unknown level is drawn in the D font.
-    EXPECT_EQ(appearance.font(u""), appearance.font(u"D"));
-    EXPECT_EQ(appearance.font(u"A"), appearance.font(u"D"));
-    EXPECT_DOUBLE_EQ(appearance.fontHeight(), 21.0);
+    const LogAppearance changed = LogAppearance::build(inputs);
+    // "QF" uses the E font but keeps its own blue; an empty or unknown level is drawn in the D font.
+    EXPECT_EQ(looks(changed), "#ff0000ffb #ff010203 #ff008000 #ffff8000b #ff123456b #ffff0000 #ff0000ffb");
+    EXPECT_EQ(changed.font(u"QF"), changed.font(u"E"));
+    EXPECT_EQ(changed.font(u""), changed.font(u"D"));
+    EXPECT_EQ(changed.font(u"A"), changed.font(u"D"));
+    EXPECT_DOUBLE_EQ(changed.fontHeight(), 21.0);
 }
 
-TEST(LogAppearanceTest, StoredSizeZeroMeansElevenAndLargeStoredSizesAreKept)
+TEST(LogAppearanceTest, FontSizes)
 {
     LogAppearance::Inputs inputs = defaultInputs();
-    inputs.fontPointSize = 0;
+    inputs.fontPointSize = 0; // stored size zero means 11
     EXPECT_DOUBLE_EQ(LogAppearance::build(inputs).fontPointSize(), 11.0);
-    // The limits apply to the size commands only.
-    inputs.fontPointSize = 45;
+    inputs.fontPointSize = 45; // the limits apply to the size commands only
     const LogAppearance large = LogAppearance::build(inputs);
-    EXPECT_DOUBLE_EQ(large.fontPointSize(), 45.0);
     EXPECT_DOUBLE_EQ(large.font(u"I").pointSizeF(), 45.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(large.fontPointSize(), false), 11.0);
-}
 
-TEST(LogAppearanceTest, FontSizeStepsWrapToElevenPastEitherEnd)
-{
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(11, true), 12.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(11, false), 10.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(29, true), 30.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(30, true), 11.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(2, false), 1.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(1, false), 11.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(30, false), 29.0);
-    EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(1, true), 2.0);
-}
+    // Steps of one within 1..30, wrapping to 11 past either end.
+    const std::tuple<double, bool, double> steps[] = {{11, true, 12},  {11, false, 10}, {29, true, 30},
+                                                      {30, true, 11},  {2, false, 1},   {1, false, 11},
+                                                      {30, false, 29}, {1, true, 2},    {45, false, 11}};
+    for (const auto &[from, up, to] : steps)
+        EXPECT_DOUBLE_EQ(LogAppearance::nextFontSize(from, up), to) << from << (up ? " up" : " down");
 
-TEST(LogAppearanceTest, WithPointSizeKeepsColoursAndBoldness)
-{
-    const LogAppearance base = LogAppearance::build(defaultInputs());
-    const LogAppearance bigger = base.withPointSize(18);
-    EXPECT_DOUBLE_EQ(bigger.fontPointSize(), 18.0);
-    for (const char16_t *level : {u"V", u"D", u"I", u"W", u"E", u"F", u"QF"}) {
+    const LogAppearance bigger = large.withPointSize(18);
+    EXPECT_EQ(looks(bigger), looks(large));
+    for (const char16_t *level : Levels)
         EXPECT_DOUBLE_EQ(bigger.font(level).pointSizeF(), 18.0);
-        EXPECT_EQ(bigger.font(level).bold(), base.font(level).bold());
-        EXPECT_EQ(bigger.color(level), base.color(level));
-    }
     EXPECT_DOUBLE_EQ(bigger.fontHeight(), 27.0);
 }
 
@@ -117,41 +96,26 @@ TEST(LogAppearanceTest, ColourTextRoundTrips)
 
 TEST(LogAppearanceTest, ReadsColoursBoldFlagsAndSizeFromSettings)
 {
-    const QStringList keys = Settings::boldKeys() + Settings::colorKeys();
-    for (const QString &key : keys)
-        Settings::remove(key);
-    Settings::remove(SettingsKey::defaultFontSize);
-
-    LogAppearance appearance = LogAppearance::fromSettings();
-    EXPECT_DOUBLE_EQ(appearance.fontPointSize(), 11.0);
-    EXPECT_EQ(appearance.color(u"I"), QColor(0, 128, 0));
-    EXPECT_EQ(appearance.color(u"W"), QColor(255, 128, 0));
-    EXPECT_TRUE(appearance.color(u"D").isValid());
-    EXPECT_TRUE(appearance.font(u"F").bold());
-    EXPECT_FALSE(appearance.font(u"E").bold());
+    const QStringList keys = Settings::boldKeys() + Settings::colorKeys() + QStringList{"defaultFontSize"};
+    const auto clear = [&] {
+        for (const QString &key : keys)
+            Settings::remove(key);
+    };
+    clear();
+    const QString defaults = looks(LogAppearance::fromSettings());
+    EXPECT_TRUE(LogAppearance::fromSettings().color(u"D").isValid());
+    EXPECT_DOUBLE_EQ(LogAppearance::fromSettings().fontPointSize(), 11.0);
 
     Settings::setValue(SettingsKey::logErrorBold, true);
     Settings::setValue(SettingsKey::logFatalBold, false);
     Settings::setValue(SettingsKey::logInfoColor, QStringLiteral("#123456"));
     Settings::setValue(SettingsKey::logDebugColor, QStringLiteral("#80abcdef"));
     Settings::setValue(SettingsKey::defaultFontSize, 14.0f);
-    appearance = LogAppearance::fromSettings();
-    EXPECT_TRUE(appearance.font(u"E").bold());
-    EXPECT_TRUE(appearance.font(u"QF").bold());
-    EXPECT_FALSE(appearance.font(u"F").bold());
-    EXPECT_EQ(appearance.color(u"I"), QColor(0x12, 0x34, 0x56));
-    EXPECT_EQ(appearance.color(u"D"), QColor(0xab, 0xcd, 0xef, 0x80));
-    EXPECT_DOUBLE_EQ(appearance.fontPointSize(), 14.0);
-    EXPECT_DOUBLE_EQ(appearance.font(u"V").pointSizeF(), 14.0);
+    const LogAppearance stored = LogAppearance::fromSettings();
+    EXPECT_EQ(looks(stored), "#ff0000ff #80abcdef #ff123456 #ffff8000 #ffff0000b #ffff0000 #ff0000ffb");
+    EXPECT_DOUBLE_EQ(stored.font(u"V").pointSizeF(), 14.0);
 
-    // Removing the keys brings the defaults back.
-    for (const QString &key : keys)
-        Settings::remove(key);
-    Settings::setValue(SettingsKey::defaultFontSize, 0.0f);
-    appearance = LogAppearance::fromSettings();
-    EXPECT_FALSE(appearance.font(u"E").bold());
-    EXPECT_TRUE(appearance.font(u"F").bold());
-    EXPECT_EQ(appearance.color(u"I"), QColor(0, 128, 0));
-    EXPECT_DOUBLE_EQ(appearance.fontPointSize(), 11.0);
-    Settings::remove(SettingsKey::defaultFontSize);
+    clear(); // removing the keys brings the defaults back
+    EXPECT_EQ(looks(LogAppearance::fromSettings()), defaults);
+    EXPECT_EQ(defaults.section(u' ', 2), "#ff008000 #ffff8000 #ffff0000 #ffff0000b #ff0000ff");
 }

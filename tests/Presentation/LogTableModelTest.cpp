@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Presentation/LogTableModel.h"
+#include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
 
@@ -10,23 +11,9 @@
 
 namespace {
 
-LogEntry makeEntry(quint64 idx, const QString &type = QStringLiteral("I"), const QString &text = {})
-{
-    return LogEntry::create(idx, {QStringLiteral("01-23 14:05:06.789"), QStringLiteral("com.example"),
-                                  QStringLiteral("1234"), QStringLiteral("-"), type, QStringLiteral("Tag"),
-                                  text.isNull() ? QStringLiteral(" message %1").arg(idx) : text, QString()});
-}
-
-QVector<LogEntry> makeEntries(quint64 first, int count)
-{
-    QVector<LogEntry> entries;
-    for (int i = 0; i < count; ++i)
-        entries.append(makeEntry(first + quint64(i)));
-    return entries;
-}
-
 // A model with the item-model tester attached and spies on every structural signal.
-struct WatchedModel {
+struct WatchedModel
+{
     LogTableModel model;
     QAbstractItemModelTester tester{&model, QAbstractItemModelTester::FailureReportingMode::Fatal};
     QSignalSpy inserted{&model, &QAbstractItemModel::rowsInserted};
@@ -41,6 +28,19 @@ struct WatchedModel {
         reset.clear();
         changed.clear();
     }
+    // The structural changes since the last call, e.g. "-0-29 +70-81" or "reset"; the spies are cleared.
+    QString takeAnnounced()
+    {
+        QStringList out;
+        for (const QList<QVariant> &r : removed)
+            out << QStringLiteral("-%1-%2").arg(r.at(1).toInt()).arg(r.at(2).toInt());
+        for (const QList<QVariant> &i : inserted)
+            out << QStringLiteral("+%1-%2").arg(i.at(1).toInt()).arg(i.at(2).toInt());
+        for (qsizetype n = 0; n < reset.count(); ++n)
+            out << QStringLiteral("reset");
+        clearSpies();
+        return out.join(u' ');
+    }
 };
 
 QString cellText(const LogTableModel &model, int row, LogEntry::Field field)
@@ -53,76 +53,49 @@ QString cellText(const LogTableModel &model, int row, LogEntry::Field field)
 TEST(LogTableModelTest, GrowingSnapshotIsOneBatchedInsertPerUpdate)
 {
     WatchedModel w;
-    QVector<LogEntry> log = makeEntries(0, 10);
+    QVector<LogEntry> log = testEntries(0, 10);
     EXPECT_EQ(w.model.setRows(log), LogTableModel::Update::Appended);
-    ASSERT_EQ(w.inserted.count(), 1);
-    EXPECT_EQ(w.inserted.at(0).at(1).toInt(), 0);
-    EXPECT_EQ(w.inserted.at(0).at(2).toInt(), 9);
-    w.clearSpies();
-
-    log += makeEntries(10, 250);
+    EXPECT_EQ(w.takeAnnounced(), "+0-9");
+    log += testEntries(10, 250);
     EXPECT_EQ(w.model.setRows(log), LogTableModel::Update::Appended);
-    ASSERT_EQ(w.inserted.count(), 1);
-    EXPECT_EQ(w.inserted.at(0).at(1).toInt(), 10);
-    EXPECT_EQ(w.inserted.at(0).at(2).toInt(), 259);
-    EXPECT_EQ(w.removed.count(), 0);
-    EXPECT_EQ(w.reset.count(), 0);
-    EXPECT_EQ(w.model.rowCount(), 260);
-    EXPECT_EQ(cellText(w.model, 259, LogEntry::Text), QStringLiteral(" message 259"));
-    // The rows already shown are repainted: their app or note may have been filled in.
+    // The rows already shown are repainted too: their app or note may have been filled in.
     EXPECT_GE(w.changed.count(), 1);
-}
+    EXPECT_EQ(w.takeAnnounced(), "+10-259");
+    EXPECT_EQ(cellText(w.model, 259, LogEntry::Text), QStringLiteral(" message 259"));
 
-TEST(LogTableModelTest, UnchangedSnapshotOnlyRepaintsAndShowsLateAppNames)
-{
-    WatchedModel w;
-    const QVector<LogEntry> log = makeEntries(0, 5);
-    w.model.setRows(log);
-    w.clearSpies();
-
+    // Unchanged: only a repaint, which shows an app name that arrived late.
     log[2].setApp(QStringLiteral("com.late.name"));
     EXPECT_EQ(w.model.setRows(log), LogTableModel::Update::None);
-    EXPECT_EQ(w.inserted.count() + w.removed.count() + w.reset.count(), 0);
     EXPECT_EQ(w.changed.count(), 1);
+    EXPECT_EQ(w.takeAnnounced(), "");
     EXPECT_EQ(cellText(w.model, 2, LogEntry::App), QStringLiteral("com.late.name"));
 }
 
 TEST(LogTableModelTest, PruneIsOneBlockRemovalThenTheNewTail)
 {
     WatchedModel w;
-    QVector<LogEntry> log = makeEntries(0, 100);
+    QVector<LogEntry> log = testEntries(0, 100);
     w.model.setRows(log);
     w.clearSpies();
 
     // The buffer dropped its oldest 30 entries and 12 new ones arrived in the same tick.
-    QVector<LogEntry> next = log.mid(30);
-    next += makeEntries(100, 12);
+    QVector<LogEntry> next = log.mid(30) + testEntries(100, 12);
     EXPECT_EQ(w.model.setRows(next), LogTableModel::Update::Pruned);
-    ASSERT_EQ(w.removed.count(), 1);
-    EXPECT_EQ(w.removed.at(0).at(1).toInt(), 0);
-    EXPECT_EQ(w.removed.at(0).at(2).toInt(), 29);
-    ASSERT_EQ(w.inserted.count(), 1);
-    EXPECT_EQ(w.inserted.at(0).at(1).toInt(), 70);
-    EXPECT_EQ(w.inserted.at(0).at(2).toInt(), 81);
-    EXPECT_EQ(w.reset.count(), 0);
-    EXPECT_EQ(w.model.rowCount(), 82);
+    EXPECT_EQ(w.takeAnnounced(), "-0-29 +70-81");
     EXPECT_EQ(w.model.idxAt(ViewRow{0}), EntryIdx{30});
     EXPECT_EQ(w.model.rowForIdx(EntryIdx{30}).value, 0);
     EXPECT_EQ(w.model.rowForIdx(EntryIdx{111}).value, 81);
     EXPECT_FALSE(w.model.rowForIdx(EntryIdx{29}).isValid());
-
-    w.clearSpies();
     // A prune with nothing new.
     EXPECT_EQ(w.model.setRows(next.mid(2)), LogTableModel::Update::Pruned);
-    EXPECT_EQ(w.removed.count(), 1);
-    EXPECT_EQ(w.inserted.count(), 0);
+    EXPECT_EQ(w.takeAnnounced(), "-0-1");
     EXPECT_EQ(w.model.rowCount(), 80);
 }
 
 TEST(LogTableModelTest, SnapshotThatDoesNotContinueIsOneReset)
 {
     WatchedModel w;
-    const QVector<LogEntry> all = makeEntries(0, 40);
+    const QVector<LogEntry> all = testEntries(0, 40);
     w.model.setRows(all);
     w.clearSpies();
 
@@ -130,25 +103,13 @@ TEST(LogTableModelTest, SnapshotThatDoesNotContinueIsOneReset)
     QVector<LogEntry> filtered;
     for (int i = 0; i < all.size(); i += 3)
         filtered.append(all[i]);
-    EXPECT_EQ(w.model.setRows(filtered), LogTableModel::Update::Reset);
-    EXPECT_EQ(w.reset.count(), 1);
-    EXPECT_EQ(w.inserted.count() + w.removed.count(), 0);
-    EXPECT_EQ(w.model.rowCount(), filtered.size());
-
-    // Back to all messages: the filtered rows are not a prefix of the full log.
-    w.clearSpies();
-    EXPECT_EQ(w.model.setRows(all), LogTableModel::Update::Reset);
-    EXPECT_EQ(w.reset.count(), 1);
-
-    // Same idx numbers but other records (a reopened file) are not a continuation either.
-    w.clearSpies();
-    EXPECT_EQ(w.model.setRows(makeEntries(0, 50)), LogTableModel::Update::Reset);
-    EXPECT_EQ(w.reset.count(), 1);
-
-    // Clearing the log.
-    w.clearSpies();
-    EXPECT_EQ(w.model.setRows({}), LogTableModel::Update::Reset);
-    EXPECT_EQ(w.model.rowCount(), 0);
+    // Then back to all messages (the filtered rows are not a prefix of the full log); then the same idx
+    // numbers but other records (a reopened file); then a cleared log.
+    for (const QVector<LogEntry> &rows : {filtered, all, testEntries(0, 50), QVector<LogEntry>()}) {
+        EXPECT_EQ(w.model.setRows(rows), LogTableModel::Update::Reset);
+        EXPECT_EQ(w.takeAnnounced(), "reset");
+        EXPECT_EQ(w.model.rowCount(), rows.size());
+    }
     EXPECT_EQ(w.model.setRows({}), LogTableModel::Update::None);
 }
 
@@ -163,15 +124,13 @@ TEST(LogTableModelTest, CellsCarryTextColourAndFontOfTheLevel)
     inputs.textColor = QColor(10, 20, 30);
     w.model.setAppearance(LogAppearance::build(inputs));
 
-    const QVector<LogEntry> rows = {makeEntry(0, QStringLiteral("W")), makeEntry(1, QStringLiteral("QF")),
-                                    makeEntry(2, QString()), makeEntry(3, QStringLiteral("A")),
-                                    makeEntry(4, QStringLiteral("D"))};
+    QVector<LogEntry> rows;
+    for (const char *type : {"W", "QF", "", "A", "D"})
+        rows << testEntry({.idx = quint64(rows.size()), .type = type});
     w.model.setRows(rows);
 
     auto foreground = [&](int row) { return w.model.data(w.model.index(row, LogEntry::Text), Qt::ForegroundRole); };
-    auto font = [&](int row) {
-        return w.model.data(w.model.index(row, LogEntry::Time), Qt::FontRole).value<QFont>();
-    };
+    auto font = [&](int row) { return w.model.data(w.model.index(row, LogEntry::Time), Qt::FontRole).value<QFont>(); };
 
     EXPECT_EQ(foreground(0).value<QBrush>().color(), QColor(255, 128, 0));
     EXPECT_FALSE(font(0).bold());
@@ -197,9 +156,11 @@ TEST(LogTableModelTest, CellsCarryTextColourAndFontOfTheLevel)
 TEST(LogTableModelTest, HighlightMarksFirstOccurrenceIgnoringCase)
 {
     WatchedModel w;
-    w.model.setRows({makeEntry(0, QStringLiteral("I"), QStringLiteral(" Timeout after timeout")),
-                     makeEntry(1, QStringLiteral("I"), QStringLiteral(" nothing here"))});
-    auto range = [&](int row) { return w.model.data(w.model.index(row, LogEntry::Text), LogTableModel::HighlightRangeRole); };
+    w.model.setRows(
+        {testEntry({.idx = 0, .text = " Timeout after timeout"}), testEntry({.idx = 1, .text = " nothing here"})});
+    auto range = [&](int row) {
+        return w.model.data(w.model.index(row, LogEntry::Text), LogTableModel::HighlightRangeRole);
+    };
 
     EXPECT_FALSE(range(0).isValid());
     w.clearSpies();
@@ -219,7 +180,7 @@ TEST(LogTableModelTest, HighlightMarksFirstOccurrenceIgnoringCase)
 TEST(LogTableModelTest, AppearanceChangeAnnouncesNewFontsAndRepaints)
 {
     WatchedModel w;
-    w.model.setRows(makeEntries(0, 3));
+    w.model.setRows(testEntries(0, 3));
     QSignalSpy fonts(&w.model, &LogTableModel::appearanceChanged);
     w.clearSpies();
     w.model.setAppearance(w.model.appearance().withPointSize(20));
@@ -230,18 +191,14 @@ TEST(LogTableModelTest, AppearanceChangeAnnouncesNewFontsAndRepaints)
 
 TEST(LogTableModelTest, FollowRuleComparesAsUnsigned)
 {
-    // 100 rows: following turns on within the last five rows (row 95 and below).
-    EXPECT_TRUE(LogTableModel::followAfterScroll(99, 100));
-    EXPECT_TRUE(LogTableModel::followAfterScroll(95, 100));
-    EXPECT_FALSE(LogTableModel::followAfterScroll(94, 100));
-    EXPECT_FALSE(LogTableModel::followAfterScroll(0, 100));
-    // No row under the bottom edge (-1) is the largest unsigned value: following stays on.
-    EXPECT_TRUE(LogTableModel::followAfterScroll(-1, 100));
-    EXPECT_TRUE(LogTableModel::followAfterScroll(-1, 3));
-    // Fewer than five rows: the limit wraps to a huge number, so a visible last row turns it off.
-    EXPECT_FALSE(LogTableModel::followAfterScroll(2, 3));
-    EXPECT_FALSE(LogTableModel::followAfterScroll(3, 4));
-    EXPECT_TRUE(LogTableModel::followAfterScroll(0, 5));
+    // {last visible row, rows, follows}. Following turns on within the last five rows. No row under the bottom
+    // edge (-1) is the largest unsigned value, so following stays on; with fewer than five rows the limit
+    // wraps to a huge number, so a visible last row turns it off.
+    const std::tuple<int, int, bool> cases[] = {{99, 100, true}, {95, 100, true}, {94, 100, false},
+                                                {0, 100, false}, {-1, 100, true}, {-1, 3, true},
+                                                {2, 3, false},   {3, 4, false},   {0, 5, true}};
+    for (const auto &[row, rows, follows] : cases)
+        EXPECT_EQ(LogTableModel::followAfterScroll(row, rows), follows) << row << " of " << rows;
 }
 
 TEST(LogTableModelTest, RowAfterPruneKeepsTheReadersLine)

@@ -8,10 +8,11 @@
 #include "Scenes/QuillfernAppDelegate.h"
 #include "Scenes/SelectableTableView.h"
 #include "support/AdbTestEnv.h"
+#include "support/Dialogs.h"
+#include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
 #include <QAction>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSet>
@@ -89,13 +90,7 @@ protected:
                 rows << e;
         return rows;
     }
-    QMessageBox *visibleMessageBox() const
-    {
-        for (QMessageBox *box : app->window()->findChildren<QMessageBox *>())
-            if (box->isVisible())
-                return box;
-        return nullptr;
-    }
+    QMessageBox *visibleMessageBox() const { return dialogs::visible<QMessageBox>(app->window()); }
 
     ManualTimer *timer = nullptr; // owned by the delegate
     std::unique_ptr<RepeatingTimer> takeTimer()
@@ -201,10 +196,14 @@ TEST_F(AppDelegateDeviceTest, WhilePausedAnotherDeviceIsNotTaken)
 
     const QString second = startDevice({"--rate", "20"});
     ASSERT_FALSE(second.isEmpty());
+    // Three ticks, each listing only the new device.
+    LogCapture log;
     for (int i = 0; i < 3; ++i) {
+        const int handled = log.count("Connected Devices:");
         app->onReconnectTimerTick();
-        QTest::qWait(400);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("Connected Devices:") > handled; }, 5000));
     }
+    EXPECT_GE(log.count("device change - don't automatically reconnect to new device!"), 1);
     EXPECT_FALSE(app->logDatasource()->isLogging());
     EXPECT_EQ(app->reconnectPolicy()->lastDeviceConnectedId(), first);
     EXPECT_TRUE(title().endsWith(" [PAUSED]"));

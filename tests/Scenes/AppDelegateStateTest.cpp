@@ -2,41 +2,30 @@
 // The connection states of the main window, played with a scripted ADB server for the device list
 // and a log stream driven by the test (no adb, no device): titles, the Run/Stop item, the 5-second
 // retry that only returns to the last device, the alerts and the device picker.
-#include "Session/ConnectionStatus.h"
 #include "Helpers/Settings.h"
-#include "Session/ReconnectPolicy.h"
-#include "Scenes/DevicePickerSheet.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
-#include "Scenes/SelectableTableView.h"
+#include "Session/ReconnectPolicy.h"
+#include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
+#include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
-#include <QAbstractButton>
 #include <QAction>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QTest>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <optional>
+#include <utility>
 
 namespace {
 
 QByteArray devicesReply(const QByteArray &list)
 {
     return "OKAY" + QByteArray::number(list.size(), 16).rightJustified(4, '0') + list;
-}
-
-QMessageBox *visibleMessageBox(QWidget *window)
-{
-    for (QMessageBox *box : window->findChildren<QMessageBox *>())
-        if (box->isVisible())
-            return box;
-    return nullptr;
 }
 
 class AppDelegateStateTest : public ::testing::Test
@@ -87,7 +76,22 @@ protected:
     }
     QString title() const { return app->window()->windowTitle(); }
     QString button() const { return app->window()->actions().connect->text(); }
+    QString lastRowText() const
+    {
+        const auto rows = app->tableController()->model()->rows();
+        return rows.isEmpty() ? QString() : rows.back().value(LogEntry::Text);
+    }
+    // One reconnect tick whose device list is answered: waits until the answer has been handled.
+    void tickWithDevices(const QByteArray &list)
+    {
+        addDevices(list);
+        const auto answers = [&] { return log.count("Connected Devices:") + log.count("errorType:"); };
+        const int handled = answers();
+        app->onReconnectTimerTick();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return answers() > handled; }, 3000));
+    }
 
+    LogCapture log;
     FakeAdbServer server;
     ManualTimer *timer = nullptr; // owned by the delegate
     std::unique_ptr<RepeatingTimer> takeTimer()
@@ -128,21 +132,14 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
     EXPECT_TRUE(timer->active);
     EXPECT_EQ(timer->lastInterval, std::chrono::milliseconds(5000));
 
-    // A tick while the device is still gone: the device list is empty, no alert.
-    server.addScript({FakeAdbServer::expectRequest("host:devices"), FakeAdbServer::reply("OKAY0000"), FakeAdbServer::close()});
-    app->onReconnectTimerTick();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return server.allScriptsDone(); }, 3000));
-    QTest::qWait(50);
-    EXPECT_EQ(visibleMessageBox(app->window()), nullptr);
-    EXPECT_EQ(title(), "Pixel_A - emu-A [PAUSED]");
-
-    // Another device appears alone: not taken.
-    addDevices("emu-B\tdevice product:sdk_b model:Pixel_B\n");
-    app->onReconnectTimerTick();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return server.allScriptsDone(); }, 3000));
-    QTest::qWait(50);
-    EXPECT_EQ(streamsStarted.load(), 1);
-    EXPECT_EQ(title(), "Pixel_A - emu-A [PAUSED]");
+    // A tick while the device is still gone (an empty list), then another device alone: neither
+    // alerts nor is taken.
+    for (const QByteArray &list : {QByteArray(), QByteArray("emu-B\tdevice product:sdk_b model:Pixel_B\n")}) {
+        tickWithDevices(list);
+        EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
+        EXPECT_EQ(streamsStarted.load(), 1);
+        EXPECT_EQ(title(), "Pixel_A - emu-A [PAUSED]");
+    }
 
     // The same device returns among others: streaming again, the log kept.
     addDevices("emu-B\tdevice product:sdk_b model:Pixel_B\nemu-A\tdevice product:sdk_a model:Pixel_A\n");
@@ -150,7 +147,7 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
     ASSERT_TRUE(waitStreaming(2));
     EXPECT_EQ(streamDevice, "emu-A");
     EXPECT_FALSE(timer->active);
-    EXPECT_EQ(visibleMessageBox(app->window()), nullptr); // no picker either
+    EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr); // no picker either
     ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() >= 3; }, 3000));
 
     // Stop while streaming: offline.
@@ -173,67 +170,51 @@ TEST_F(AppDelegateStateTest, StopWhilePausedGoesOfflineAtOnce)
     EXPECT_EQ(title(), "Pixel_A - emu-A [OFFLINE]");
     EXPECT_EQ(button(), "Run");
     EXPECT_FALSE(timer->active);
-    // A late tick does nothing.
+    // A late tick does nothing: not even a device list is asked for.
+    const int lines = log.lines().size();
     app->onReconnectTimerTick();
-    QTest::qWait(50);
+    EXPECT_EQ(log.lines().size(), lines);
     EXPECT_EQ(server.connectionCount(), 1);
 }
 
-TEST_F(AppDelegateStateTest, NoDeviceGivesTheAlertAndItsLogLine)
+TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
 {
-    server.addScript({FakeAdbServer::expectRequest("host:devices"), FakeAdbServer::reply("OKAY0000"), FakeAdbServer::close()});
-    launch();
-    QMessageBox *box = nullptr;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return (box = visibleMessageBox(app->window())) != nullptr; }, 5000));
-    EXPECT_EQ(box->text(), "Alert");
-    ASSERT_EQ(box->buttons().size(), 1);
-    EXPECT_EQ(box->buttons().front()->text(), "OK");
-    EXPECT_EQ(box->informativeText(),
-              "No Android device found. \n\nMake sure device is connected and developer mode is enabled.");
-    EXPECT_EQ(title(), "No devices connected");
-    EXPECT_EQ(button(), "Run");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() == 1; }, 3000));
-    const LogEntry line = app->tableController()->model()->rows().front();
-    EXPECT_EQ(line.value(LogEntry::Type), "QF");
-    EXPECT_TRUE(line.value(LogEntry::Text).contains(
-        "No Android device found. Make sure device is connected and developer mode is enabled."));
-    box->buttons().front()->click();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return visibleMessageBox(app->window()) == nullptr; }, 3000));
-}
-
-TEST_F(AppDelegateStateTest, UnauthorizedDeviceAlert)
-{
-    addDevices("unauthorized\tdevice\n");
-    // The model lookup of the nameless device finds no server script: it fails quietly.
-    launch();
-    QMessageBox *box = nullptr;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return (box = visibleMessageBox(app->window())) != nullptr; }, 5000));
-    EXPECT_EQ(box->informativeText(), "Device Not Authorized\n\nAllow USB debugging from device unauthorized");
-    ASSERT_TRUE(QTest::qWaitFor([&] {
-        const auto rows = app->tableController()->model()->rows();
-        return !rows.isEmpty() && rows.back().value(LogEntry::Text).contains(
-                                      "Device Not Authorized. Allow USB debugging from device unauthorized");
-    }, 3000));
-    EXPECT_EQ(streamsStarted.load(), 0);
-}
-
-TEST_F(AppDelegateStateTest, AdbNotRunningStartsTheServerThenAlerts)
-{
-    Settings::setValue(SettingsKey::adbPort, QStringLiteral("1")); // nothing listens there
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return bool(pendingAdbStart); }, 5000));
-    EXPECT_EQ(title(), "Starting ADB server..");
-    auto done = std::move(pendingAdbStart);
-    done(false);
-    QMessageBox *box = nullptr;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return (box = visibleMessageBox(app->window())) != nullptr; }, 3000));
-    EXPECT_EQ(box->informativeText(), "ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server");
-    EXPECT_EQ(title(), "No devices connected");
-    ASSERT_TRUE(QTest::qWaitFor([&] {
-        const auto rows = app->tableController()->model()->rows();
-        return !rows.isEmpty() && rows.back().value(LogEntry::Text).contains(
-                                      "ADB not running. Make sure ADB is running. From Terminal: adb start-server");
-    }, 3000));
+    const struct
+    {
+        std::optional<QByteArray> devices; // none: the ADB server is not reachable
+        QString alert;
+        QString logLine;
+    } cases[] = {
+        {QByteArray(), "No Android device found. \n\nMake sure device is connected and developer mode is enabled.",
+         "No Android device found. Make sure device is connected and developer mode is enabled."},
+        // The model lookup of the nameless device finds no server script: it fails quietly.
+        {"unauthorized\tdevice\n", "Device Not Authorized\n\nAllow USB debugging from device unauthorized",
+         "Device Not Authorized. Allow USB debugging from device unauthorized"},
+        {std::nullopt, "ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server",
+         "ADB not running. Make sure ADB is running. From Terminal: adb start-server"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.logLine.toStdString());
+        TearDown();
+        SetUp();
+        if (c.devices)
+            addDevices(*c.devices);
+        else
+            Settings::setValue(SettingsKey::adbPort, QStringLiteral("1")); // nothing listens there
+        launch();
+        if (!c.devices) {
+            ASSERT_TRUE(QTest::qWaitFor([&] { return bool(pendingAdbStart); }, 5000));
+            EXPECT_EQ(title(), "Starting ADB server..");
+            std::exchange(pendingAdbStart, {})(false);
+        }
+        EXPECT_EQ(dialogs::answer(app->window(), "OK"), "Alert\n" + c.alert);
+        EXPECT_EQ(title(), "No devices connected");
+        EXPECT_EQ(button(), "Run");
+        EXPECT_TRUE(QTest::qWaitFor([&] { return lastRowText().contains(c.logLine); }, 3000));
+        EXPECT_EQ(app->tableController()->model()->rows().back().value(LogEntry::Type), "QF");
+        EXPECT_EQ(streamsStarted.load(), 0);
+        Settings::remove(SettingsKey::adbPort);
+    }
 }
 
 TEST_F(AppDelegateStateTest, AdbStartedRetriesTheDeviceList)
@@ -249,41 +230,7 @@ TEST_F(AppDelegateStateTest, AdbStartedRetriesTheDeviceList)
     done(true);
     expectedTitle = "Pixel_A - emu-A";
     EXPECT_TRUE(waitStreaming(1));
-    EXPECT_EQ(visibleMessageBox(app->window()), nullptr);
-}
-
-TEST_F(AppDelegateStateTest, PickerWithTwoDevicesStartsTheChosenOne)
-{
-    addDevices("emu-A\tdevice product:sdk_a model:Pixel_A\nemu-B\tdevice product:sdk_b\n");
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->devicePickerSheet() && app->devicePickerSheet()->isVisible(); }, 5000));
-    DevicePickerSheet *picker = app->devicePickerSheet();
-    // Titles in key order, each as getDeviceTitle makes them (name first, else product).
-    EXPECT_EQ(picker->deviceTitles(), (QStringList{"Pixel_A - emu-A", "sdk_b - emu-B"}));
-    EXPECT_EQ(title(), "No devices connected");
-    picker->setSelectedIndex(1);
-    picker->connectButton()->click();
-    expectedTitle = "sdk_b - emu-B";
-    ASSERT_TRUE(waitStreaming(1));
-    EXPECT_EQ(streamDevice, "emu-B");
-    EXPECT_FALSE(picker->isVisible());
-
-    // A model name arriving for the logged device: id first, then the model.
-    app->onDeviceModel("emu-B", "Tablet_B");
-    EXPECT_EQ(title(), "emu-B - Tablet_B");
-    EXPECT_EQ(app->deviceList().value("emu-B").name.value_or(QString()), "Tablet_B");
-}
-
-TEST_F(AppDelegateStateTest, PickerCancelledStaysOffline)
-{
-    addDevices("emu-A\tdevice model:A\nemu-B\tdevice model:B\n");
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->devicePickerSheet() && app->devicePickerSheet()->isVisible(); }, 5000));
-    app->devicePickerSheet()->cancelButton()->click();
-    QTest::qWait(50);
-    EXPECT_EQ(streamsStarted.load(), 0);
-    EXPECT_EQ(title(), "No devices connected");
-    EXPECT_EQ(button(), "Run");
+    EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
 }
 
 TEST_F(AppDelegateStateTest, StatusLineFollowsRowsAndFilter)

@@ -11,11 +11,11 @@
 #include "Scenes/SavedFiltersController.h"
 #include "Scenes/SelectableTableView.h"
 
-#include <QAbstractButton>
-#include <QFileDialog>
+#include "support/Dialogs.h"
+#include "support/LogCapture.h"
+
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -23,45 +23,6 @@
 #include <gtest/gtest.h>
 
 namespace {
-
-QMessageBox *openMessageBox(QWidget *window)
-{
-    for (QMessageBox *box : window->findChildren<QMessageBox *>())
-        if (box->isVisible())
-            return box;
-    return nullptr;
-}
-
-// Waits for a visible question and clicks the button with this text; returns the question's text.
-QString answer(QWidget *window, const QString &button, QString *message = nullptr)
-{
-    QMessageBox *box = nullptr;
-    EXPECT_TRUE(QTest::qWaitFor([&] { return (box = openMessageBox(window)) != nullptr; }, 3000));
-    if (!box)
-        return {};
-    const QString text = box->informativeText();
-    if (message)
-        *message = box->text();
-    for (QAbstractButton *b : box->buttons())
-        if (b->text() == button) {
-            b->click();
-            return text;
-        }
-    ADD_FAILURE() << "no button " << button.toStdString();
-    return text;
-}
-
-QFileDialog *openFileDialog(QWidget *window)
-{
-    QFileDialog *dialog = nullptr;
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        for (QFileDialog *d : window->findChildren<QFileDialog *>())
-            if (d->isVisible())
-                dialog = d;
-        return dialog != nullptr;
-    }, 3000));
-    return dialog;
-}
 
 class FilterEditorTest : public ::testing::Test
 {
@@ -86,6 +47,15 @@ protected:
         Settings::remove(SettingsKey::predicates);
     }
     FilterListView *list() const { return window->filterList(); }
+    // What the next launch reads.
+    static SavedFilters reloaded()
+    {
+        SavedFilters next(SavedFiltersController::settingsStorage());
+        EXPECT_FALSE(next.load().createdDefaults);
+        return next;
+    }
+
+    LogCapture log; // from before the first launch's defaults
 
     std::unique_ptr<MainWindow> window;
     std::unique_ptr<LogDatasource> datasource;
@@ -164,10 +134,7 @@ TEST_F(FilterEditorTest, SavingANewFilterStoresAndSelectsIt)
     EXPECT_EQ(list()->selectedRows(), QList<int>{row});
     EXPECT_EQ(list()->rowText(row), "Mine");
     EXPECT_TRUE(editor->filterName().isEmpty());
-    // Stored for the next launch.
-    SavedFilters reloaded;
-    reloaded.load();
-    EXPECT_TRUE(reloaded.contains("Mine"));
+    EXPECT_TRUE(reloaded().contains("Mine"));
 }
 
 TEST_F(FilterEditorTest, BadTextStaysInTheSheetWithItsError)
@@ -189,15 +156,13 @@ TEST_F(FilterEditorTest, OverwriteQuestionCancelKeepsTheOldFilterAndTheSheet)
     editor->setFilterName("JSON");
     editor->setFilterText("type == 'E'");
     editor->saveButton()->click();
-    QString message;
-    const QString text = answer(window.get(), "Cancel", &message);
-    EXPECT_EQ(message, "Filter already exists");
-    EXPECT_EQ(text, "Are you sure you want to overwrite the filter with the name \"JSON\"");
+    EXPECT_EQ(dialogs::answer(window.get(), "Cancel"),
+              "Filter already exists\nAre you sure you want to overwrite the filter with the name \"JSON\"");
     EXPECT_TRUE(editor->isVisible());
     EXPECT_EQ(filters->savedFilters().filter("JSON").toString(), old);
 
     editor->saveButton()->click();
-    answer(window.get(), "Overwrite");
+    dialogs::answer(window.get(), "Overwrite");
     EXPECT_FALSE(editor->isVisible());
     EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'E'"));
 }
@@ -213,54 +178,45 @@ TEST_F(FilterEditorTest, EditingPutsTheSavedFilterIntoTheSheet)
     EXPECT_EQ(Filter::parse(filters->editor()->filterText()), filters->savedFilters().filter("JSON"));
 }
 
-TEST_F(FilterEditorTest, DeleteAsksForOneOrSeveral)
+TEST_F(FilterEditorTest, DeleteAsksForOneOrSeveralAndAnEmptiedListStaysEmpty)
 {
     list()->clickRow(2);
     filters->removeFilter();
-    QString message;
-    EXPECT_EQ(answer(window.get(), "No", &message), "Delete filter: \"JSON\"?");
-    EXPECT_EQ(message, "Delete Filter?");
+    EXPECT_EQ(dialogs::answer(window.get(), "No"), "Delete Filter?\nDelete filter: \"JSON\"?");
     EXPECT_TRUE(filters->savedFilters().contains("JSON"));
 
     list()->clickRow(1, Qt::ControlModifier);
     list()->clickRow(3, Qt::ControlModifier);
     filters->removeFilter();
-    EXPECT_EQ(answer(window.get(), "Yes"), "Delete 3 selected filters?");
+    EXPECT_EQ(dialogs::answer(window.get(), "Yes"), "Delete Filter?\nDelete 3 selected filters?");
     EXPECT_EQ(filters->savedFilters().count(), 4);
     EXPECT_EQ(list()->rowCount(), 5);
     EXPECT_EQ(list()->selectedRows(), QList<int>{0});
 
     // Row 0 alone: nothing to ask.
     filters->removeFilter();
-    EXPECT_EQ(openMessageBox(window.get()), nullptr);
-}
+    EXPECT_EQ(dialogs::visible<QMessageBox>(window.get()), nullptr);
 
-TEST_F(FilterEditorTest, DeletingEveryFilterStaysEmptyAtTheNextLaunch)
-{
+    // The rest: the next launch finds an empty list, not the defaults.
     for (int row = 1; row < list()->rowCount(); ++row)
         list()->clickRow(row, Qt::ControlModifier);
     filters->removeFilter();
-    answer(window.get(), "Yes");
+    dialogs::answer(window.get(), "Yes");
     EXPECT_EQ(filters->savedFilters().count(), 0);
-    SavedFilters reloaded;
-    EXPECT_FALSE(reloaded.load().createdDefaults);
-    EXPECT_EQ(reloaded.count(), 0);
+    EXPECT_EQ(reloaded().count(), 0);
 }
 
-TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanels)
+TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanelsEachLoggedOnce)
 {
+    EXPECT_EQ(log.count("Created default predicates: "), 1);
     QTemporaryDir dir;
     const QString path = dir.filePath("two.filters");
     list()->clickRow(0);
     list()->clickRow(2, Qt::ControlModifier);
     list()->clickRow(4, Qt::ControlModifier);
     filters->exportSelectedFilters();
-    QFileDialog *save = openFileDialog(window.get());
-    ASSERT_NE(save, nullptr);
-    save->selectFile(path);
-    static_cast<QDialog *>(save)->accept(); // QFileDialog hides accept()
-    ASSERT_TRUE(QFile::exists(path));
-
+    ASSERT_TRUE(dialogs::choose(window.get(), path));
+    EXPECT_EQ(log.count("Save filter to: " + path), 1);
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const auto texts = SavedFilters::fromPropertyList(file.readAll());
@@ -269,13 +225,11 @@ TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanels)
 
     // Remove them, then import them back.
     filters->removeFilter();
-    answer(window.get(), "Yes");
+    dialogs::answer(window.get(), "Yes");
     ASSERT_FALSE(filters->savedFilters().contains("JSON"));
     filters->importFilters();
-    QFileDialog *open = openFileDialog(window.get());
-    ASSERT_NE(open, nullptr);
-    open->selectFile(path);
-    static_cast<QDialog *>(open)->accept();
+    ASSERT_TRUE(dialogs::choose(window.get(), path));
+    EXPECT_EQ(log.count("Open url: " + path), 1);
     EXPECT_TRUE(filters->savedFilters().contains("JSON"));
     EXPECT_TRUE(filters->savedFilters().contains("LogLevel Error"));
     EXPECT_EQ(list()->rowCount(), 8);
@@ -293,5 +247,6 @@ TEST_F(FilterEditorTest, OpeningAFiltersFileImportsWhateverTheCase)
     EXPECT_TRUE(filters->openIfFilterFile(path));
     EXPECT_TRUE(filters->savedFilters().contains("Imported"));
     EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'W'")); // replaced silently
+    EXPECT_TRUE(reloaded().contains("Imported"));
     EXPECT_FALSE(filters->openIfFilterFile(dir.filePath("log.txt")));
 }

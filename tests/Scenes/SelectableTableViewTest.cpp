@@ -98,7 +98,7 @@ struct SelectableTableViewFixture : ::testing::Test {
 
 } // namespace
 
-TEST_F(SelectableTableViewFixture, RightClickSelectsTheRowAloneAndAsksForTheMenu)
+TEST_F(SelectableTableViewFixture, RightClickSelectsTheRowAloneKeepsAMultipleSelectionAndAsksForTheMenu)
 {
     table.selectRow(1);
     rightClick(cellCentre(4, 2));
@@ -109,32 +109,20 @@ TEST_F(SelectableTableViewFixture, RightClickSelectsTheRowAloneAndAsksForTheMenu
     EXPECT_EQ(delegate.menuRequests.first(), qMakePair(2, 4));
     EXPECT_EQ(table.shownMenus, QStringList({QStringLiteral("Copy")}));
 
-    // A delegate without a menu: nothing is shown.
+    // Inside a multiple selection: kept. A delegate without a menu: nothing is shown.
     delegate.giveMenu = false;
-    rightClick(cellCentre(5, 0));
-    EXPECT_EQ(table.shownMenus.size(), 1);
-}
-
-TEST_F(SelectableTableViewFixture, RightClickInsideAMultipleSelectionKeepsIt)
-{
-    table.selectRow(2);
-    QTest::mouseClick(table.viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(3, 0));
     QTest::mouseClick(table.viewport(), Qt::LeftButton, Qt::ControlModifier, cellCentre(6, 0));
-    ASSERT_EQ(selectedRows(), QList<int>({2, 3, 6}));
-    rightClick(cellCentre(3, 1));
-    EXPECT_EQ(selectedRows(), QList<int>({2, 3, 6}));
-    EXPECT_EQ(table.rightClickedRow(), 3);
-    EXPECT_EQ(delegate.menuRequests.size(), 1);
-}
+    rightClick(cellCentre(6, 1));
+    EXPECT_EQ(selectedRows(), QList<int>({4, 6}));
+    EXPECT_EQ(table.rightClickedRow(), 6);
+    EXPECT_EQ(delegate.menuRequests.size(), 2);
+    EXPECT_EQ(table.shownMenus.size(), 1);
 
-TEST_F(SelectableTableViewFixture, RightClickBelowTheLastRowShowsNoMenuAndKeepsTheSelection)
-{
-    table.selectRow(7);
+    // Below the last row: no menu asked for, the selection and no right-clicked row.
     rightClick(QPoint(30, 390));
     EXPECT_EQ(table.rightClickedRow(), -1);
-    EXPECT_TRUE(delegate.menuRequests.isEmpty());
-    EXPECT_TRUE(table.shownMenus.isEmpty());
-    EXPECT_EQ(selectedRows(), QList<int>({7}));
+    EXPECT_EQ(delegate.menuRequests.size(), 2);
+    EXPECT_EQ(selectedRows(), QList<int>({4, 6}));
 }
 
 TEST_F(SelectableTableViewFixture, KeyPressesGoToTheDelegateFirst)
@@ -200,30 +188,14 @@ TEST(SelectableTableViewTest, ColumnLayoutIsSavedAndRestoredUnderItsName)
         // Width and order are saved shortly after the change.
         EXPECT_TRUE(QTest::qWaitFor([&] { return !Settings::value(name).toString().isEmpty(); }, 3000));
         table.setColumnVisible(2, false);
+        // Changed just before closing: still saved.
+        table.horizontalHeader()->resizeSection(0, 91);
     }
     SelectableTableView restored;
     restored.setModel(&model);
     restored.setAutosaveName(name);
-    EXPECT_EQ(restored.horizontalHeader()->sectionSize(0), 173);
+    EXPECT_EQ(restored.horizontalHeader()->sectionSize(0), 91);
     EXPECT_EQ(restored.horizontalHeader()->logicalIndex(0), 3);
     EXPECT_TRUE(restored.horizontalHeader()->isSectionHidden(2));
-    Settings::remove(name);
-}
-
-TEST(SelectableTableViewTest, LayoutChangedJustBeforeClosingIsStillSaved)
-{
-    const QString name = QStringLiteral("testTableLayoutOnClose");
-    Settings::remove(name);
-    QStandardItemModel model(3, 4);
-    {
-        SelectableTableView table;
-        table.setModel(&model);
-        table.setAutosaveName(name);
-        table.horizontalHeader()->resizeSection(1, 91);
-    }
-    SelectableTableView restored;
-    restored.setModel(&model);
-    restored.setAutosaveName(name);
-    EXPECT_EQ(restored.horizontalHeader()->sectionSize(1), 91);
     Settings::remove(name);
 }

@@ -10,17 +10,20 @@
 #include <QTest>
 
 namespace {
-const QRegularExpression &threadtime()
+
+const QRegularExpression
+    ThreadTime(QStringLiteral(R"(^(\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}) +(\d+) +(\d+) ([VDIWEF]) (\S.*?) *: (.*)$)"));
+
+QStringList words(const char *text)
 {
-    static const QRegularExpression re(
-        QStringLiteral(R"(^(\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}) +(\d+) +(\d+) ([VDIWEF]) (\S.*?) *: (.*)$)"));
-    return re;
+    return QString::fromUtf8(text).split(u' ', Qt::SkipEmptyParts);
 }
 
+// The output's lines; a blank line inside stays one.
 QStringList lines(const QByteArray &out)
 {
     QStringList result = QString::fromUtf8(out).split(u'\n');
-    if (!result.isEmpty() && result.last().isEmpty())
+    if (result.last().isEmpty())
         result.removeLast();
     return result;
 }
@@ -34,65 +37,67 @@ QSet<QString> pidsOf(const QString &psOutput)
     return pids;
 }
 
-auto lineCountReaches(qsizetype count)
-{
-    return [count](const QByteArray &out) { return out.count('\n') >= count; };
-}
-
 class DevsimTest : public AdbTest
 {
+protected:
+    QString start(const char *options = "")
+    {
+        const QString serial = startDevice(words(options));
+        EXPECT_FALSE(serial.isEmpty());
+        return serial;
+    }
+    AdbTestEnv::AdbResult shell(const QString &serial, const QString &command)
+    {
+        return env().runAdbOn(serial, {QStringLiteral("shell"), command});
+    }
+    QByteArray dump(const QString &serial) { return env().runAdbOn(serial, words("logcat -d")).out; }
+    // Runs `adb logcat` on serial until done(output) holds or the time is up.
+    AdbTestEnv::AdbResult stream(const QString &serial, const std::function<bool(const QByteArray &)> &done,
+                                 int timeoutMs)
+    {
+        return env().runAdbUntil(QStringList{QStringLiteral("-s"), serial} + words("logcat -v threadtime"), done,
+                                 timeoutMs);
+    }
 };
+
 } // namespace
 
-TEST_F(DevsimTest, ServerListsDeviceWithItsModel)
+TEST_F(DevsimTest, ServerListsDeviceWithItsModelAndFeatures)
 {
     const QString serial = startDevice({QStringLiteral("--model"), QStringLiteral("Quill Test 7")});
-    ASSERT_FALSE(serial.isEmpty());
-    EXPECT_TRUE(serial.startsWith(QLatin1String("127.0.0.1:")));
+    ASSERT_TRUE(serial.startsWith(QLatin1String("127.0.0.1:"))) << serial.toStdString();
     EXPECT_EQ(env().deviceState(serial), QStringLiteral("device"));
-
-    const QString longList = env().runAdb({QStringLiteral("devices"), QStringLiteral("-l")}).text();
+    const QString longList = env().runAdb(words("devices -l")).text();
     EXPECT_TRUE(longList.contains(QStringLiteral("model:Quill_Test_7"))) << longList.toStdString();
-
     // Without shell_v2 the server sends plain "shell:" services, which is what the viewer speaks.
-    const QString features = env().runAdbOn(serial, {QStringLiteral("features")}).text();
+    const QString features = env().runAdbOn(serial, words("features")).text();
     EXPECT_TRUE(features.contains(QLatin1String("cmd"))) << features.toStdString();
     EXPECT_FALSE(features.contains(QLatin1String("shell_v2")));
-
-    const auto model = env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("getprop"),
-                                               QStringLiteral("ro.product.model")});
+    const auto model = shell(serial, QStringLiteral("getprop ro.product.model"));
     EXPECT_EQ(model.exitCode, 0);
     EXPECT_EQ(model.out, QByteArray("Quill Test 7\n"));
 }
 
 TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithKnownPidsAndRisingTimes)
 {
-    const QStringList options = {QStringLiteral("--seed"), QStringLiteral("7"), QStringLiteral("--buffer"),
-                                 QStringLiteral("400"), QStringLiteral("--rate"), QStringLiteral("0"),
-                                 QStringLiteral("--lines"), QStringLiteral("0")};
-    const QString serial = startDevice(options);
-    ASSERT_FALSE(serial.isEmpty());
-
-    const auto dump = env().runAdbOn(serial, {QStringLiteral("logcat"), QStringLiteral("-d")});
-    ASSERT_EQ(dump.exitCode, 0);
-    const QStringList log = lines(dump.out);
+    const char *options = "--seed 7 --buffer 400 --rate 0 --lines 0";
+    const QString serial = start(options);
+    const QByteArray replayed = dump(serial);
+    const QStringList log = lines(replayed);
     ASSERT_EQ(log.size(), 401);
     EXPECT_EQ(log.first(), QStringLiteral("--------- beginning of main"));
 
-    const QSet<QString> pids =
-        pidsOf(env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("ps"), QStringLiteral("-A")}).text());
+    const QSet<QString> pids = pidsOf(shell(serial, QStringLiteral("ps -A")).text());
     QString previousTime;
     int json = 0, nonAscii = 0, longLines = 0;
     QSet<QString> tags, levels;
     for (qsizetype i = 1; i < log.size(); ++i) {
-        const auto match = threadtime().match(log.at(i));
+        const auto match = ThreadTime.match(log.at(i));
         ASSERT_TRUE(match.hasMatch()) << log.at(i).toStdString();
         EXPECT_GE(match.captured(1), previousTime) << "time went backwards at line " << i;
         previousTime = match.captured(1);
         EXPECT_TRUE(pids.contains(match.captured(2))) << "pid not in ps: " << match.captured(2).toStdString();
-        const int pid = match.captured(2).toInt();
-        const int tid = match.captured(3).toInt();
-        EXPECT_GE(tid, pid);
+        EXPECT_GE(match.captured(3).toInt(), match.captured(2).toInt()) << "tid below its pid";
         levels.insert(match.captured(4));
         tags.insert(match.captured(5));
         const QString text = match.captured(6);
@@ -105,40 +110,30 @@ TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithKnownPidsAndRisingTimes)
     EXPECT_GT(json, 0);
     EXPECT_GT(nonAscii, 0);
     EXPECT_GT(longLines, 0);
-
     // The same seed gives the same log on a second device.
-    const QString twin = startDevice(options);
-    ASSERT_FALSE(twin.isEmpty());
-    EXPECT_EQ(env().runAdbOn(twin, {QStringLiteral("logcat"), QStringLiteral("-d")}).out, dump.out);
+    EXPECT_EQ(dump(start(options)), replayed);
 }
 
 TEST_F(DevsimTest, LiveStreamStopsAfterLineLimitButStaysOpen)
 {
-    const QString serial =
-        startDevice({QStringLiteral("--rate"), QStringLiteral("0"), QStringLiteral("--buffer"), QStringLiteral("10"),
-                     QStringLiteral("--lines"), QStringLiteral("20000"), QStringLiteral("--seed"), QStringLiteral("3")});
-    ASSERT_FALSE(serial.isEmpty());
+    const QString serial = start("--rate 0 --buffer 10 --lines 20000 --seed 3");
     // The marker, 10 replayed and 20000 live lines; waiting for one more must run into the timeout.
-    const auto stream = env().runAdbUntil(
-        {QStringLiteral("-s"), serial, QStringLiteral("logcat"), QStringLiteral("-v"), QStringLiteral("threadtime")},
-        lineCountReaches(20012), 3000);
-    EXPECT_EQ(stream.exitCode, -1) << "logcat ended by itself";
-    const QStringList log = lines(stream.out);
+    const auto live = stream(
+        serial, [](const QByteArray &out) { return out.count('\n') >= 20012; }, 3000);
+    EXPECT_EQ(live.exitCode, -1) << "logcat ended by itself";
+    const QStringList log = lines(live.out);
     ASSERT_EQ(log.size(), 20011);
-    EXPECT_TRUE(stream.out.endsWith('\n'));
+    EXPECT_TRUE(live.out.endsWith('\n'));
     for (qsizetype i = 1; i < log.size(); i += 97)
-        EXPECT_TRUE(threadtime().match(log.at(i)).hasMatch()) << log.at(i).toStdString();
+        EXPECT_TRUE(ThreadTime.match(log.at(i)).hasMatch()) << log.at(i).toStdString();
 }
 
 TEST_F(DevsimTest, LinesFollowTheRateAndReachEveryReader)
 {
-    const QString serial = startDevice(
-        {QStringLiteral("--rate"), QStringLiteral("400"), QStringLiteral("--buffer"), QStringLiteral("0")});
-    ASSERT_FALSE(serial.isEmpty());
-    const QStringList args = {QStringLiteral("-P"),       QString::number(env().serverPort()),
-                              QStringLiteral("-s"),       serial,
-                              QStringLiteral("logcat"),   QStringLiteral("-v"),
-                              QStringLiteral("threadtime")};
+    const QString serial = start("--rate 400 --buffer 0");
+    const QStringList args =
+        QStringList{QStringLiteral("-P"), QString::number(env().serverPort()), QStringLiteral("-s"), serial} +
+        words("logcat -v threadtime");
     // Two readers at once, plus a short command on the same device while they stream.
     QProcess first, second;
     for (QProcess *reader : {&first, &second}) {
@@ -146,152 +141,119 @@ TEST_F(DevsimTest, LinesFollowTheRateAndReachEveryReader)
         reader->start(env().adbPath(), args);
     }
     QByteArray a, b;
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-            a += first.readAllStandardOutput();
-            b += second.readAllStandardOutput();
-            return a.count('\n') > 50 && b.count('\n') > 50;
-        },
-        15000));
-    EXPECT_EQ(env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("getprop"),
-                                      QStringLiteral("ro.product.model")})
-                  .out,
-              QByteArray("Pixel Sim\n"));
-    const qsizetype before = a.count('\n');
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            a += first.readAllStandardOutput();
-            return a.count('\n') > before + 20;
-        },
-        10000));
+    const auto readBoth = [&](qsizetype linesA, qsizetype linesB) {
+        return QTest::qWaitFor(
+            [&] {
+                a += first.readAllStandardOutput();
+                b += second.readAllStandardOutput();
+                return a.count('\n') > linesA && b.count('\n') > linesB;
+            },
+            15000);
+    };
+    ASSERT_TRUE(readBoth(50, 50));
+    EXPECT_EQ(shell(serial, QStringLiteral("getprop ro.product.model")).out, QByteArray("Pixel Sim\n"));
+    EXPECT_TRUE(readBoth(a.count('\n') + 20, 0)) << "the stream stalled";
     for (QProcess *reader : {&first, &second}) {
         reader->kill();
         reader->waitForFinished(2000);
     }
     // Both saw the same lines (the log is the device's, not the reader's).
-    const QStringList la = lines(a), lb = lines(b);
-    const QString probe = la.value(30);
-    EXPECT_TRUE(threadtime().match(probe).hasMatch()) << probe.toStdString();
-    EXPECT_TRUE(lb.contains(probe));
+    const QString probe = lines(a).value(30);
+    EXPECT_TRUE(ThreadTime.match(probe).hasMatch()) << probe.toStdString();
+    EXPECT_TRUE(lines(b).contains(probe));
 }
 
 TEST_F(DevsimTest, ClearEmptiesTheBuffer)
 {
-    const QString serial = startDevice({QStringLiteral("--rate"), QStringLiteral("0"), QStringLiteral("--lines"),
-                                        QStringLiteral("0"), QStringLiteral("--buffer"), QStringLiteral("25")});
-    ASSERT_FALSE(serial.isEmpty());
-    EXPECT_EQ(lines(env().runAdbOn(serial, {QStringLiteral("logcat"), QStringLiteral("-d")}).out).size(), 26);
-    const auto clear = env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("exec logcat -c")});
+    const QString serial = start("--rate 0 --lines 0 --buffer 25");
+    EXPECT_EQ(lines(dump(serial)).size(), 26);
+    const auto clear = shell(serial, QStringLiteral("exec logcat -c"));
     EXPECT_EQ(clear.exitCode, 0);
     EXPECT_TRUE(clear.out.isEmpty());
-    EXPECT_EQ(lines(env().runAdbOn(serial, {QStringLiteral("logcat"), QStringLiteral("-d")}).out),
-              QStringList{QStringLiteral("--------- beginning of main")});
+    EXPECT_EQ(lines(dump(serial)), QStringList{QStringLiteral("--------- beginning of main")});
 }
 
 TEST_F(DevsimTest, ProcessListOnCurrentAndOldDevice)
 {
-    const QString current = startDevice();
-    const QString old = startDevice({QStringLiteral("--old-device")});
-    ASSERT_FALSE(current.isEmpty());
-    ASSERT_FALSE(old.isEmpty());
-
-    const QString table = env().runAdbOn(current, {QStringLiteral("shell"), QStringLiteral("ps -A")}).text();
+    const QString current = start();
+    const QString old = start("--old-device");
+    const QString table = shell(current, QStringLiteral("ps -A")).text();
     EXPECT_TRUE(table.startsWith(QLatin1String("USER "))) << table.left(200).toStdString();
-    EXPECT_GT(table.size(), 100);
     EXPECT_TRUE(table.contains(QLatin1String(" com.example.shop\n")));
     EXPECT_TRUE(pidsOf(table).contains(QStringLiteral("4711")));
 
-    const QString refused = env().runAdbOn(old, {QStringLiteral("shell"), QStringLiteral("ps -A")}).text();
+    const QString refused = shell(old, QStringLiteral("ps -A")).text();
     EXPECT_LT(refused.size(), 100);
     EXPECT_TRUE(refused.contains(QLatin1String("bad pid"))) << refused.toStdString();
-    const QString oldTable = env().runAdbOn(old, {QStringLiteral("shell"), QStringLiteral("ps")}).text();
-    EXPECT_GT(oldTable.size(), 100);
-    EXPECT_TRUE(pidsOf(oldTable).contains(QStringLiteral("4711")));
+    EXPECT_TRUE(pidsOf(shell(old, QStringLiteral("ps")).text()).contains(QStringLiteral("4711")));
 }
 
 TEST_F(DevsimTest, ScreencapIsPngAndCrlfDeviceTranslatesLineFeeds)
 {
-    const QString plain = startDevice();
-    const QString crlf = startDevice({QStringLiteral("--crlf")});
-    ASSERT_FALSE(plain.isEmpty());
-    ASSERT_FALSE(crlf.isEmpty());
-    const QStringList command = {QStringLiteral("shell"), QStringLiteral("screencap"), QStringLiteral("-p")};
-
-    const QByteArray png = env().runAdbOn(plain, command).out;
+    const QByteArray png = shell(start(), QStringLiteral("screencap -p")).out;
     const QImage image = QImage::fromData(png, "PNG");
     ASSERT_FALSE(image.isNull());
     EXPECT_EQ(image.size(), QSize(270, 480));
 
-    const QByteArray translated = env().runAdbOn(crlf, command).out;
-    EXPECT_EQ(translated.count('\n'), png.count('\n'));
+    const QByteArray translated = shell(start("--crlf"), QStringLiteral("screencap -p")).out;
     EXPECT_EQ(translated.size(), png.size() + png.count('\n'));
     EXPECT_EQ(QByteArray(translated).replace("\r\n", "\n"), png);
-    EXPECT_TRUE(QImage::fromData(translated, "PNG").isNull());
 }
 
 TEST_F(DevsimTest, InputCommandsAreRecordedAndUnknownCommandsAreNotFound)
 {
-    const QString serial = startDevice();
-    ASSERT_FALSE(serial.isEmpty());
+    const QString serial = start();
     const QStringList commands = {QStringLiteral("input text a%sb"), QStringLiteral("input keyevent 3 4 "),
                                   QStringLiteral("input tap 10 21"), QStringLiteral("input swipe 10 21 300 400 100")};
     for (const QString &command : commands) {
-        const auto result = env().runAdbOn(serial, {QStringLiteral("shell"), command});
+        const auto result = shell(serial, command);
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
     }
     QFile log(env().inputLogPath(serial));
     ASSERT_TRUE(log.open(QIODevice::ReadOnly));
     EXPECT_EQ(QString::fromUtf8(log.readAll()), commands.join(u'\n') + u'\n');
-
-    const auto unknown = env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("frobnicate --now")});
-    EXPECT_EQ(unknown.out, QByteArray("/system/bin/sh: frobnicate: not found\n"));
+    EXPECT_EQ(shell(serial, QStringLiteral("frobnicate --now")).out,
+              QByteArray("/system/bin/sh: frobnicate: not found\n"));
 }
 
 TEST_F(DevsimTest, TwoDevicesMakeAnUnqualifiedRequestAmbiguous)
 {
-    ASSERT_FALSE(startDevice().isEmpty());
-    ASSERT_FALSE(startDevice().isEmpty());
-    const auto result = env().runAdb({QStringLiteral("shell"), QStringLiteral("getprop ro.product.model")});
+    start();
+    start();
+    const auto result = env().runAdb(words("shell getprop ro.product.model"));
     EXPECT_NE(result.exitCode, 0);
     EXPECT_TRUE(result.err.contains("more than one device")) << result.err.toStdString();
 }
 
 TEST_F(DevsimTest, DroppedDeviceEndsItsStreamAndGoesOffline)
 {
-    const QString serial = startDevice({QStringLiteral("--drop-after"), QStringLiteral("2")});
-    ASSERT_FALSE(serial.isEmpty());
+    const QString serial = start("--drop-after 2");
     // logcat ends by itself when the device goes away.
-    const auto stream = env().runAdbUntil(
-        {QStringLiteral("-s"), serial, QStringLiteral("logcat"), QStringLiteral("-v"), QStringLiteral("threadtime")},
-        [](const QByteArray &) { return false; }, 20000);
-    EXPECT_NE(stream.exitCode, -1) << "logcat still running";
-    EXPECT_GT(stream.out.count('\n'), 300);
-    EXPECT_TRUE(env().waitForState(serial, QStringLiteral("offline"), 10000)) << env().deviceState(serial).toStdString();
-    const auto refused = env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("getprop ro.product.model")});
-    EXPECT_NE(refused.exitCode, 0);
+    const auto live = stream(
+        serial, [](const QByteArray &) { return false; }, 20000);
+    EXPECT_NE(live.exitCode, -1) << "logcat still running";
+    EXPECT_GT(live.out.count('\n'), 300);
+    EXPECT_TRUE(env().waitForState(serial, QStringLiteral("offline"), 10000))
+        << env().deviceState(serial).toStdString();
+    EXPECT_NE(shell(serial, QStringLiteral("getprop ro.product.model")).exitCode, 0);
 }
 
 TEST_F(DevsimTest, DeviceThatReturnsIsOnlineAgainQuickly)
 {
-    const QString serial = startDevice({QStringLiteral("--drop-after"), QStringLiteral("1"),
-                                        QStringLiteral("--return-after"), QStringLiteral("1")});
-    ASSERT_FALSE(serial.isEmpty());
+    const QString serial = start("--drop-after 1 --return-after 1");
     ASSERT_TRUE(QTest::qWaitFor([&] { return env().deviceState(serial) != QStringLiteral("device"); }, 10000));
     EXPECT_TRUE(env().waitForState(serial, QStringLiteral("device"), 10000)) << env().deviceLog(serial).toStdString();
-    EXPECT_EQ(env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("getprop ro.product.model")}).out,
-              QByteArray("Pixel Sim\n"));
+    EXPECT_EQ(shell(serial, QStringLiteral("getprop ro.product.model")).out, QByteArray("Pixel Sim\n"));
 }
 
 TEST_F(DevsimTest, RestartedDeviceKeepsItsSerial)
 {
-    const QString serial = startDevice({QStringLiteral("--model"), QStringLiteral("Phoenix")});
-    ASSERT_FALSE(serial.isEmpty());
+    const QString serial = start("--model Phoenix");
     ASSERT_TRUE(env().stopDevice(serial));
     EXPECT_TRUE(env().waitForState(serial, QStringLiteral("offline"), 10000));
     ASSERT_TRUE(env().restartDevice(serial)) << env().errorString().toStdString();
-    EXPECT_EQ(env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("getprop ro.product.model")}).out,
-              QByteArray("Phoenix\n"));
+    EXPECT_EQ(shell(serial, QStringLiteral("getprop ro.product.model")).out, QByteArray("Phoenix\n"));
     ASSERT_TRUE(env().removeDevice(serial));
     EXPECT_TRUE(env().deviceState(serial).isEmpty());
 }

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The log documents of QuillfernAppDelegate: Save, Save as Text and Open. Reading and writing run on a
-// worker thread; the window shows progress when they take longer than half a second.
-#include "Scenes/QuillfernAppDelegate.h"
+#include "Scenes/LogDocumentController.h"
 
 #include "Helpers/Logger.h"
 #include "Log/LogDocument.h"
-#include "Session/ReconnectPolicy.h"
 #include "Scenes/FilterListView.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/SavedFiltersController.h"
+#include "Session/LogDatasource.h"
+#include "Session/ReconnectPolicy.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -35,19 +34,41 @@ QThread *runInBackground(QObject *context, std::function<Result()> work, std::fu
 
 } // namespace
 
-void QuillfernAppDelegate::saveDocument()
+LogDocumentController::LogDocumentController(MainWindow *window, LogDatasource *logDatasource,
+                                             LogTableController *table, SavedFiltersController *filters,
+                                             ReconnectPolicy *reconnect, QObject *parent)
+    : QObject(parent)
+    , m_window(window)
+    , m_logDatasource(logDatasource)
+    , m_table(table)
+    , m_filters(filters)
+    , m_reconnect(reconnect)
+{
+    connect(window, &MainWindow::progressCancelled, this, &LogDocumentController::cancelProgress);
+}
+
+LogDocumentController::~LogDocumentController()
+{
+    if (m_cancelFlag)
+        m_cancelFlag->store(true);
+    for (const QPointer<QThread> &worker : std::as_const(m_workers))
+        if (worker)
+            worker->wait();
+}
+
+void LogDocumentController::saveDocument()
 {
     saveFile({QStringLiteral("quillfern"), QStringLiteral("log"), QStringLiteral("txt")});
 }
 
-void QuillfernAppDelegate::saveDocumentAsText()
+void LogDocumentController::saveDocumentAsText()
 {
     saveFile({QStringLiteral("log"), QStringLiteral("txt"), QStringLiteral("quillfern")});
 }
 
-void QuillfernAppDelegate::saveFile(const QStringList &extensions)
+void LogDocumentController::saveFile(const QStringList &extensions)
 {
-    QPointer<QuillfernAppDelegate> self(this);
+    QPointer<LogDocumentController> self(this);
     m_window->chooseFileToSave(tr("Save Log"), extensions, true, [self, extensions](const QString &path, bool visible) {
         if (!self)
             return;
@@ -60,17 +81,23 @@ void QuillfernAppDelegate::saveFile(const QStringList &extensions)
     });
 }
 
-bool QuillfernAppDelegate::writeLogFile(const QString &path, bool visibleOnly)
+void LogDocumentController::showProgressLater(const QString &text, const bool &running)
+{
+    const quint64 generation = m_generation;
+    QTimer::singleShot(ProgressDelayMs, this, [this, generation, text, &running] {
+        if (generation == m_generation && running && m_window)
+            m_window->showProgress(text);
+    });
+}
+
+void LogDocumentController::writeLogFile(const QString &path, bool visibleOnly)
 {
     // Snapshots: the entries are shared handles, safe to read on the worker.
     QList<LogEntry> rows = visibleOnly ? QList<LogEntry>(m_table->model()->rows().cbegin(), m_table->model()->rows().cend())
                                        : m_logDatasource->getDataAll();
-    const quint64 generation = ++m_loadGeneration;
-    QTimer::singleShot(ProgressDelayMs, this, [this, generation, path] {
-        if (generation == m_loadGeneration && m_saving)
-            m_window->showProgress(tr("Saving %1").arg(QFileInfo(path).fileName()));
-    });
+    ++m_generation;
     m_saving = true;
+    showProgressLater(tr("Saving %1").arg(QFileInfo(path).fileName()), m_saving);
     auto cancelled = m_cancelFlag = std::make_shared<std::atomic<bool>>(false);
     m_workers.append(runInBackground<QString>(
         this,
@@ -98,12 +125,11 @@ bool QuillfernAppDelegate::writeLogFile(const QString &path, bool visibleOnly)
             }
             emit fileSaved(path, error.isEmpty());
         }));
-    return true;
 }
 
-void QuillfernAppDelegate::openLogcatFile()
+void LogDocumentController::openLogcatFile()
 {
-    QPointer<QuillfernAppDelegate> self(this);
+    QPointer<LogDocumentController> self(this);
     m_window->chooseFileToOpen(tr("Open Log"),
                                {tr("Log files (*.quillfern *.log *.txt)"), tr("Filters (*.filters)"), tr("All files (*)")},
                                [self](const QString &path) {
@@ -112,51 +138,59 @@ void QuillfernAppDelegate::openLogcatFile()
                                });
 }
 
-void QuillfernAppDelegate::loadFileInBackground(const QString &path)
+void LogDocumentController::openFile(const QString &path)
 {
-    const quint64 generation = ++m_loadGeneration;
+    QF_LOG(QStringLiteral("file:%1").arg(path));
+    if (m_filters->openIfFilterFile(path))
+        return;
+    if (m_leaveDevice)
+        m_leaveDevice();
+    if (LogDocument::kindForPath(path) == LogDocument::FileKind::DictionaryCandidate) {
+        // Such documents are recognised but not loaded.
+        if (const auto lines = LogDocument::dictionaryDocumentLineCount(path)) {
+            QF_LOG(QStringLiteral("dictionary format:%1, lines:%2").arg(path).arg(*lines));
+            return;
+        }
+    }
+    loadFileInBackground(path);
+}
+
+void LogDocumentController::loadFileInBackground(const QString &path)
+{
+    // Cleared now, on this thread: the file's entries are numbered after everything numbered before.
+    m_logDatasource->clearLog();
+    ++m_generation;
+    const quint64 generation = m_generation;
     m_loading = true;
-    QTimer::singleShot(ProgressDelayMs, this, [this, generation, path] {
-        if (generation == m_loadGeneration && m_loading)
-            m_window->showProgress(tr("Opening %1").arg(QFileInfo(path).fileName()));
-    });
+    showProgressLater(tr("Opening %1").arg(QFileInfo(path).fileName()), m_loading);
+    LogDatasource *datasource = m_logDatasource; // outlives this controller, which joins its workers
     m_workers.append(runInBackground<LogFileResult>(
-        this,
-        [path] {
-            LogIndexCounter counter;
-            return LogDocument::readTextFile(path, counter);
-        },
+        this, [datasource, path] { return datasource->readTextFileAfterClear(path); },
         [this, generation, path](LogFileResult result) {
-            if (generation != m_loadGeneration)
+            if (generation != m_generation)
                 return; // cancelled or superseded
             m_loading = false;
             m_window->hideProgress();
             if (!result.ok) {
-                QF_LOG_ERROR(QStringLiteral("unable to open: %1, %2").arg(path, result.errorString));
                 m_window->showAlert(tr("The file could not be opened."), tr("%1\n\n%2").arg(path, result.errorString));
                 emit fileOpened(path, false);
                 return;
             }
-            QF_LOG(QStringLiteral("reading file:%1, lines:%2, format:%3, encoding:%4")
-                       .arg(path)
-                       .arg(result.lineCount)
-                       .arg(result.format)
-                       .arg(result.encoding));
             setFileContents(result.entries, path);
             emit fileOpened(path, true);
         }));
 }
 
-void QuillfernAppDelegate::cancelProgress()
+void LogDocumentController::cancelProgress()
 {
-    ++m_loadGeneration;
+    ++m_generation;
     m_loading = false;
     if (m_cancelFlag)
         m_cancelFlag->store(true);
     m_window->hideProgress();
 }
 
-void QuillfernAppDelegate::setFileContents(const QList<LogEntry> &entries, const QString &path)
+void LogDocumentController::setFileContents(const QList<LogEntry> &entries, const QString &path)
 {
     m_reconnect->forgetLastDevice();
     m_filters->setPredicate(Filter());

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "Filters/FilterFile.h"
+
+#include <gtest/gtest.h>
+#include <plist/plist.h>
+
+#include <cstdlib>
+
+namespace {
+
+using Entries = QList<FilterFile::Entry>;
+
+// The dictionary as libplist writes it, XML or binary: what other tools and older exports hold.
+QByteArray written(const QList<std::pair<QString, QString>> &pairs, bool binary)
+{
+    plist_t dict = plist_new_dict();
+    for (const auto &[name, text] : pairs)
+        plist_dict_set_item(dict, name.toUtf8().constData(), plist_new_string(text.toUtf8().constData()));
+    char *out = nullptr;
+    uint32_t length = 0;
+    if (binary)
+        plist_to_bin(dict, &out, &length);
+    else
+        plist_to_xml(dict, &out, &length);
+    QByteArray bytes(out, qsizetype(length));
+    std::free(out);
+    plist_free(dict);
+    return bytes;
+}
+
+std::map<QString, QString> asMap(const Entries &entries)
+{
+    std::map<QString, QString> map;
+    for (const FilterFile::Entry &e : entries)
+        map[e.name] = e.text;
+    return map;
+}
+
+} // namespace
+
+TEST(FilterFileTest, ReadsTheDictionaryInBothForms)
+{
+    const QList<std::pair<QString, QString>> pairs = {
+        {"LogLevel Warn", "type IN[cd] 'W,E,F,A'"},
+        {"Has Note", "note !=[cd] ''"},
+        {"Ünïcödé 日志", "text CONTAINS '<&>\"' AND name == 'x'"},
+        {"empty", ""},
+    };
+    const std::map<QString, QString> expected(pairs.begin(), pairs.end());
+    for (bool binary : {false, true}) {
+        QString error;
+        const std::optional<Entries> entries = FilterFile::read(written(pairs, binary), &error);
+        ASSERT_TRUE(entries) << binary << error.toStdString();
+        EXPECT_EQ(asMap(*entries), expected) << binary;
+        EXPECT_TRUE(error.isEmpty());
+    }
+    // A bare dictionary, comments and an empty string element are fine too.
+    const auto bare = FilterFile::read("<?xml version=\"1.0\"?><!-- x --><dict><key>a</key><string/></dict>\n");
+    ASSERT_TRUE(bare);
+    ASSERT_EQ(bare->size(), 1);
+    EXPECT_EQ(bare->first().text, "");
+}
+
+TEST(FilterFileTest, AnythingButADictionaryOfTextIsRefusedWithAReason)
+{
+    const QByteArray head = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
+    const QList<std::pair<const char *, QByteArray>> cases = {
+        {"not a property list", "type == 'x'"},
+        {"empty", ""},
+        {"root array", head + "<array><string>a</string></array></plist>"},
+        {"value not text", head + "<dict><key>a</key><integer>1</integer></dict></plist>"},
+        {"nested dictionary", head + "<dict><key>a</key><dict/></dict></plist>"},
+        {"key without value", head + "<dict><key>a</key></dict></plist>"},
+        {"element inside text", head + "<dict><key>a</key><string>x<b/></string></dict></plist>"},
+        {"two dictionaries", head + "<dict></dict><dict></dict></plist>"},
+        {"unclosed", head + "<dict><key>a</key><string>x</string>"},
+        {"deeply nested", head + QByteArray("<array>").repeated(200000)},
+        {"binary, wrong version", "bplist15" + QByteArray(40, '\0')},
+        {"binary, truncated", written({{"a", "b"}}, true).chopped(5)},
+        {"binary, root array", [] {
+             plist_t array = plist_new_array();
+             plist_array_append_item(array, plist_new_string("x"));
+             char *out = nullptr;
+             uint32_t length = 0;
+             plist_to_bin(array, &out, &length);
+             QByteArray bytes(out, qsizetype(length));
+             std::free(out);
+             plist_free(array);
+             return bytes;
+         }()},
+    };
+    for (const auto &[what, bytes] : cases) {
+        QString error;
+        EXPECT_FALSE(FilterFile::read(bytes, &error)) << what;
+        EXPECT_TRUE(error.startsWith("Not a filters file")) << what << ": " << error.toStdString();
+    }
+}
+
+TEST(FilterFileTest, HostileBinaryStructureIsRefusedNotFollowed)
+{
+    QByteArray good = written({{"a", "b"}, {"c", "d"}}, true);
+    const qsizetype trailer = good.size() - 32;
+    // Each damage in turn: a count larger than the file, a reference past the table, an offset out of
+    // the object area, a reference size of zero.
+    const auto damaged = [&](auto change) {
+        QByteArray bytes = good;
+        change(bytes);
+        return bytes;
+    };
+    const quint64 table = [&] {
+        quint64 v = 0;
+        for (int i = 0; i < 8; ++i)
+            v = v << 8 | uchar(good[trailer + 24 + i]);
+        return v;
+    }();
+    const int offsetSize = uchar(good[trailer + 6]);
+    const int top = uchar(good[trailer + 23]);
+    const qsizetype rootOffsetAt = qsizetype(table) + top * offsetSize;
+    const QList<std::pair<const char *, QByteArray>> cases = {
+        {"huge dictionary count", damaged([&](QByteArray &b) {
+             const qsizetype root = uchar(b[rootOffsetAt + offsetSize - 1]);
+             b[root] = char(0xDF); // count in a following integer...
+             b[root + 1] = char(0x13); // ...of 8 bytes
+             b.insert(root + 2, QByteArray("\x7f\xff\xff\xff\xff\xff\xff\xff", 8));
+         })},
+        {"object count past the file", damaged([&](QByteArray &b) { b[trailer + 8] = char(0x7f); })},
+        {"top object out of range", damaged([&](QByteArray &b) { b[trailer + 23] = char(0x7f); })},
+        {"offset outside the objects", damaged([&](QByteArray &b) { b[rootOffsetAt + offsetSize - 1] = char(0xff); })},
+        {"reference size zero", damaged([&](QByteArray &b) { b[trailer + 7] = 0; })},
+    };
+    for (const auto &[what, bytes] : cases) {
+        QString error;
+        EXPECT_FALSE(FilterFile::read(bytes, &error)) << what;
+        EXPECT_FALSE(error.isEmpty()) << what;
+    }
+}

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+// Device choice without adb: the decision for each device list, the picker and its two buttons, model
+// names arriving later, and the device list's failures.
+#include "Scenes/DeviceChoiceController.h"
+
+#include "Scenes/MainWindow.h"
+#include "Session/LogDatasource.h"
+#include "Session/ReconnectPolicy.h"
+#include "support/LogCapture.h"
+
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+DeviceEntry device(const QString &id, const QString &type = QStringLiteral("device"),
+                   std::optional<QString> name = {}, std::optional<QString> product = {})
+{
+    return {id, type, std::move(name), std::move(product)};
+}
+
+class DeviceChoiceControllerTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        window.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    }
+    // Shows the picker for two devices.
+    DevicePickerSheet *pickerForTwo()
+    {
+        devices.onDevicesConnected({device("emu-B", "device", {}, "sdk_b"), device("emu-A", "device", "Pixel_A")});
+        DevicePickerSheet *picker = devices.devicePickerSheet();
+        EXPECT_TRUE(picker && picker->isVisible());
+        return picker;
+    }
+
+    MainWindow window;
+    LogDatasource datasource;
+    ReconnectPolicy reconnect{nullptr};
+    DeviceChoiceController devices{&window, &datasource, &reconnect};
+    QSignalSpy chosen{&devices, &DeviceChoiceController::deviceChosen};
+    QSignalSpy unauthorized{&devices, &DeviceChoiceController::deviceNotAuthorized};
+    LogCapture log;
+};
+
+} // namespace
+
+TEST_F(DeviceChoiceControllerTest, ALoneDeviceIsTakenUnlessUnauthorizedAndNoneIsQuiet)
+{
+    devices.onDevicesConnected({});
+    devices.onDevicesConnected({device("unauthorized", "unauthorized")});
+    devices.onDevicesConnected({device("emu-A", "device", "Pixel_A")});
+    EXPECT_EQ(unauthorized.count(), 1);
+    EXPECT_EQ(unauthorized.value(0).value(0).toString(), "unauthorized");
+    ASSERT_EQ(chosen.count(), 1);
+    EXPECT_EQ(chosen.front().front().toString(), "emu-A");
+    EXPECT_EQ(devices.devicePickerSheet(), nullptr);
+    EXPECT_EQ(devices.titleForDevice("emu-A"), "Pixel_A - emu-A");
+    EXPECT_EQ(devices.titleForDevice("gone"), "gone");
+}
+
+TEST_F(DeviceChoiceControllerTest, PickerListsTheDevicesInKeyOrderAndConnectsTheChosenOne)
+{
+    DevicePickerSheet *picker = pickerForTwo();
+    ASSERT_NE(picker, nullptr);
+    EXPECT_EQ(picker->deviceTitles(), (QStringList{"Pixel_A - emu-A", "sdk_b - emu-B"}));
+    picker->setSelectedIndex(1);
+    picker->connectButton()->click();
+    ASSERT_EQ(chosen.count(), 1);
+    EXPECT_EQ(chosen.front().front().toString(), "emu-B");
+    EXPECT_FALSE(picker->isVisible());
+    EXPECT_EQ(log.count("device picked: 1 (sdk_b - emu-B)"), 1);
+    EXPECT_EQ(log.count("return Code: 1"), 1);
+}
+
+TEST_F(DeviceChoiceControllerTest, PickerCancelledChoosesNothing)
+{
+    DevicePickerSheet *picker = pickerForTwo();
+    ASSERT_NE(picker, nullptr);
+    picker->cancelButton()->click();
+    EXPECT_FALSE(picker->isVisible());
+    EXPECT_EQ(chosen.count(), 0);
+    EXPECT_EQ(log.count("device picker cancelled"), 1);
+    EXPECT_EQ(log.count("return Code: 0"), 1);
+
+    // Escape cancels the same way.
+    devices.showDevicePicker();
+    QTest::keyClick(picker, Qt::Key_Escape);
+    EXPECT_FALSE(picker->isVisible());
+    EXPECT_EQ(log.count("device picker cancelled"), 2);
+    EXPECT_EQ(chosen.count(), 0);
+}
+
+TEST_F(DeviceChoiceControllerTest, AModelNameRetitlesOnlyTheLoggedDevice)
+{
+    window.setWindowTitle("before");
+    devices.onDevicesConnected({device("emu-A"), device("emu-B")});
+    devices.onDeviceModel("emu-A", "Phone_A");
+    EXPECT_EQ(window.windowTitle(), "before");
+    datasource.setDeviceId("emu-B");
+    devices.onDeviceModel("emu-B", "Tablet_B");
+    // Id first, then the model: the reverse of the device title.
+    EXPECT_EQ(window.windowTitle(), "emu-B - Tablet_B");
+    EXPECT_EQ(devices.titleForDevice("emu-B"), "Tablet_B - emu-B");
+}
+
+TEST_F(DeviceChoiceControllerTest, ListFailuresReportNoDeviceOnlyWhenNotRetrying)
+{
+    QSignalSpy noDevice(&devices, &DeviceChoiceController::noDeviceFound);
+    QSignalSpy adbDown(&devices, &DeviceChoiceController::adbNotReachable);
+    const auto fail = [&](int type) {
+        const int before = log.count("errorType:");
+        devices.onDeviceListFailed(type); // re-posted: handled once the event loop runs
+        EXPECT_TRUE(QTest::qWaitFor([&] { return log.count("errorType:") > before; }, 3000));
+    };
+    fail(1);
+    EXPECT_EQ(noDevice.count(), 1);
+    reconnect.setAutoReconnect(true);
+    fail(1);
+    fail(7);
+    EXPECT_EQ(noDevice.count(), 1);
+    EXPECT_EQ(adbDown.count(), 0);
+    fail(0);
+    EXPECT_EQ(adbDown.count(), 1);
+}

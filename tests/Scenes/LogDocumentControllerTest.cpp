@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+// Save, Save as Text and Open through the real (non-native) file dialogs: the written text, the
+// visible-rows check box, the round trip of every field, the numbering of an opened file, and
+// failures that tell the user.
+#include "Scenes/LogDocumentController.h"
+
+#include "Helpers/Settings.h"
+#include "Log/LogDocument.h"
+#include "Scenes/LogTableController.h"
+#include "Scenes/MainWindow.h"
+#include "Scenes/SavedFiltersController.h"
+#include "Session/LogDatasource.h"
+#include "Session/ReconnectPolicy.h"
+#include "support/Dialogs.h"
+#include "support/LogCapture.h"
+
+#include <QCheckBox>
+#include <QFile>
+#include <QLineEdit>
+#include <QSet>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
+// Every field but idx.
+QStringList fields(const LogEntry &e)
+{
+    QStringList out;
+    for (int f = LogEntry::Time; f < LogEntry::FieldCount; ++f)
+        out << e.value(LogEntry::Field(f));
+    return out;
+}
+
+QList<QStringList> rowsOf(const QList<LogEntry> &entries)
+{
+    QList<QStringList> out;
+    for (const LogEntry &e : entries)
+        out << fields(e);
+    return out;
+}
+
+// The table shows every update, as the application controller has it; nothing else is needed here.
+class LogDocumentControllerTest : public ::testing::Test, public LogDatasourceDelegate
+{
+protected:
+    void onLogUpdated() override { table.showRows(datasource.getDataFiltered()); }
+    void onLoggerStarted() override {}
+    void onLoggerStopped() override {}
+    void onMultipleDevicesConnected() override {}
+    void onDeviceNotFound() override {}
+    void onNoDeviceSelected() override {}
+    void adbNotRunningError(const AdbError &) override {}
+    void adbDeviceNotFound(const AdbError &) override {}
+
+    void SetUp() override
+    {
+        Settings::remove(SettingsKey::predicates);
+        ASSERT_TRUE(dir.isValid());
+        filters.readSettings();
+        datasource.setDelegate(this);
+        QObject::connect(&datasource, &LogDatasource::logDataUpdated, &window, [this] { onLogUpdated(); });
+        window.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    }
+    void TearDown() override
+    {
+        datasource.setDelegate(nullptr);
+        Settings::remove(SettingsKey::predicates);
+    }
+
+    // Lines of several kinds, numbered by the datasource; two carry notes.
+    QList<LogEntry> fillLog()
+    {
+        const QList<std::array<QString, 8>> lines = {
+            {"01-23 14:05:01.789", "com.example", "1234", "5678", "W", "Tag", " line one", ""},
+            {"01-23 14:05:02.001", "com.example", "1234", "5679", "E", "Crash", " boom: at Foo.bar(Foo.java:12)",
+             "first note"},
+            {"01-23 14:05:04.500", "", "4321", "4400", "D", "Grüße", " ünïcödé text ✓", ""},
+            {"01-23 14:05:05.999", "", "4321", "4401", "V", "Verbose", " {\"json\": [1, 2]}", "last: with colon"},
+        };
+        QList<LogEntry> entries;
+        for (const auto &line : lines)
+            entries << LogEntry::create(datasource.getIndex(), line);
+        datasource.setLogDataFromFile(entries);
+        EXPECT_TRUE(waitForRows(entries));
+        return entries;
+    }
+    bool waitForRows(const QList<LogEntry> &entries)
+    {
+        return QTest::qWaitFor([&] { return rowsOf(shown()) == rowsOf(entries); }, 5000);
+    }
+    QList<LogEntry> shown() const { return {table.model()->rows().cbegin(), table.model()->rows().cend()}; }
+    // What a saved and reopened row reads as: the text gains the blank after the tag's colon.
+    static QList<QStringList> reopened(QList<QStringList> rows)
+    {
+        for (QStringList &row : rows)
+            row[6].prepend(QLatin1Char(' '));
+        return rows;
+    }
+    // Runs a save command through its dialog; the path written, or empty when it failed.
+    QString save(void (LogDocumentController::*command)(), const QString &typed, bool visibleOnly)
+    {
+        QSignalSpy saved(&documents, &LogDocumentController::fileSaved);
+        (documents.*command)();
+        EXPECT_TRUE(dialogs::choose(&window, typed, [&](QFileDialog *dialog) {
+            auto *check = dialog->findChild<QCheckBox *>(QStringLiteral("visibleRowsOnly"));
+            ASSERT_NE(check, nullptr);
+            check->setChecked(visibleOnly);
+        }));
+        if (!saved.wait(5000))
+            return {};
+        return saved.front().at(1).toBool() ? saved.front().at(0).toString() : QString();
+    }
+    bool open(const QString &path)
+    {
+        QSignalSpy opened(&documents, &LogDocumentController::fileOpened);
+        documents.openFile(path);
+        return opened.wait(5000) && opened.front().at(1).toBool();
+    }
+
+    QTemporaryDir dir;
+    MainWindow window;
+    LogDatasource datasource;
+    LogTableController table{window.logTable()};
+    SavedFiltersController filters{&window, &datasource, &table};
+    ReconnectPolicy reconnect;
+    LogDocumentController documents{&window, &datasource, &table, &filters, &reconnect};
+};
+
+} // namespace
+
+TEST_F(LogDocumentControllerTest, SavedRowsReadBackWithEveryField)
+{
+    const QList<LogEntry> all = fillLog();
+    window.searchField()->setText("4321");
+    const QList<LogEntry> visible = {all[2], all[3]};
+    ASSERT_TRUE(waitForRows(visible));
+
+    // Save proposes "quillfern" first, Save as Text "log"; the check box writes the shown rows only.
+    const struct
+    {
+        void (LogDocumentController::*command)();
+        QString typed;
+        bool visibleOnly;
+        QString written;
+        QList<LogEntry> rows;
+    } cases[] = {
+        {&LogDocumentController::saveDocument, "whole", false, "whole.quillfern", all},
+        {&LogDocumentController::saveDocumentAsText, "whole", false, "whole.log", all},
+        {&LogDocumentController::saveDocumentAsText, "shown.txt", true, "shown.txt", visible},
+    };
+    for (const auto &c : cases) {
+        const QString path = save(c.command, dir.filePath(c.typed), c.visibleOnly);
+        EXPECT_EQ(path, dir.filePath(c.written));
+        EXPECT_EQ(readAll(path), LogDocument::savedText(c.rows)) << c.written.toStdString();
+    }
+
+    // Reopened (a "quillfern" file that is text is read as text), every field comes back.
+    window.searchField()->clear();
+    ASSERT_TRUE(open(dir.filePath("whole.quillfern")));
+    EXPECT_EQ(window.windowTitle(), dir.filePath("whole.quillfern"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(shown()) == reopened(rowsOf(all)); }, 5000));
+    ASSERT_TRUE(open(dir.filePath("shown.txt")));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(shown()) == reopened(rowsOf(visible)); }, 5000));
+}
+
+TEST_F(LogDocumentControllerTest, AnOpenedFileIsNumberedAfterEverythingBefore)
+{
+    datasource.logMessage("before the file");
+    const quint64 before = datasource.getDataAll().front().idx();
+    const QString path = dir.filePath("five.log");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    for (int i = 0; i < 5; ++i)
+        file.write(QStringLiteral("01-23 14:05:0%1.789  1234  5678 W Tag: line %1\n").arg(i).toUtf8());
+    file.close();
+
+    ASSERT_TRUE(open(path));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return datasource.getDataAll().size() == 5; }, 5000));
+    QSet<quint64> fileIdx;
+    for (const LogEntry &e : datasource.getDataAll()) {
+        EXPECT_GT(e.idx(), before);
+        fileIdx.insert(e.idx());
+    }
+    EXPECT_EQ(fileIdx.size(), 5);
+    datasource.logMessage("after the file");
+    const QList<LogEntry> now = datasource.getDataAll();
+    ASSERT_EQ(now.size(), 6);
+    EXPECT_FALSE(fileIdx.contains(now.back().idx()));
+}
+
+TEST_F(LogDocumentControllerTest, AnUnreadableFileAlertsAndLeavesTheLogCleared)
+{
+    // Larger than any file the viewer holds (sparse, so it costs no disk), and a folder.
+    const QString huge = dir.filePath("huge.log");
+    QFile file(huge);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(file.resize(LogDocument::MaxFileSize + 1));
+    file.close();
+    const std::pair<QString, QString> cases[] = {{huge, "too large"}, {dir.path(), "is a folder"}};
+    for (const auto &[path, reason] : cases) {
+        fillLog();
+        window.setWindowTitle("device");
+        EXPECT_FALSE(open(path));
+        const QString alert = dialogs::answer(&window);
+        EXPECT_TRUE(alert.startsWith("The file could not be opened.")) << alert.toStdString();
+        EXPECT_TRUE(alert.contains(reason)) << alert.toStdString();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return table.model()->rowCount() == 0; }, 3000));
+        EXPECT_EQ(datasource.logEventCount(), 0u);
+        EXPECT_EQ(window.windowTitle(), "device");
+    }
+}
+
+TEST_F(LogDocumentControllerTest, AFailedSaveAlertsAndKeepsTheLog)
+{
+    const QList<LogEntry> all = fillLog();
+    // A folder that is gone (nothing can be created in it, not even by root), and a folder itself.
+    for (const QString &path : {dir.filePath("gone/out.log"), dir.path()}) {
+        QSignalSpy saved(&documents, &LogDocumentController::fileSaved);
+        documents.writeLogFile(path, false);
+        ASSERT_TRUE(saved.wait(5000));
+        EXPECT_FALSE(saved.front().at(1).toBool());
+        EXPECT_TRUE(dialogs::answer(&window).startsWith("The log could not be saved."));
+        EXPECT_EQ(rowsOf(datasource.getDataAll()), rowsOf(all));
+    }
+}
+
+TEST_F(LogDocumentControllerTest, ADictionaryDocumentIsRecognisedAndLoggedOnceButNotLoaded)
+{
+    const QList<LogEntry> all = fillLog();
+    const QString path = dir.filePath("saved.quillfern");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
+               "<array><dict/><dict/><dict/></array></dict></plist>\n");
+    file.close();
+    LogCapture log;
+    documents.openFile(path);
+    EXPECT_EQ(log.count(QStringLiteral("dictionary format:%1, lines:3").arg(path)), 1);
+    EXPECT_EQ(rowsOf(datasource.getDataAll()), rowsOf(all));
+}
