@@ -73,8 +73,8 @@ void LogDatasource::commitLiveLines(std::span<LogStore::Line> lines, bool hasFil
     LogStore::CommitResult result = m_store.commit(lines, hasFilter);
     if (result.announce)
         notifyDataChanged();
-    // Releasing a pruned block (a thousand records) is a tenth of this thread's work under a flood:
-    // the one-thread pool does it instead.
+    // Releasing pruned blocks (a thousand cold records each) was a tenth of this thread's work under
+    // a flood: the one-thread pool does it instead.
     if (!result.pruned.isEmpty())
         m_filterPool->start([pruned = std::move(result.pruned)]() mutable { pruned.clear(); });
     // Outside the log lock: a lookup takes the pid lock. Every line that asked counts, so one asking

@@ -58,7 +58,7 @@ LogStore::CommitResult LogStore::commit(std::span<Line> lines, bool hasFilter)
                 ++result.lookupsDue;
         }
         if (line.matched)
-            m_viewData.addObject(line.entry);
+            m_viewData.addObject(LogEntry(line.entry), &result.pruned);
         bool pruned = false;
         if (i == newestTimed) {
             newestKept = true;

@@ -35,8 +35,8 @@ public:
     {
         bool announce = false; // the throttle lets this change out now
         int lookupsDue = 0;    // lines that each ask for a process-list lookup
-        // The entries the run pruned from the full log, still held: whoever drops this list releases
-        // them, so the caller can do that off its own thread and outside the log lock.
+        // The entries the run pruned from the full log and the view, still held: whoever drops this
+        // list releases them, so the caller can do that off its own thread and outside the log lock.
         QList<LogEntry> pruned;
     };
     // A point in the log's history, for filtering a snapshot outside the lock.
