@@ -65,6 +65,7 @@ double logReaderRate(const Rig &rig, double seconds)
     CountingDelegate delegate;
     auto reader = std::make_unique<LogReader>();
     reader->setDeviceId(rig.serial);
+    reader->setConnectionSettings(rig.connectionSettings());
     reader->setDelegate(&delegate);
     reader->connect();
     QEventLoop loop;

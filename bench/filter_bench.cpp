@@ -7,7 +7,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QFile>
 #include <QRandomGenerator>
+#include <QTemporaryDir>
 
 namespace {
 
@@ -132,5 +134,29 @@ void BM_ParseEditorExample(benchmark::State &state)
 BENCHMARK(BM_ParseEditorExample)->Unit(benchmark::kMicrosecond);
 
 } // namespace
+
+// Importing a large shared filters file: read, parse every text, store and sort the names once.
+void BM_ImportFilters(benchmark::State &state)
+{
+    QMap<QString, QString> texts;
+    for (int i = 0; i < state.range(0); ++i)
+        texts.insert(QStringLiteral("Filter %1").arg(i), QStringLiteral("name == 'Tag%1' AND type IN[cd] 'W,E'").arg(i));
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("many.filters"));
+    QFile file(path);
+    file.open(QIODevice::WriteOnly);
+    file.write(SavedFilters::toPropertyList(texts));
+    file.close();
+    for (auto _ : state) {
+        SavedFilters saved;
+        for (const auto &[name, text] : SavedFilters::defaultFilters())
+            saved.setFilter(name, Filter::parse(text));
+        const SavedFilters::ImportResult result = saved.applyImport(saved.readImport(path), true);
+        if (result.imported.size() != state.range(0))
+            state.SkipWithError("not everything was imported");
+        benchmark::DoNotOptimize(saved.sortedNames());
+    }
+}
+BENCHMARK(BM_ImportFilters)->Arg(20000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_MAIN();

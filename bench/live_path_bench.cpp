@@ -229,6 +229,7 @@ double datasourceRate(const Rig &rig, double seconds, qint64 *notifications)
     QObject::connect(&ds, &LogDatasource::logDataUpdated, &ds, [&] { ++updates; });
     ds.setLogDataFilter(Filter::parse(QString::fromLatin1(LevelFilter)));
     ds.setDeviceId(rig.serial);
+    ds.setConnectionSettings(rig.connectionSettings());
     ds.startLogger();
 
     QEventLoop loop;

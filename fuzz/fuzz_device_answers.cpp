@@ -15,6 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     (void)ProcessListAnswer::parse(text);
     (void)AdbProtocol::hexDataToInteger(bytes);
     (void)AdbProtocol::isOkay(bytes);
+    (void)AdbProtocol::parseStatusReply(bytes);
     (void)AdbProtocol::stringFromData(bytes);
     return 0;
 }

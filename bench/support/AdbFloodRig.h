@@ -3,7 +3,7 @@
 // The benchmarks' test bench for the live stream: a private adb server with one simulated device
 // flooding its log, and `adb logcat` on that device as the ceiling a client of the server can reach.
 
-#include "Helpers/Settings.h"
+#include "Android/AdbConnectionSettings.h"
 
 #include <QByteArray>
 #include <QDeadlineTimer>
@@ -29,6 +29,14 @@ struct Rig
     QProcessEnvironment env;
     QString serial;
     std::unique_ptr<QProcess> device;
+
+    // For the client under test: this server.
+    AdbConnectionSettings connectionSettings() const
+    {
+        AdbConnectionSettings settings;
+        settings.port = port;
+        return settings;
+    }
 
     QByteArray run(const QStringList &args, int timeoutMs = 15000) const
     {
@@ -105,9 +113,6 @@ inline bool setUpRig(Rig &rig, const QString &home, quint16 firstPort, QTextStre
         out << "the simulator did not register" << Qt::endl;
         return false;
     }
-    // The client under test talks to this server.
-    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
-    Settings::setValue(SettingsKey::adbPort, QString::number(rig.port));
     return true;
 }
 

@@ -18,6 +18,37 @@ bool isOkay(QByteArrayView data)
     return data == QByteArrayView("OKAY");
 }
 
+QByteArray okayReply()
+{
+    return QByteArrayLiteral("OKAY");
+}
+
+QByteArray failReply(QByteArrayView message)
+{
+    return QByteArrayLiteral("FAIL") + lengthPrefixed(message);
+}
+
+QByteArray lengthPrefixed(QByteArrayView payload)
+{
+    return QByteArray::number(static_cast<qulonglong>(payload.size()), 16).rightJustified(lengthSize, '0') +
+           payload.toByteArray();
+}
+
+StatusReply parseStatusReply(QByteArrayView received)
+{
+    if (received.size() < statusSize)
+        return {};
+    if (isOkay(received.first(statusSize)))
+        return {StatusReply::Okay, {}, statusSize};
+    if (received.size() < statusSize + lengthSize)
+        return {};
+    const qsizetype length = hexDataToInteger(received.sliced(statusSize, lengthSize));
+    const qsizetype end = statusSize + lengthSize + length;
+    if (received.size() < end)
+        return {};
+    return {StatusReply::Failed, received.sliced(statusSize + lengthSize, length).toByteArray(), end};
+}
+
 Utf8Decoder::Utf8Decoder()
     // Stateless: a truncated sequence at the end counts as invalid instead of waiting for more bytes.
     // ConvertInitialBom keeps a leading U+FEFF as a character, so the text is exactly the bytes.

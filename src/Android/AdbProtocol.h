@@ -19,8 +19,31 @@ QByteArray lengthHeader(const QString &request);
 // Header followed by the request's UTF-8 bytes: the bytes a request puts on the wire.
 QByteArray frameRequest(const QString &request);
 
+// Replies, server to client: a four-byte status, and after "FAIL" four hex digits of the message's
+// byte count and the message. A "host:" payload comes with the same four-digit byte count.
+inline constexpr qsizetype statusSize = 4;
+inline constexpr qsizetype lengthSize = 4;
+
 // True only for exactly the four bytes "OKAY".
 bool isOkay(QByteArrayView data);
+
+QByteArray okayReply();
+QByteArray failReply(QByteArrayView message);
+// Four (or more) lower-case hex digits of the byte count, then the bytes.
+QByteArray lengthPrefixed(QByteArrayView payload);
+
+// A status reply read from the start of the bytes received so far, the way the readers read it: four
+// bytes that are exactly "OKAY", or any other four followed by a hex length and that many bytes.
+struct StatusReply
+{
+    enum Kind { Incomplete, Okay, Failed };
+    Kind kind = Incomplete;
+    QByteArray message; // Failed only
+    qsizetype consumed = 0;
+
+    friend bool operator==(const StatusReply &, const StatusReply &) = default;
+};
+StatusReply parseStatusReply(QByteArrayView received);
 
 // The bytes as UTF-8; empty optional when they are not valid UTF-8.
 std::optional<QString> stringFromData(QByteArrayView data);

@@ -2,7 +2,6 @@
 #include "Android/AdbSocket.h"
 
 #include "Android/AdbProtocol.h"
-#include "Android/AdbSettings.h"
 #include "Helpers/Logger.h"
 
 #include <QMutexLocker>
@@ -33,8 +32,7 @@ AdbSocket::~AdbSocket()
 void AdbSocket::connect()
 {
     m_isConnecting = true;
-    const QString host = AdbSettings::adbServer();
-    const quint16 port = AdbSettings::adbPort();
+    const AdbConnectionSettings settings = connectionSettings();
 
     auto *socket = new AsyncSocket(this);
     AsyncSocket *previous = nullptr;
@@ -46,8 +44,9 @@ void AdbSocket::connect()
         previous->dispose();
 
     AdbError error;
-    if (!socket->connectToHost(host, port, &error)) {
-        QF_LOG(QStringLiteral("// If there was an error, it's likely something like 'already connected' or 'no delegate set'"));
+    if (!socket->connectToHost(settings.server, settings.port, &error)) {
+        QF_LOG(QStringLiteral(
+            "// If there was an error, it's likely something like 'already connected' or 'no delegate set'"));
         QF_LOG(QStringLiteral("Error: %1").arg(error.toString()));
     }
 }
@@ -84,6 +83,18 @@ void AdbSocket::setDeviceId(const QString &deviceId)
 {
     QMutexLocker lock(&m_mutex);
     m_deviceId = deviceId;
+}
+
+AdbConnectionSettings AdbSocket::connectionSettings() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_settings;
+}
+
+void AdbSocket::setConnectionSettings(const AdbConnectionSettings &settings)
+{
+    QMutexLocker lock(&m_mutex);
+    m_settings = settings;
 }
 
 AsyncSocket *AdbSocket::socket() const

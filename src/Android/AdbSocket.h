@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Android/AdbConnectionSettings.h"
 #include "Android/AdbError.h"
 #include "Android/AsyncSocket.h"
 
@@ -16,9 +17,9 @@
 //
 // Threads: connect() creates the socket on the calling thread, which must run an event loop; every
 // callback of that connection (and so every delegate call of a subclass) arrives there. stop(),
-// isConnected(), setDeviceId() and the subclasses' setDelegate() may be called from any thread; the
-// rest belongs to the connecting thread. Destroy the object on the connecting thread, or once that
-// thread's event loop has ended (AdbSocketThread does this for owners that run readers on a worker).
+// isConnected(), setDeviceId(), setConnectionSettings() and the subclasses' setDelegate() may be called from any
+// thread; the rest belongs to the connecting thread. Destroy the object on the connecting thread, or once that thread's
+// event loop has ended (AdbSocketThread does this for owners that run readers on a worker).
 class AdbSocket : protected AsyncSocketDelegate
 {
 public:
@@ -27,7 +28,7 @@ public:
     AdbSocket(const AdbSocket &) = delete;
     AdbSocket &operator=(const AdbSocket &) = delete;
 
-    // Opens a new connection to `adbServer`:`adbPort` (read now), replacing any previous socket; the
+    // Opens a new connection to the settings' server and port, replacing any previous socket; the
     // replaced socket is closed and reports nothing more. The outcome arrives as a callback.
     void connect();
     // Logs, clears isConnecting and closes the socket; the socket's disconnect callback follows.
@@ -38,6 +39,10 @@ public:
 
     QString deviceId() const;
     void setDeviceId(const QString &deviceId);
+
+    // The server to talk to and the reader options; set before connect(). Defaults: 127.0.0.1:5037.
+    AdbConnectionSettings connectionSettings() const;
+    void setConnectionSettings(const AdbConnectionSettings &settings);
 
     // The current socket, for tests; owned by this object.
     AsyncSocket *socket() const;
@@ -71,7 +76,8 @@ protected:
     std::atomic<bool> m_isConnecting{false};
 
 private:
-    mutable QMutex m_mutex; // guards the two members below, which other threads read
+    mutable QMutex m_mutex; // guards the members below, which other threads read
     AsyncSocket *m_socket = nullptr;
     QString m_deviceId;
+    AdbConnectionSettings m_settings;
 };

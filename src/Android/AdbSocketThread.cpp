@@ -48,7 +48,8 @@ void AdbSocketThread::connect()
 void AdbSocketThread::post(std::function<void(AdbSocket &)> work)
 {
     AdbSocket *socket = m_socket;
-    QMetaObject::invokeMethod(m_anchor, [socket, work = std::move(work)] { work(*socket); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        m_anchor, [socket, work = std::move(work)] { work(*socket); }, Qt::QueuedConnection);
 }
 
 AdbSocket *AdbSocketThread::socket() const

@@ -34,7 +34,7 @@ public:
     QThread *thread() const;
 
 private:
-    AdbSocket *m_socket;     // deleted on m_thread
-    QObject *m_anchor;       // lives on m_thread; context of posted work
+    AdbSocket *m_socket; // deleted on m_thread
+    QObject *m_anchor;   // lives on m_thread; context of posted work
     QThread *m_thread;
 };

@@ -102,10 +102,13 @@ bool AsyncSocket::connectToHost(const QString &host, quint16 port, AdbError *err
     if (!m_delegate.load())
         return fail(BadConfigError, QStringLiteral("Attempting to connect without a delegate. Set a delegate first."));
     if (m_state != State::Idle)
-        return fail(BadConfigError,
-                    QStringLiteral("Attempting to connect while connected or accepting connections. Disconnect first."));
+        return fail(
+            BadConfigError,
+            QStringLiteral("Attempting to connect while connected or accepting connections. Disconnect first."));
     if (host.isEmpty())
-        return fail(BadParamError, QStringLiteral("Invalid host parameter (nil or \"\"). Should be a domain name or IP address string."));
+        return fail(
+            BadParamError,
+            QStringLiteral("Invalid host parameter (nil or \"\"). Should be a domain name or IP address string."));
     m_state = State::Connecting;
     m_host = host;
     m_port = port;
@@ -154,7 +157,8 @@ void AsyncSocket::readDataToLastByte(char byte, double timeout, long tag)
 void AsyncSocket::disconnect()
 {
     if (QThread::currentThread() != thread()) {
-        QMetaObject::invokeMethod(this, [this] { disconnect(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this] { disconnect(); }, Qt::QueuedConnection);
         return;
     }
     if (m_state == State::Idle || m_state == State::Closed)

@@ -3,6 +3,14 @@
 
 #include "Android/AdbProtocol.h"
 
+DeviceListReader::DeviceListReader()
+    : AdbRequestSocket({.transportReply = -1,
+                        .requestReplies = {DevicesReplyTag},
+                        .failureLength = FailureLengthTag,
+                        .failureMessage = FailureMessageTag})
+{
+}
+
 void DeviceListReader::setDelegate(DeviceListReaderDelegate *delegate)
 {
     m_delegate = delegate;
@@ -13,50 +21,34 @@ DeviceListReaderDelegate *DeviceListReader::delegate() const
     return m_delegate;
 }
 
-void DeviceListReader::didConnect(const QString &host, quint16 port)
+void DeviceListReader::startRequest()
 {
-    AdbSocket::didConnect(host, port);
-    loadDeviceList();
+    sendRequest(QStringLiteral("host:devices"), DevicesReplyTag);
 }
 
-void DeviceListReader::loadDeviceList()
+void DeviceListReader::requestAccepted(long)
 {
-    sendExpectOkay(QStringLiteral("host:devices"), -1.0, DevicesReplyTag);
+    readLength(AdbProtocol::lengthSize, ListLengthTag);
 }
 
-void DeviceListReader::didRead(QByteArrayView data, long tag)
+bool DeviceListReader::readOwn(QByteArrayView data, long tag)
 {
-    switch (tag) {
-    case DevicesReplyTag:
-        if (AdbProtocol::isOkay(data))
-            readLength(4, ListLengthTag);
-        else
-            logNotOkay(data);
-        return;
-    case ListLengthTag: {
+    if (tag == ListLengthTag) {
         const quint32 length = AdbProtocol::hexDataToInteger(data);
         if (length == 0) {
             if (DeviceListReaderDelegate *d = m_delegate.load())
                 d->deviceListFailedWithError(1);
         }
         readLength(static_cast<qsizetype>(length), ListTag); // a zero length reads nothing
-        return;
+        return true;
     }
-    case ListTag: {
+    if (tag == ListTag) {
         const std::optional<QString> list = AdbProtocol::stringFromData(data);
         if (DeviceListReaderDelegate *d = m_delegate.load())
             d->devicesReceived(list);
-        return;
+        return true;
     }
-    case FailureLengthTag:
-        readLength(static_cast<qsizetype>(AdbProtocol::hexDataToInteger(data)), FailureMessageTag);
-        return;
-    case FailureMessageTag:
-        return;
-    default:
-        logUnknownReadState(tag);
-        return;
-    }
+    return false;
 }
 
 void DeviceListReader::adbNotRunningError(const AdbError &error)

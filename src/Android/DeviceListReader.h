@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Android/AdbSocket.h"
+#include "Android/AdbRequestSocket.h"
 
 #include <atomic>
 #include <optional>
@@ -18,7 +18,7 @@ public:
 };
 
 // Asks the server for its device list ("host:devices"; no transport selection).
-class DeviceListReader : public AdbSocket
+class DeviceListReader : public AdbRequestSocket
 {
 public:
     enum Tag : long {
@@ -29,18 +29,18 @@ public:
         ListTag = 4,
     };
 
+    DeviceListReader();
+
     void setDelegate(DeviceListReaderDelegate *delegate);
     DeviceListReaderDelegate *delegate() const;
 
-    void didConnect(const QString &host, quint16 port) override;
-    void didRead(QByteArrayView data, long tag) override;
-
 protected:
+    void startRequest() override;
+    void requestAccepted(long replyTag) override;
+    bool readOwn(QByteArrayView data, long tag) override;
     void adbNotRunningError(const AdbError &error) override;
     void adbDeviceNotFound(const AdbError &error) override;
 
 private:
-    void loadDeviceList();
-
     std::atomic<DeviceListReaderDelegate *> m_delegate{nullptr};
 };

@@ -6,6 +6,14 @@
 
 #include <QRegularExpression>
 
+DeviceNameReader::DeviceNameReader()
+    : AdbRequestSocket({.transportReply = TransportReplyTag,
+                        .requestReplies = {GetpropReplyTag},
+                        .failureLength = FailureLengthTag,
+                        .failureMessage = FailureMessageTag})
+{
+}
+
 void DeviceNameReader::setDelegate(DeviceNameReaderDelegate *delegate)
 {
     m_delegate = delegate;
@@ -16,50 +24,32 @@ DeviceNameReaderDelegate *DeviceNameReader::delegate() const
     return m_delegate;
 }
 
-void DeviceNameReader::didConnect(const QString &host, quint16 port)
-{
-    AdbSocket::didConnect(host, port);
-    sendDeviceId(TransportReplyTag);
-}
-
-void DeviceNameReader::loadDeviceModel()
+void DeviceNameReader::startRequest()
 {
     m_resultData = QByteArray();
-    sendExpectOkay(QStringLiteral("shell:getprop ro.product.model"), -1.0, GetpropReplyTag);
+    sendRequest(QStringLiteral("shell:getprop ro.product.model"), GetpropReplyTag);
 }
 
-void DeviceNameReader::didRead(QByteArrayView data, long tag)
+void DeviceNameReader::requestAccepted(long)
 {
-    switch (tag) {
-    case TransportReplyTag:
-    case GetpropReplyTag:
-        if (!AdbProtocol::isOkay(data)) {
-            logNotOkay(data);
-            return;
-        }
-        if (tag == TransportReplyTag)
-            loadDeviceModel();
-        else
-            readWithTag(LineTag);
-        return;
-    case LineTag:
-        if (m_resultData)
-            m_resultData->append(data.data(), data.size());
-        readWithTag(LineTag);
-        return;
-    case FailureLengthTag:
-        readLength(static_cast<qsizetype>(AdbProtocol::hexDataToInteger(data)), FailureMessageTag);
-        return;
-    case FailureMessageTag: {
-        const AdbError error = logReaderError(1, AdbProtocol::stringFromData(data).value_or(QString()));
-        if (DeviceNameReaderDelegate *d = m_delegate.load())
-            d->deviceNameFailedWithError(error, deviceId());
-        return;
-    }
-    default:
-        logUnknownReadState(tag);
-        return;
-    }
+    readWithTag(LineTag);
+}
+
+bool DeviceNameReader::readOwn(QByteArrayView data, long tag)
+{
+    if (tag != LineTag)
+        return false;
+    if (m_resultData)
+        m_resultData->append(data.data(), data.size());
+    readWithTag(LineTag);
+    return true;
+}
+
+void DeviceNameReader::failed(const QString &message)
+{
+    const AdbError error = logReaderError(1, message);
+    if (DeviceNameReaderDelegate *d = m_delegate.load())
+        d->deviceNameFailedWithError(error, deviceId());
 }
 
 std::optional<QString> DeviceNameReader::modelFromOutput(QByteArrayView output)

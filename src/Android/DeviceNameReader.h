@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Android/AdbSocket.h"
+#include "Android/AdbRequestSocket.h"
 
 #include <atomic>
 #include <optional>
@@ -17,7 +17,7 @@ public:
 };
 
 // Reads "getprop ro.product.model" of one device.
-class DeviceNameReader : public AdbSocket
+class DeviceNameReader : public AdbRequestSocket
 {
 public:
     enum Tag : long {
@@ -28,20 +28,24 @@ public:
         LineTag = 4,
     };
 
+    DeviceNameReader();
+
     void setDelegate(DeviceNameReaderDelegate *delegate);
     DeviceNameReaderDelegate *delegate() const;
 
-    void didConnect(const QString &host, quint16 port) override;
-    void didRead(QByteArrayView data, long tag) override;
     void didDisconnect(const std::optional<AdbError> &error) override;
 
     // The first non-empty line of getprop's output, without its terminator; absent if there is none
     // or the output is not UTF-8. Each line is written to the diagnostic log.
     static std::optional<QString> modelFromOutput(QByteArrayView output);
 
-private:
-    void loadDeviceModel();
+protected:
+    void startRequest() override;
+    void requestAccepted(long replyTag) override;
+    bool readOwn(QByteArrayView data, long tag) override;
+    void failed(const QString &message) override;
 
+private:
     std::atomic<DeviceNameReaderDelegate *> m_delegate{nullptr};
     std::optional<QByteArray> m_resultData;
 };

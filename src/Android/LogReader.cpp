@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Android/LogReader.h"
 
-#include "Android/AdbSettings.h"
 #include "Helpers/Logger.h"
 
 void LogReaderDelegate::logLineDataReceived(QByteArrayView line)
@@ -14,6 +13,14 @@ void LogReaderDelegate::logLineDataReceived(QByteArrayView line)
 void LogReaderDelegate::logLinesDataReceived(QByteArrayView lines)
 {
     forEachLine(lines, [this](QByteArrayView line) { logLineDataReceived(line); });
+}
+
+LogReader::LogReader()
+    : AdbRequestSocket({.transportReply = TransportReplyTag,
+                        .requestReplies = {LogcatReplyTag, ClearReplyTag},
+                        .failureLength = FailureLengthTag,
+                        .failureMessage = FailureMessageTag})
+{
 }
 
 void LogReader::setDelegate(LogReaderDelegate *delegate)
@@ -31,94 +38,52 @@ bool LogReader::sentClearDevice() const
     return m_sentClearDevice;
 }
 
-void LogReader::didConnect(const QString &host, quint16 port)
+void LogReader::startRequest()
 {
-    AdbSocket::didConnect(host, port);
-    sendDeviceId(TransportReplyTag);
+    if (connectionSettings().clearLogOnStart && !m_sentClearDevice) {
+        m_sentClearDevice = true;
+        sendRequest(QStringLiteral("shell:exec logcat -c"), ClearReplyTag);
+    } else {
+        m_sentClearDevice = false;
+        sendRequest(QStringLiteral("shell:export ANDROID_LOG_TAGS=\"%1\"; exec logcat -v threadtime")
+                        .arg(connectionSettings().logTags),
+                    LogcatReplyTag);
+    }
 }
 
-void LogReader::didRead(QByteArrayView data, long tag)
+void LogReader::requestAccepted(long replyTag)
 {
-    switch (tag) {
-    case LineTag:
-        // The hot path: a stream of possibly millions of lines per second, taken in bulk.
-        handleLogLineData(data);
+    if (replyTag == ClearReplyTag)
+        connect(); // the server closes this connection once the log is cleared; stream on a fresh one
+    else
         readLinesWithTag(LineTag);
-        return;
-    case TransportReplyTag:
-    case LogcatReplyTag:
-    case ClearReplyTag:
-        handleReply(data, tag);
-        return;
-    case FailureLengthTag: {
-        const quint32 length = AdbProtocol::hexDataToInteger(data);
-        readLength(static_cast<qsizetype>(length), FailureMessageTag);
-        return;
-    }
-    case FailureMessageTag:
-        handleFailureMessage(data);
-        return;
-    default:
-        logUnknownReadState(tag);
-        return;
-    }
 }
 
-void LogReader::handleReply(QByteArrayView data, long tag)
+bool LogReader::readOwn(QByteArrayView data, long tag)
 {
-    if (!AdbProtocol::isOkay(data)) {
-        logNotOkay(data);
-        readLength(4, FailureLengthTag);
-        return;
-    }
-    switch (tag) {
-    case TransportReplyTag:
-        if (AdbSettings::clearLogOnStart() && !m_sentClearDevice)
-            clearLog();
-        else
-            startLogStream();
-        break;
-    case ClearReplyTag:
-        // The server closes this connection once the log is cleared; stream on a fresh one.
-        connect();
-        break;
-    case LogcatReplyTag:
-        readLinesWithTag(LineTag);
-        break;
-    default:
-        break;
-    }
+    if (tag != LineTag)
+        return false;
+    // The hot path: a stream of possibly millions of lines per second, taken in bulk.
+    if (LogReaderDelegate *d = m_delegate.load(std::memory_order_acquire))
+        d->logLinesDataReceived(data);
+    readLinesWithTag(LineTag);
+    return true;
 }
 
-void LogReader::handleFailureMessage(QByteArrayView data)
+void LogReader::replyNotOkay(QByteArrayView reply, long tag)
 {
-    const QString message = AdbProtocol::stringFromData(data).value_or(QString());
+    AdbRequestSocket::replyNotOkay(reply, tag);
+    readFailure();
+}
+
+void LogReader::failed(const QString &message)
+{
     const AdbError error = logReaderError(2, message);
     if (message.toLower().contains(QLatin1String("device not found"))) {
         adbDeviceNotFound(error);
     } else if (LogReaderDelegate *d = m_delegate.load()) {
         d->logReaderStoppedWithError(error);
     }
-}
-
-void LogReader::clearLog()
-{
-    m_sentClearDevice = true;
-    sendExpectOkay(QStringLiteral("shell:exec logcat -c"), -1.0, ClearReplyTag);
-}
-
-void LogReader::startLogStream()
-{
-    m_sentClearDevice = false;
-    const QString tags = AdbSettings::adbLogTags();
-    sendExpectOkay(QStringLiteral("shell:export ANDROID_LOG_TAGS=\"%1\"; exec logcat -v threadtime").arg(tags), -1.0,
-                   LogcatReplyTag);
-}
-
-void LogReader::handleLogLineData(QByteArrayView data)
-{
-    if (LogReaderDelegate *d = m_delegate.load(std::memory_order_acquire))
-        d->logLinesDataReceived(data);
 }
 
 void LogReader::didDisconnect(const std::optional<AdbError> &error)

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Android/AdbProtocol.h"
-#include "Android/AdbSocket.h"
+#include "Android/AdbRequestSocket.h"
 
 #include <atomic>
 
@@ -42,7 +42,7 @@ public:
 };
 
 // Streams "logcat -v threadtime" of one device, in whole lines, optionally clearing the log first.
-class LogReader : public AdbSocket
+class LogReader : public AdbRequestSocket
 {
 public:
     enum Tag : long {
@@ -54,26 +54,26 @@ public:
         LineTag = 5,
     };
 
+    LogReader();
+
     // Weak: the owner clears it (any thread) before it goes away.
     void setDelegate(LogReaderDelegate *delegate);
     LogReaderDelegate *delegate() const;
     bool sentClearDevice() const;
 
-    void didConnect(const QString &host, quint16 port) override;
-    void didRead(QByteArrayView data, long tag) override;
     void didDisconnect(const std::optional<AdbError> &error) override;
 
 protected:
+    // Clears the log first when the settings ask for it and this run has not done so yet.
+    void startRequest() override;
+    void requestAccepted(long replyTag) override;
+    bool readOwn(QByteArrayView data, long tag) override;
+    void replyNotOkay(QByteArrayView reply, long tag) override;
+    void failed(const QString &message) override;
     void adbNotRunningError(const AdbError &error) override;
     void adbDeviceNotFound(const AdbError &error) override;
 
 private:
-    void clearLog();
-    void startLogStream();
-    void handleLogLineData(QByteArrayView data);
-    void handleReply(QByteArrayView data, long tag);
-    void handleFailureMessage(QByteArrayView data);
-
     std::atomic<LogReaderDelegate *> m_delegate{nullptr};
     std::atomic<bool> m_sentClearDevice{false};
 };

@@ -4,6 +4,14 @@
 #include "Android/AdbProtocol.h"
 #include "Helpers/Logger.h"
 
+PidReader::PidReader()
+    : AdbRequestSocket({.transportReply = TransportReplyTag,
+                        .requestReplies = {PsReplyTag},
+                        .failureLength = FailureLengthTag,
+                        .failureMessage = FailureMessageTag})
+{
+}
+
 void PidReader::setDelegate(PidReaderDelegate *delegate)
 {
     m_delegate = delegate;
@@ -24,48 +32,37 @@ bool PidReader::addDashArg() const
     return m_addDashArg;
 }
 
-void PidReader::didConnect(const QString &host, quint16 port)
-{
-    AdbSocket::didConnect(host, port);
-    sendDeviceId(TransportReplyTag);
-}
-
-void PidReader::loadPids()
+void PidReader::startRequest()
 {
     m_resultData = QByteArray();
-    sendExpectOkay(m_addDashArg ? QStringLiteral("shell:ps -A") : QStringLiteral("shell:ps"), -1.0, PsReplyTag);
+    sendRequest(m_addDashArg ? QStringLiteral("shell:ps -A") : QStringLiteral("shell:ps"), PsReplyTag);
 }
 
-void PidReader::didRead(QByteArrayView data, long tag)
+void PidReader::requestAccepted(long)
 {
-    switch (tag) {
-    case FailureLengthTag:
-        readLength(static_cast<qsizetype>(AdbProtocol::hexDataToInteger(data)), FailureMessageTag);
-        return;
-    case FailureMessageTag:
-        return; // the message is not used
-    case TransportReplyTag:
-    case PsReplyTag:
-        if (!AdbProtocol::isOkay(data)) {
-            logNotOkay(data);
-            stop();
-            return;
-        }
-        if (tag == TransportReplyTag)
-            loadPids();
-        else
-            readWithTag(LineTag);
-        return;
-    case LineTag:
-        if (m_resultData)
-            m_resultData->append(data.data(), data.size());
-        readWithTag(LineTag);
-        return;
-    default:
-        stop();
-        logUnknownReadState(tag);
-        return;
-    }
+    readWithTag(LineTag);
+}
+
+bool PidReader::readOwn(QByteArrayView data, long tag)
+{
+    if (tag != LineTag)
+        return false;
+    if (m_resultData)
+        m_resultData->append(data.data(), data.size());
+    readWithTag(LineTag);
+    return true;
+}
+
+void PidReader::replyNotOkay(QByteArrayView reply, long tag)
+{
+    AdbRequestSocket::replyNotOkay(reply, tag);
+    stop();
+}
+
+void PidReader::unknownReadState(long tag)
+{
+    stop();
+    AdbRequestSocket::unknownReadState(tag);
 }
 
 void PidReader::didDisconnect(const std::optional<AdbError> &error)

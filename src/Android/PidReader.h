@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "Android/AdbSocket.h"
+#include "Android/AdbRequestSocket.h"
 
 #include <atomic>
 #include <optional>
@@ -18,7 +18,7 @@ public:
 };
 
 // Runs "ps -A" (or "ps") on one device once and hands over the complete output.
-class PidReader : public AdbSocket
+class PidReader : public AdbRequestSocket
 {
 public:
     enum Tag : long {
@@ -29,19 +29,24 @@ public:
         LineTag = 4,
     };
 
+    PidReader();
+
     void setDelegate(PidReaderDelegate *delegate);
     PidReaderDelegate *delegate() const;
     // true: "shell:ps -A"; false: "shell:ps". Set before connect().
     void setAddDashArg(bool addDashArg);
     bool addDashArg() const;
 
-    void didConnect(const QString &host, quint16 port) override;
-    void didRead(QByteArrayView data, long tag) override;
     void didDisconnect(const std::optional<AdbError> &error) override;
 
-private:
-    void loadPids();
+protected:
+    void startRequest() override;
+    void requestAccepted(long replyTag) override;
+    bool readOwn(QByteArrayView data, long tag) override;
+    void replyNotOkay(QByteArrayView reply, long tag) override;
+    void unknownReadState(long tag) override;
 
+private:
     std::atomic<PidReaderDelegate *> m_delegate{nullptr};
     std::atomic<bool> m_addDashArg{true};
     std::optional<QByteArray> m_resultData; // absent until the command is sent

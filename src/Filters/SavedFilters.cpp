@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/SavedFilters.h"
 
+#include "Filters/FilterFile.h"
 #include "Helpers/Logger.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 
 #include <plist/plist.h>
@@ -28,13 +30,6 @@ struct PlistDeleter
     void operator()(void *node) const { plist_free(static_cast<plist_t>(node)); }
 };
 using PlistPtr = std::unique_ptr<void, PlistDeleter>;
-
-QString takeCString(char *text)
-{
-    QString s = text ? QString::fromUtf8(text) : QString();
-    free(text);
-    return s;
-}
 
 QString describeMap(const SavedFilters::Texts &texts)
 {
@@ -189,59 +184,17 @@ QByteArray SavedFilters::toPropertyList(const QMap<QString, QString> &texts)
 
 std::optional<QMap<QString, QString>> SavedFilters::fromPropertyList(const QByteArray &data, QString *error)
 {
-    auto fail = [error](const QString &why) -> std::optional<QMap<QString, QString>> {
+    if (data.isEmpty()) {
         if (error)
-            *error = why;
+            *error = QStringLiteral("Not a filters file: it is empty.");
         return std::nullopt;
-    };
-    if (data.isEmpty())
-        return fail(QStringLiteral("The file is empty"));
-    if (data.size() > MaxImportFileSize)
-        return fail(QStringLiteral("The file is too large for a filters file"));
-    plist_t raw = nullptr;
-    if (plist_is_binary(data.constData(), uint32_t(data.size()))) {
-        // Read keys only from XML: libplist asserts on a binary key with an embedded NUL when asked for it,
-        // while its XML reader refuses such text. So a binary list goes through XML once.
-        plist_t bin = nullptr;
-        plist_from_bin(data.constData(), uint32_t(data.size()), &bin);
-        PlistPtr binRoot(bin);
-        if (!bin)
-            return fail(QStringLiteral("The file is not a property list"));
-        char *xml = nullptr;
-        uint32_t length = 0;
-        plist_to_xml(bin, &xml, &length);
-        if (!xml)
-            return fail(QStringLiteral("The property list cannot be read"));
-        plist_from_xml(xml, length, &raw);
-        plist_to_xml_free(xml);
-    } else {
-        plist_from_memory(data.constData(), uint32_t(data.size()), &raw);
     }
-    PlistPtr root(raw);
-    if (!raw)
-        return fail(QStringLiteral("The file is not a property list"));
-    if (plist_get_node_type(raw) != PLIST_DICT)
-        return fail(QStringLiteral("The property list is not a dictionary of filters"));
-
+    const std::optional<QList<FilterFile::Entry>> entries = FilterFile::read(data, error);
+    if (!entries)
+        return std::nullopt;
     QMap<QString, QString> texts;
-    plist_dict_iter iter = nullptr;
-    plist_dict_new_iter(raw, &iter);
-    if (!iter)
-        return fail(QStringLiteral("The property list cannot be read"));
-    std::unique_ptr<void, decltype(&free)> iterGuard(iter, &free);
-    for (;;) {
-        char *key = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(raw, iter, &key, &value);
-        const QString name = takeCString(key);
-        if (!value)
-            break;
-        if (plist_get_node_type(value) != PLIST_STRING)
-            return fail(QStringLiteral("The value of \"%1\" is not a filter text").arg(name));
-        uint64_t length = 0;
-        const char *text = plist_get_string_ptr(value, &length); // owned by the node; no copy to free
-        texts.insert(name, QString::fromUtf8(text, text ? qsizetype(length) : 0));
-    }
+    for (const FilterFile::Entry &entry : *entries)
+        texts.insert(entry.name, entry.text);
     return texts;
 }
 
@@ -259,28 +212,25 @@ bool SavedFilters::exportFilters(const QString &path, const QStringList &names) 
     return file.commit();
 }
 
-SavedFilters::ImportResult SavedFilters::importFilters(const QString &path)
+SavedFilters::ImportPlan SavedFilters::readImport(const QString &path) const
 {
     QF_LOG(QStringLiteral("Open url: %1").arg(path));
-    ImportResult result;
+    ImportPlan plan;
+    const auto refuse = [&](const QString &why) {
+        plan.error = why;
+        QF_LOG_ERROR(why);
+        return plan;
+    };
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        result.error = QStringLiteral("Cannot read %1: %2").arg(path, file.errorString());
-        QF_LOG_ERROR(result.error);
-        return result;
-    }
-    if (file.size() > MaxImportFileSize) {
-        result.error = QStringLiteral("%1 is not a filters file: it is too large").arg(path);
-        QF_LOG_ERROR(result.error);
-        return result;
-    }
+    // Only a regular file: a pipe would block the open and a device never end.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return refuse(QStringLiteral("Cannot read %1: %2").arg(path, file.exists() ? file.errorString() : QStringLiteral("no such file")));
+    if (file.size() > MaxImportFileSize)
+        return refuse(QStringLiteral("Cannot import %1. Not a filters file: it is too large.").arg(path));
     QString why;
     const std::optional<QMap<QString, QString>> texts = fromPropertyList(file.readAll(), &why);
-    if (!texts) {
-        result.error = QStringLiteral("%1 is not a filters file: %2").arg(path, why);
-        QF_LOG_ERROR(result.error);
-        return result;
-    }
+    if (!texts)
+        return refuse(QStringLiteral("Cannot import %1. %2").arg(path, why));
 
     QList<std::pair<QString, QString>> ordered;
     for (auto it = texts->cbegin(); it != texts->cend(); ++it)
@@ -290,14 +240,54 @@ SavedFilters::ImportResult SavedFilters::importFilters(const QString &path)
     for (const auto &[name, text] : ordered) {
         const Filter f = Filter::parse(text);
         if (!f.isValid()) {
-            result.error = QStringLiteral("Filter \"%1\" does not parse: %2").arg(name, f.errorString());
-            QF_LOG_ERROR(result.error);
-            break;
+            QF_LOG(QStringLiteral("Filter \"%1\" does not parse: %2").arg(name, f.errorString()));
+            plan.invalid.append({name, f.errorString()});
+            continue;
         }
-        setFilter(name, f);
+        if (m_filters.contains(name))
+            plan.existing << name;
+        plan.filters.append({name, f});
+    }
+    return plan;
+}
+
+SavedFilters::ImportResult SavedFilters::applyImport(const ImportPlan &plan, bool replaceExisting)
+{
+    ImportResult result;
+    result.error = plan.error;
+    if (!plan.error.isEmpty())
+        return result;
+    result.skipped = plan.invalid;
+    for (const auto &[name, filter] : plan.filters) {
+        if (!replaceExisting && m_filters.contains(name)) {
+            result.skipped.append({name, QStringLiteral("a filter of that name exists and was kept")});
+            continue;
+        }
+        m_filters.insert(name, filter);
         result.imported << name;
     }
-    if (!result.imported.isEmpty())
+    QF_LOG(QStringLiteral("imported %1 filters, skipped %2").arg(result.imported.size()).arg(result.skipped.size()));
+    if (!result.imported.isEmpty()) {
+        rebuildSortedNames();
         save();
+    }
     return result;
+}
+
+QString SavedFilters::ImportResult::summary() const
+{
+    if (!ok())
+        return error;
+    QString text = imported.size() == 1 ? QStringLiteral("Imported 1 filter.")
+                                        : QStringLiteral("Imported %1 filters.").arg(imported.size());
+    if (skipped.isEmpty())
+        return text;
+    // Enough to see what went wrong; the diagnostic log has every one.
+    constexpr qsizetype shown = 10;
+    text += QStringLiteral("\n\nSkipped %1:").arg(skipped.size());
+    for (qsizetype i = 0; i < std::min(shown, skipped.size()); ++i)
+        text += QStringLiteral("\n%1: %2").arg(skipped[i].first, skipped[i].second);
+    if (skipped.size() > shown)
+        text += QStringLiteral("\n… and %1 more").arg(skipped.size() - shown);
+    return text;
 }

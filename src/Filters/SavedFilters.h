@@ -70,20 +70,33 @@ public:
     // Writes the named filters as an XML property list. False when the file cannot be written.
     bool exportFilters(const QString &path, const QStringList &names) const;
 
+    // Importing a filters file takes two steps, so the window can ask in between. A file that is not a
+    // dictionary of filter texts imports nothing. Otherwise every text that parses is imported, every
+    // other one is skipped with its reason, and names already present are replaced only when the user
+    // agrees (one question for all of them).
+    struct ImportPlan
+    {
+        QString error;                              // the file as a whole was refused
+        QList<std::pair<QString, Filter>> filters;  // the ones that parse, in the order of their texts
+        QList<std::pair<QString, QString>> invalid; // name, why it does not parse
+        QStringList existing;                       // names in `filters` already present
+    };
+    ImportPlan readImport(const QString &path) const;
+
     struct ImportResult
     {
-        QStringList imported; // names stored, in import order
-        QString error;        // not a filters file, unreadable, or the text of imported-next did not parse
+        QStringList imported;                       // stored, in import order
+        QList<std::pair<QString, QString>> skipped; // name, why
+        QString error;                              // the plan's refusal: nothing imported
         bool ok() const { return error.isEmpty(); }
+        QString summary() const;                    // what the user is told
     };
-    // Reads a filters file and stores its filters in the order of their texts (case-insensitive), replacing
-    // filters of the same name; stops at the first text that does not parse, keeping those stored before it.
-    // A file that is not such a property list imports nothing. Saves when anything was imported.
-    ImportResult importFilters(const QString &path);
+    // Stores the plan's filters (the names are sorted once, whatever their number) and saves.
+    ImportResult applyImport(const ImportPlan &plan, bool replaceExisting);
 
     // The property-list codec, separate from files for tests.
     static QByteArray toPropertyList(const QMap<QString, QString> &texts);
-    // Name -> text of an XML or binary property list whose root is a dictionary of strings.
+    // Name -> text of an XML or binary property list whose root is a dictionary of strings (FilterFile).
     static std::optional<QMap<QString, QString>> fromPropertyList(const QByteArray &data, QString *error = nullptr);
 
 private:

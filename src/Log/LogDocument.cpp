@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "Log/LogDocument.h"
 
+#include "Helpers/BinaryPropertyList.h"
 #include "Helpers/Logger.h"
 #include "Log/TextDecoding.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QXmlStreamReader>
 
-#include <plist/plist.h>
 
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -370,16 +371,50 @@ std::optional<qsizetype> LogDocument::dictionaryDocumentLineCount(const QString 
         !head.startsWith("<!DOCTYPE"))
         return std::nullopt;
     const QByteArray data = file.readAll();
-    plist_t root = nullptr;
-    plist_from_memory(data.constData(), uint32_t(data.size()), &root);
-    if (!root)
-        return std::nullopt;
+    // Read without recursion: a document nested thousands deep must not take the stack with it.
     std::optional<qsizetype> count;
-    if (plist_get_node_type(root) == PLIST_DICT) {
-        plist_t logData = plist_dict_get_item(root, "logdata");
-        if (logData)
-            count = plist_get_node_type(logData) == PLIST_ARRAY ? qsizetype(plist_array_get_size(logData)) : 0;
+    if (data.startsWith("bplist")) {
+        BinaryPropertyList plist(data);
+        QString why;
+        QList<quint64> keys;
+        QList<quint64> values;
+        if (!plist.open(&why) || !plist.dictionary(plist.top(), &keys, &values))
+            return std::nullopt;
+        for (qsizetype i = 0; i < keys.size(); ++i) {
+            if (plist.string(keys[i]) == QStringLiteral("logdata"))
+                count = qsizetype(plist.arraySize(values[i]).value_or(0));
+        }
+        return count;
     }
-    plist_free(root);
+    QXmlStreamReader xml(data);
+    // The next element inside the current one; false at its end (or at an error).
+    const auto nextStart = [&xml] { return xml.readNextStartElement(); };
+    if (!nextStart())
+        return std::nullopt;
+    if (xml.name() == u"plist" && !nextStart())
+        return std::nullopt;
+    if (xml.name() != u"dict")
+        return std::nullopt;
+    while (nextStart()) { // the dictionary's keys and values, in turn
+        if (xml.name() != u"key")
+            return std::nullopt;
+        const bool isLogData = xml.readElementText(QXmlStreamReader::ErrorOnUnexpectedElement) == u"logdata";
+        if (!nextStart())
+            return std::nullopt;
+        if (isLogData && xml.name() == u"array") {
+            qsizetype n = 0;
+            while (nextStart()) {
+                ++n;
+                xml.skipCurrentElement();
+            }
+            count = n;
+        } else {
+            if (isLogData)
+                count = 0;
+            xml.skipCurrentElement();
+        }
+    }
+    if (xml.hasError())
+        return std::nullopt;
     return count;
 }

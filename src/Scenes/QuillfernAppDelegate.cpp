@@ -24,6 +24,24 @@
 #include <QProcess>
 #include <QUrlQuery>
 
+namespace {
+
+// The one place below the window that reads the connection settings; readers and datasources get them.
+AdbConnectionSettings connectionSettingsFromStore()
+{
+    return AdbConnectionSettings::fromStored(Settings::adbServer(), Settings::adbPort(), Settings::clearLogOnStart(),
+                                             Settings::adbLogTags());
+}
+
+void passConnectionSettings(LogDatasource &log, DeviceListDatasource &devices)
+{
+    const AdbConnectionSettings settings = connectionSettingsFromStore();
+    log.setConnectionSettings(settings);
+    devices.setConnectionSettings(settings);
+}
+
+} // namespace
+
 const QUrl QuillfernAppDelegate::SharedFiltersUrl(QStringLiteral("https://github.com/quillfern/quillfern-filters"));
 const QUrl QuillfernAppDelegate::LogTagHelpUrl(
     QStringLiteral("https://developer.android.com/tools/logcat#filteringOutput"));
@@ -119,6 +137,13 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
 
     m_deviceSource = std::make_unique<DeviceListDatasource>();
     m_deviceSource->setDelegate(this);
+    passConnectionSettings(*m_logDatasource, *m_deviceSource);
+    connect(&SettingsNotifier::instance(), &SettingsNotifier::changed, this, [this](const QString &key) {
+        static const QStringList keys{SettingsKey::adbServer.toString(), SettingsKey::adbPort.toString(),
+                                      SettingsKey::clearLogOnStart.toString(), SettingsKey::adbLogTags.toString()};
+        if (m_logDatasource && m_deviceSource && keys.contains(key))
+            passConnectionSettings(*m_logDatasource, *m_deviceSource);
+    });
 
     m_window->filterList()->selectRow(0);
 
@@ -265,6 +290,7 @@ void QuillfernAppDelegate::onConnectButtonPressed()
 void QuillfernAppDelegate::startLogging()
 {
     m_isDatasourceDevice = true;
+    passConnectionSettings(*m_logDatasource, *m_deviceSource);
     if (!m_logDatasource->deviceId().isEmpty())
         m_logDatasource->startLogger();
     else

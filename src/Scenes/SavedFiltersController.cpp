@@ -263,8 +263,7 @@ void SavedFiltersController::importFilters()
                                        return;
                                    if (self->m_datasource->isLogging() && self->m_stopLogging)
                                        self->m_stopLogging();
-                                   self->m_filters.importFilters(path); // logs what it opens and what fails
-                                   self->saveFilters();
+                                   self->importFile(path);
                                });
 }
 
@@ -272,7 +271,39 @@ bool SavedFiltersController::openIfFilterFile(const QString &path)
 {
     if (!path.toLower().endsWith(QLatin1String("filters")))
         return false;
-    m_filters.importFilters(path);
-    saveFilters();
+    importFile(path);
     return true;
+}
+
+void SavedFiltersController::importFile(const QString &path)
+{
+    const SavedFilters::ImportPlan plan = m_filters.readImport(path);
+    if (plan.existing.isEmpty()) {
+        finishImport(plan, true);
+        return;
+    }
+    // One question for every name in use, not one per name.
+    constexpr qsizetype listed = 5;
+    QString names = QStringList(plan.existing.mid(0, listed)).join(QStringLiteral("\", \""));
+    names = QStringLiteral("\"%1\"").arg(names);
+    if (plan.existing.size() > listed)
+        names += QStringLiteral(" and %1 more").arg(plan.existing.size() - listed);
+    QPointer<SavedFiltersController> self(this);
+    m_window->ask(QStringLiteral("Replace existing filters?"),
+                  QStringLiteral("The file holds filters named like ones you have: %1. Replace them, or keep "
+                                 "yours and import only the others?")
+                      .arg(names),
+                  QStringLiteral("Replace"), QStringLiteral("Keep Mine"), [self, plan](bool replace) {
+                      if (self)
+                          self->finishImport(plan, replace);
+                  });
+}
+
+void SavedFiltersController::finishImport(const SavedFilters::ImportPlan &plan, bool replaceExisting)
+{
+    const SavedFilters::ImportResult result = m_filters.applyImport(plan, replaceExisting);
+    if (!result.imported.isEmpty())
+        reloadList();
+    m_window->showAlert(result.ok() ? QStringLiteral("Filters imported") : QStringLiteral("Filters not imported"),
+                        result.summary());
 }

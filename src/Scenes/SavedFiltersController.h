@@ -57,6 +57,8 @@ public:
     void closePredicateSheet();
     void cancelPredicateEditing();
     void exportSelectedFilters();
+    // Import: the file's filters that parse, asking once before replacing filters of the same name, and
+    // telling the user what was imported and what skipped.
     void importFilters();
     // A path ending in "filters" (any case) is imported and true returned; other files are not touched.
     bool openIfFilterFile(const QString &path);
@@ -68,6 +70,8 @@ private:
     FilterEditorSheet *ensureEditor();
     void reloadList();
     void closeEditor();
+    void importFile(const QString &path);
+    void finishImport(const SavedFilters::ImportPlan &plan, bool replaceExisting);
 
     QPointer<MainWindow> m_window;
     LogDatasource *m_datasource;

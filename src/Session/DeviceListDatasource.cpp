@@ -81,9 +81,22 @@ void DeviceListDatasource::loadDeviceList()
     fetchDevices();
 }
 
+void DeviceListDatasource::setConnectionSettings(const AdbConnectionSettings &settings)
+{
+    QMutexLocker lock(&m_mutex);
+    m_settings = settings;
+}
+
+AdbConnectionSettings DeviceListDatasource::connectionSettings() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_settings;
+}
+
 void DeviceListDatasource::fetchDevices()
 {
     auto reader = std::make_unique<DeviceListReader>();
+    reader->setConnectionSettings(connectionSettings());
     reader->setDelegate(this);
     auto worker = std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("DeviceListFetch"));
     worker->connect();
@@ -105,6 +118,7 @@ void DeviceListDatasource::internalDeviceModel(const QString &deviceId)
     QF_LOG(QStringLiteral("looking up device: %1").arg(deviceId));
     auto reader = std::make_unique<DeviceNameReader>();
     reader->setDeviceId(deviceId);
+    reader->setConnectionSettings(connectionSettings());
     reader->setDelegate(this);
     auto worker = std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("DeviceModelLookup"));
     worker->connect();

@@ -60,6 +60,9 @@ public:
     // Weak; clear it before the delegate goes away.
     void setDelegate(DeviceListDatasourceDelegate *delegate);
 
+    // The server and options every later fetch and lookup uses; any thread.
+    void setConnectionSettings(const AdbConnectionSettings &settings);
+
     // Starts a fetch of the device list on a new worker thread (replaces the previous fetch).
     void loadDeviceList();
     // Starts a model lookup for one serial on a new worker thread.
@@ -82,6 +85,7 @@ public:
     void deviceNameFailedWithError(const AdbError &error, const QString &deviceId) override;
 
 private:
+    AdbConnectionSettings connectionSettings() const;
     void fetchDevices();
     void lookupNextDevice();
     void internalDeviceModel(const QString &deviceId);
@@ -97,6 +101,7 @@ private:
     mutable QMutex m_mutex; // guards everything below
     QList<DeviceEntry> m_deviceList;
     QStringList m_lookupList;
+    AdbConnectionSettings m_settings;
     std::unique_ptr<AdbSocketThread> m_deviceListReader;
     std::unique_ptr<AdbSocketThread> m_deviceNameReader;
     std::vector<std::unique_ptr<AdbSocketThread>> m_retired;

@@ -71,6 +71,18 @@ LogDatasourceDelegate *LogDatasource::delegate() const
     return m_delegate;
 }
 
+void LogDatasource::setConnectionSettings(const AdbConnectionSettings &settings)
+{
+    QMutexLocker lock(&m_settingsMutex);
+    m_connectionSettings = settings;
+}
+
+AdbConnectionSettings LogDatasource::connectionSettings() const
+{
+    QMutexLocker lock(&m_settingsMutex);
+    return m_connectionSettings;
+}
+
 void LogDatasource::setReaderHooks(ReaderHooks hooks)
 {
     m_hooks = std::move(hooks);
@@ -83,6 +95,7 @@ std::unique_ptr<AdbSocketThread> LogDatasource::createLogReader(const QString &d
 {
     auto reader = std::make_unique<LogReader>();
     reader->setDeviceId(deviceId);
+    reader->setConnectionSettings(connectionSettings());
     reader->setDelegate(this);
     return std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("LogDatasource log"));
 }
@@ -92,6 +105,7 @@ std::unique_ptr<AdbSocketThread> LogDatasource::createPidReader(bool addDashA, c
     auto reader = std::make_unique<PidReader>();
     reader->setAddDashArg(addDashA);
     reader->setDeviceId(deviceId);
+    reader->setConnectionSettings(connectionSettings());
     reader->setDelegate(this);
     return std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("LogDatasource ps"));
 }

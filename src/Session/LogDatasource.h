@@ -96,6 +96,8 @@ public:
     void setDelegate(LogDatasourceDelegate *delegate); // weak; GUI thread
     LogDatasourceDelegate *delegate() const;
     void setReaderHooks(ReaderHooks hooks); // before the first session
+    // The server and reader options of every later reader; any thread.
+    void setConnectionSettings(const AdbConnectionSettings &settings);
 
     // --- Called by the application controller (GUI thread) ---
     void setDeviceId(const QString &serial);
@@ -210,6 +212,9 @@ private:
     const Clock *m_clock;
     LogDatasourceDelegate *m_delegate = nullptr; // GUI thread only
     ReaderHooks m_hooks;                          // fixed before readers use it
+    mutable QMutex m_settingsMutex;               // a leaf: readers are made on the reader threads too
+    AdbConnectionSettings m_connectionSettings;
+    AdbConnectionSettings connectionSettings() const;
 
     LogStore m_store;    // the log lock
     ProcessNamer m_namer; // the pid lock

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QList>
+
 using namespace AdbProtocol;
 
 TEST(AdbProtocol, FramesRequestsWithFourHexDigitsOfTheCharacterCount)
@@ -56,7 +58,9 @@ TEST(AdbProtocol, HexDataToIntegerDecodesTheFourByteLengthField)
 {
     EXPECT_EQ(hexDataToInteger("000c"), 12u);
     EXPECT_EQ(hexDataToInteger("ffff"), 0xffffu);
-    EXPECT_EQ(hexDataToInteger("00\xff" "1"), 0u); // not UTF-8
+    EXPECT_EQ(hexDataToInteger("00\xff"
+                               "1"),
+              0u); // not UTF-8
     EXPECT_EQ(hexDataToInteger(" 12 "), 0x12u);
 }
 
@@ -68,10 +72,12 @@ TEST(AdbProtocol, StringFromDataIsAbsentForInvalidUtf8)
     EXPECT_EQ(stringFromData("\xc3\xa9"), QStringLiteral("\u00e9"));
     EXPECT_EQ(stringFromData("\xef\xbb\xbfx"), QStringLiteral("\ufeffx")); // a BOM stays a character
 
-    EXPECT_FALSE(stringFromData("ab\xff" "cd").has_value());  // invalid byte
-    EXPECT_FALSE(stringFromData("ab\xc3").has_value());       // truncated sequence at the end
-    EXPECT_FALSE(stringFromData("\xc0\xaf").has_value());     // overlong
-    EXPECT_FALSE(stringFromData("\xed\xa0\x80").has_value()); // encoded surrogate
+    EXPECT_FALSE(stringFromData("ab\xff"
+                                "cd")
+                     .has_value());                               // invalid byte
+    EXPECT_FALSE(stringFromData("ab\xc3").has_value());           // truncated sequence at the end
+    EXPECT_FALSE(stringFromData("\xc0\xaf").has_value());         // overlong
+    EXPECT_FALSE(stringFromData("\xed\xa0\x80").has_value());     // encoded surrogate
     EXPECT_FALSE(stringFromData("\xf4\x90\x80\x80").has_value()); // above U+10FFFF
 }
 
@@ -83,4 +89,36 @@ TEST(AdbProtocol, DecoderDoesNotCarryStateFromOneLineToTheNext)
     EXPECT_EQ(decoder.decode("\xe2\x82\xac\n"), QStringLiteral("\u20ac\n"));
     EXPECT_FALSE(decoder.decode("\xff\n").has_value());
     EXPECT_EQ(decoder.decode("ok\r\n"), QStringLiteral("ok\r\n")); // an error does not stick
+}
+
+TEST(AdbProtocol, BuildsRepliesWithAHexByteCount)
+{
+    EXPECT_EQ(okayReply(), QByteArray("OKAY"));
+    EXPECT_EQ(failReply("device offline"), QByteArray("FAIL000edevice offline"));
+    EXPECT_EQ(failReply(""), QByteArray("FAIL0000"));
+    EXPECT_EQ(lengthPrefixed("\xc3\xa9"), QByteArray("0002\xc3\xa9")); // bytes, not characters
+    EXPECT_EQ(lengthPrefixed(QByteArray(0x1abc, 'x')).left(4), QByteArray("1abc"));
+}
+
+TEST(AdbProtocol, StatusReplyIsCompleteOnlyOnceEveryByteHasArrivedAtWhateverSplit)
+{
+    struct Case
+    {
+        QByteArray bytes;
+        StatusReply complete;
+    };
+    const QList<Case> cases = {
+        {okayReply() + "trailing", {StatusReply::Okay, {}, 4}},
+        {failReply("device not found") + "x", {StatusReply::Failed, "device not found", 24}},
+        {failReply(""), {StatusReply::Failed, {}, 8}},
+        {"okay0002ab", {StatusReply::Failed, "ab", 10}}, // any status but "OKAY" is a failure
+        {"FAILzzzz", {StatusReply::Failed, {}, 8}},      // a length that is not hex reads as 0
+    };
+    for (const Case &c : cases) {
+        const qsizetype end = c.complete.consumed;
+        for (qsizetype received = 0; received <= c.bytes.size(); ++received) {
+            const StatusReply reply = parseStatusReply(QByteArrayView(c.bytes).first(received));
+            EXPECT_EQ(reply, received < end ? StatusReply{} : c.complete) << c.bytes.data() << " at " << received;
+        }
+    }
 }

@@ -3,14 +3,11 @@
 #include "Android/AdbSocketThread.h"
 #include "Android/LogReader.h"
 #include "Android/PidReader.h"
-#include "Helpers/Settings.h"
 #include "support/AdbRecorders.h"
 #include "support/AdbTestEnv.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
-
-#include <cerrno>
 
 namespace {
 
@@ -27,9 +24,8 @@ public:
                 ++m_count;
                 auto *upstream = new QTcpSocket(client);
                 upstream->connectToHost(QHostAddress::LocalHost, m_target);
-                QObject::connect(client, &QTcpSocket::readyRead, upstream, [client, upstream] {
-                    upstream->write(client->readAll());
-                });
+                QObject::connect(client, &QTcpSocket::readyRead, upstream,
+                                 [client, upstream] { upstream->write(client->readAll()); });
                 QObject::connect(upstream, &QTcpSocket::readyRead, client,
                                  [client, upstream] { client->write(upstream->readAll()); });
                 QObject::connect(upstream, &QTcpSocket::disconnected, client, &QTcpSocket::disconnectFromHost);
@@ -59,11 +55,22 @@ QStringList logLines(const QByteArray &out)
 class AdbReadersTest : public AdbTest
 {
 protected:
-    void TearDown() override
+    template <class Reader, class Recorder>
+    void prepare(Reader &reader, Recorder &rec, const QString &serial, quint16 port = 0)
     {
-        Settings::remove(SettingsKey::clearLogOnStart);
-        Settings::remove(SettingsKey::adbLogTags);
-        AdbTest::TearDown();
+        AdbConnectionSettings settings = env().connectionSettings();
+        settings.clearLogOnStart = clearLogOnStart;
+        if (port)
+            settings.port = port;
+        reader.setConnectionSettings(settings);
+        reader.setDeviceId(serial);
+        reader.setDelegate(&rec);
+    }
+    template <class Reader, class Recorder>
+    void start(Reader &reader, Recorder &rec, const QString &serial, quint16 port = 0)
+    {
+        prepare(reader, rec, serial, port);
+        reader.connect();
     }
     QStringList linesOf(const LogReaderRecorder &rec)
     {
@@ -73,10 +80,21 @@ protected:
                 lines.append(e.mid(5));
         return lines;
     }
+    // Runs a reader until it has stopped; its events.
+    QStringList runUntilStopped(const QString &serial)
+    {
+        LogReaderRecorder rec;
+        LogReader reader;
+        start(reader, rec, serial);
+        EXPECT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 15000));
+        return rec.events();
+    }
+
+    bool clearLogOnStart = false;
 };
 
-const QStringList kQuietDevice = {QStringLiteral("--seed"), QStringLiteral("3"), QStringLiteral("--buffer"),
-                                  QStringLiteral("30"), QStringLiteral("--rate"), QStringLiteral("0"),
+const QStringList kQuietDevice = {QStringLiteral("--seed"),  QStringLiteral("3"),      QStringLiteral("--buffer"),
+                                  QStringLiteral("30"),      QStringLiteral("--rate"), QStringLiteral("0"),
                                   QStringLiteral("--lines"), QStringLiteral("0")};
 
 } // namespace
@@ -90,9 +108,8 @@ TEST_F(AdbReadersTest, StreamsTheDeviceLogLineByLineOnAWorkerThread)
 
     LogReaderRecorder rec;
     auto reader = std::make_unique<LogReader>();
-    reader->setDeviceId(serial);
-    reader->setDelegate(&rec);
     LogReader *raw = reader.get();
+    prepare(*raw, rec, serial);
     auto worker = std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("LogReaderTest"));
     worker->connect();
     ASSERT_TRUE(waitUntil([&] { return rec.size() >= expected.size(); }, 15000));
@@ -110,138 +127,72 @@ TEST_F(AdbReadersTest, ClearLogOnStartClearsOnOneConnectionAndStreamsOnASecond)
 {
     const QString serial = startDevice(kQuietDevice);
     ASSERT_FALSE(serial.isEmpty());
-    Settings::setValue(SettingsKey::clearLogOnStart, true);
-    CountingProxy proxy(env().serverPort());
-    Settings::setValue(SettingsKey::adbPort, QString::number(proxy.port()));
-
-    LogReaderRecorder rec;
-    LogReader reader;
-    reader.setDeviceId(serial);
-    reader.setDelegate(&rec);
-    reader.connect();
-    // After the clear only the buffer marker is replayed.
-    ASSERT_TRUE(waitUntil([&] { return rec.size() >= 1; }, 15000));
-    EXPECT_FALSE(waitUntil([&] { return rec.size() > 1; }, 500));
-    EXPECT_EQ(rec.events(), QStringList{QStringLiteral("line:--------- beginning of main\n")});
-    EXPECT_EQ(proxy.count(), 2);
-    EXPECT_EQ(rec.count(QStringLiteral("stopped")), 0); // the clearing connection ended silently
-
-    reader.stop();
-    ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 5000));
-    EXPECT_EQ(proxy.count(), 2);
+    for (const bool clear : {false, true}) {
+        CountingProxy proxy(env().serverPort());
+        clearLogOnStart = clear;
+        LogReaderRecorder rec;
+        LogReader reader;
+        start(reader, rec, serial, proxy.port());
+        // Without the clear the whole buffer is replayed; after it only the buffer marker.
+        ASSERT_TRUE(waitUntil([&] { return rec.size() >= (clear ? 1 : 31); }, 15000));
+        reader.stop();
+        ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 5000));
+        if (clear) {
+            // The clearing connection ended silently.
+            EXPECT_EQ(rec.events(),
+                      (QStringList{QStringLiteral("line:--------- beginning of main\n"), QStringLiteral("stopped")}));
+        }
+        EXPECT_EQ(proxy.count(), clear ? 2 : 1);
+    }
 }
 
-TEST_F(AdbReadersTest, WithoutClearTheWholeBufferIsReplayed)
-{
-    const QString serial = startDevice(kQuietDevice);
-    ASSERT_FALSE(serial.isEmpty());
-    CountingProxy proxy(env().serverPort());
-    Settings::setValue(SettingsKey::adbPort, QString::number(proxy.port()));
-    LogReaderRecorder rec;
-    LogReader reader;
-    reader.setDeviceId(serial);
-    reader.setDelegate(&rec);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return rec.size() >= 31; }, 15000));
-    EXPECT_EQ(proxy.count(), 1);
-    reader.stop();
-    ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 5000));
-}
-
-TEST_F(AdbReadersTest, SerialNotAttachedStopsWithTheServersMessage)
+TEST_F(AdbReadersTest, TheServersFailureMessagesStopTheReader)
 {
     // adb 29 says "device 'SERIAL' not found": the lower-case "device not found" test does not
     // match it, so it is an ordinary failure, then the end of the connection.
-    LogReaderRecorder rec;
-    LogReader reader;
-    reader.setDeviceId(QStringLiteral("no-such-serial"));
-    reader.setDelegate(&rec);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 10000));
-    EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("error:logReader:2:device 'no-such-serial' not found"),
-                                         QStringLiteral("stopped")}));
-}
-
-TEST_F(AdbReadersTest, AnyTransportWithTwoDevicesFailsWithMoreThanOneDevice)
-{
+    EXPECT_EQ(runUntilStopped(QStringLiteral("no-such-serial")),
+              (QStringList{QStringLiteral("error:logReader:2:device 'no-such-serial' not found"),
+                           QStringLiteral("stopped")}));
     ASSERT_FALSE(startDevice(kQuietDevice).isEmpty());
     ASSERT_FALSE(startDevice(kQuietDevice).isEmpty());
-    LogReaderRecorder rec;
-    LogReader reader;
-    reader.setDelegate(&rec);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 10000));
-    EXPECT_EQ(rec.events(), (QStringList{QStringLiteral("error:logReader:2:more than one device/emulator"),
-                                         QStringLiteral("stopped")}));
-}
-
-TEST_F(AdbReadersTest, NoServerListeningIsNotRunningThenStopped)
-{
-    QTcpServer probe;
-    probe.listen(QHostAddress::LocalHost, 0);
-    const quint16 port = probe.serverPort();
-    probe.close();
-    Settings::setValue(SettingsKey::adbPort, QString::number(port));
-    LogReaderRecorder rec;
-    LogReader reader;
-    reader.setDeviceId(QStringLiteral("whatever"));
-    reader.setDelegate(&rec);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 10000));
-    EXPECT_EQ(rec.events(),
-              (QStringList{QStringLiteral("notRunning:%1").arg(ECONNREFUSED), QStringLiteral("stopped")}));
+    EXPECT_EQ(
+        runUntilStopped(QString()),
+        (QStringList{QStringLiteral("error:logReader:2:more than one device/emulator"), QStringLiteral("stopped")}));
 }
 
 TEST_F(AdbReadersTest, DeviceDroppedMidStreamStopsTheReader)
 {
-    const QString serial = startDevice({QStringLiteral("--rate"), QStringLiteral("50"), QStringLiteral("--drop-after"),
-                                        QStringLiteral("2")});
+    const QString serial = startDevice(
+        {QStringLiteral("--rate"), QStringLiteral("50"), QStringLiteral("--drop-after"), QStringLiteral("2")});
     ASSERT_FALSE(serial.isEmpty());
-    LogReaderRecorder rec;
-    LogReader reader;
-    reader.setDeviceId(serial);
-    reader.setDelegate(&rec);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 15000));
-    const QStringList events = rec.events();
+    const QStringList events = runUntilStopped(serial);
     EXPECT_GT(events.size(), 1); // lines came before the drop
     EXPECT_EQ(events.last(), QStringLiteral("stopped"));
     EXPECT_EQ(events.filter(QStringLiteral("error:")).size(), 0);
 }
 
-TEST_F(AdbReadersTest, OldDeviceAnswersPsDashAWithAnErrorAndPlainPsWithATable)
+TEST_F(AdbReadersTest, PsOutputOfCurrentAndOldDevices)
 {
-    const QString serial = startDevice({QStringLiteral("--old-device"), QStringLiteral("--lines"), QStringLiteral("0")});
-    ASSERT_FALSE(serial.isEmpty());
-    auto runPs = [&](bool dashA) {
+    const QString current = startDevice(kQuietDevice);
+    const QString old = startDevice({QStringLiteral("--old-device"), QStringLiteral("--lines"), QStringLiteral("0")});
+    ASSERT_FALSE(current.isEmpty() || old.isEmpty());
+    auto runPs = [&](const QString &serial, bool dashA) {
         PidReaderRecorder rec;
         PidReader reader;
-        reader.setDeviceId(serial);
         reader.setAddDashArg(dashA);
-        reader.setDelegate(&rec);
-        reader.connect();
+        start(reader, rec, serial);
         EXPECT_TRUE(waitUntil([&] { return rec.size() == 1; }, 10000));
         return rec.events().value(0);
     };
-    const QString withDash = runPs(true);
+    EXPECT_EQ(
+        runPs(current, true),
+        QStringLiteral("pids:") +
+            env().runAdbOn(current, {QStringLiteral("shell"), QStringLiteral("ps"), QStringLiteral("-A")}).text());
+    // An old device answers "ps -A" with an error and plain "ps" with a table.
+    const QString withDash = runPs(old, true);
     EXPECT_TRUE(withDash.startsWith(QLatin1String("pids:"))) << withDash.toStdString();
     EXPECT_TRUE(withDash.contains(QLatin1String("bad pid '-A'"))) << withDash.toStdString();
-    const QString plain = runPs(false);
+    const QString plain = runPs(old, false);
     EXPECT_TRUE(plain.startsWith(QLatin1String("pids:USER"))) << plain.toStdString();
     EXPECT_GT(plain.count(u'\n'), 3);
-}
-
-TEST_F(AdbReadersTest, PsDashAOnACurrentDeviceListsItsProcesses)
-{
-    const QString serial = startDevice(kQuietDevice);
-    ASSERT_FALSE(serial.isEmpty());
-    const QString expected =
-        env().runAdbOn(serial, {QStringLiteral("shell"), QStringLiteral("ps"), QStringLiteral("-A")}).text();
-    PidReaderRecorder rec;
-    PidReader reader;
-    reader.setDeviceId(serial);
-    reader.setDelegate(&rec);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return rec.size() == 1; }, 10000));
-    EXPECT_EQ(rec.events(), QStringList{QStringLiteral("pids:") + expected});
 }

@@ -17,8 +17,9 @@ namespace {
 // Random bytes biased towards the protocol's own tokens, so the state machines get deep.
 QByteArray hostileReply(QRandomGenerator &rng)
 {
-    static const QList<QByteArray> tokens = {"OKAY", "FAIL", "0000", "0004", "000a", "00ff", "zzzz", "\n",
-                                             "\r\n", "device not found", "\xff\xfe", "\xc3", "0x1", " 1f"};
+    static const QList<QByteArray> tokens = {"OKAY",     "FAIL", "0000", "0004", "000a",
+                                             "00ff",     "zzzz", "\n",   "\r\n", "device not found",
+                                             "\xff\xfe", "\xc3", "0x1",  " 1f"};
     QByteArray out;
     const int pieces = rng.bounded(0, 8);
     for (int i = 0; i < pieces; ++i) {
@@ -33,20 +34,18 @@ QByteArray hostileReply(QRandomGenerator &rng)
     return out;
 }
 
-// What LogReader must report for a reply to its transport request that is not "OKAY".
+// What LogReader must report for a reply to its transport request that is not "OKAY". An empty
+// message is never read, so it reports nothing.
 QStringList expectedLogReaderEvents(const QByteArray &reply)
 {
     QStringList events;
-    if (reply.size() >= 8) {
-        const quint32 length = AdbProtocol::hexDataToInteger(reply.mid(4, 4));
-        if (length > 0 && reply.size() >= 8 + qsizetype(length)) {
-            const QString message =
-                AdbProtocol::stringFromData(reply.mid(8, length)).value_or(QString());
-            if (message.toLower().contains(QLatin1String("device not found")))
-                events.append(QStringLiteral("notFound:logReader:2:") + message);
-            else
-                events.append(QStringLiteral("error:logReader:2:") + message);
-        }
+    const AdbProtocol::StatusReply status = AdbProtocol::parseStatusReply(reply);
+    if (status.kind == AdbProtocol::StatusReply::Failed && !status.message.isEmpty()) {
+        const QString message = AdbProtocol::stringFromData(status.message).value_or(QString());
+        if (message.toLower().contains(QLatin1String("device not found")))
+            events.append(QStringLiteral("notFound:logReader:2:") + message);
+        else
+            events.append(QStringLiteral("error:logReader:2:") + message);
     }
     events.append(QStringLiteral("stopped"));
     return events;
@@ -56,16 +55,15 @@ QStringList expectedLogReaderEvents(const QByteArray &reply)
 
 TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
 {
-    FakeAdbServer::clearClientSettings();
     QRandomGenerator rng(20240611);
-    FakeAdbServer server; // one server, one script per round: the settings are written once
-    server.useForClient();
+    FakeAdbServer server; // one server, one script per round
     for (int round = 0; round < 300; ++round) {
         QByteArray reply = hostileReply(rng);
-        server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")),
-                          FakeAdbServer::reply(reply), FakeAdbServer::close()});
+        server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")), FakeAdbServer::reply(reply),
+                          FakeAdbServer::close()});
         LogReaderRecorder rec;
         LogReader reader;
+        reader.setConnectionSettings(server.connectionSettings());
         reader.setDeviceId(QStringLiteral("S"));
         reader.setDelegate(&rec);
         reader.connect();
@@ -80,15 +78,12 @@ TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
             EXPECT_EQ(events.last(), QStringLiteral("stopped"));
         }
     }
-    FakeAdbServer::clearClientSettings();
 }
 
 TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
 {
-    FakeAdbServer::clearClientSettings();
     QRandomGenerator rng(77);
     FakeAdbServer server;
-    server.useForClient();
     for (int round = 0; round < 300; ++round) {
         QByteArray reply = hostileReply(rng);
         if (rng.bounded(2) == 0)
@@ -97,6 +92,7 @@ TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
                           FakeAdbServer::close()});
         DeviceListReaderRecorder rec;
         DeviceListReader reader;
+        reader.setConnectionSettings(server.connectionSettings());
         reader.setDelegate(&rec);
         reader.connect();
         ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000))
@@ -108,12 +104,11 @@ TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
             if (length == 0)
                 expected.append(QStringLiteral("failed:1"));
             else if (reply.size() >= 8 + qsizetype(length))
-                expected.append(QStringLiteral("devices:") + AdbProtocol::stringFromData(reply.mid(8, length))
-                                                                 .value_or(QStringLiteral("<absent>")));
+                expected.append(QStringLiteral("devices:") +
+                                AdbProtocol::stringFromData(reply.mid(8, length)).value_or(QStringLiteral("<absent>")));
         }
         EXPECT_EQ(rec.events(), expected) << "reply " << reply.toHex().toStdString();
     }
-    FakeAdbServer::clearClientSettings();
 }
 
 TEST(AdbReplyFuzz, HexScannerAgreesWithAReferenceOnRandomText)

@@ -1,32 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Android/PidReader.h"
-#include "support/AdbRecorders.h"
-#include "support/FakeAdbServer.h"
+#include "support/AdbReaderRun.h"
 
 #include <gtest/gtest.h>
 
-#include <QTest>
-
 namespace {
 
-class PidReaderTest : public FakeAdbServerTest
-{
-protected:
-    // Runs until the server's scripts are played and the reader's connection has ended.
-    QStringList run(bool addDashArg, const QString &serial = QStringLiteral("SERIAL"))
-    {
-        reader.setAddDashArg(addDashArg);
-        reader.setDeviceId(serial);
-        reader.setDelegate(&rec);
-        reader.connect();
-        EXPECT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
-        EXPECT_FALSE(waitUntil([&] { return rec.size() > 1; }, 100));
-        return rec.events();
-    }
-
-    PidReaderRecorder rec;
-    PidReader reader;
-};
+using FS = FakeAdbServer;
+using PidRun = ReaderRun<PidReader, PidReaderRecorder>;
 
 const QByteArray kPs = "USER PID PPID VSZ RSS WCHAN ADDR S NAME\n"
                        "root 1 0 1 1 0 0 S init\r\n"
@@ -34,95 +15,67 @@ const QByteArray kPs = "USER PID PPID VSZ RSS WCHAN ADDR S NAME\n"
 
 } // namespace
 
-TEST_F(PidReaderTest, GathersTheWholeOutputOfPsDashA)
+TEST(PidReader, HandsOverTheWholeOutputOfItsPsCommandOnce)
 {
-    server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:SERIAL")),
-                      FakeAdbServer::reply("OKAY"), FakeAdbServer::expectRequest(QStringLiteral("shell:ps -A")),
-                      FakeAdbServer::reply("OKAY" + kPs), FakeAdbServer::close()});
-    EXPECT_EQ(run(true), QStringList{QStringLiteral("pids:") + QString::fromLatin1(kPs)});
-    EXPECT_EQ(server.received(0).mid(25), QByteArray("000bshell:ps -A"));
+    struct Case
+    {
+        bool addDashArg;
+        QString serial;
+        QByteArray reply;
+        QStringList expected;
+    };
+    const QList<Case> cases = {
+        {true, QStringLiteral("SERIAL"), "OKAY" + kPs, {QStringLiteral("pids:") + QString::fromLatin1(kPs)}},
+        // Only whole lines are gathered.
+        {false, QString(), "OKAYa\nb\nunterminated", {QStringLiteral("pids:a\nb\n")}},
+        // A device's complaint is output like any other; the owner decides.
+        {true, QStringLiteral("SERIAL"), "OKAYbad pid '-A'\n", {QStringLiteral("pids:bad pid '-A'\n")}},
+        {true, QStringLiteral("SERIAL"), "OKAYok\n\xfe\n", {QStringLiteral("pids:<absent>")}},
+        {true, QStringLiteral("SERIAL"), "OKAY", {}}, // no output: no callback
+    };
+    for (const Case &c : cases) {
+        const QString request = c.addDashArg ? QStringLiteral("shell:ps -A") : QStringLiteral("shell:ps");
+        PidRun run(FS::transportThen(c.serial, request) + FS::Script{FS::reply(c.reply), FS::close()});
+        run.reader.setAddDashArg(c.addDashArg);
+        EXPECT_EQ(run.runToEnd(c.serial), c.expected) << c.reply.toStdString();
+        EXPECT_TRUE(run.server.received(0).endsWith(c.addDashArg ? "000bshell:ps -A" : "0008shell:ps"));
+    }
 }
 
-TEST_F(PidReaderTest, WithoutDashArgSendsPlainPsAndDropsALastLineWithoutLineFeed)
+TEST(PidReader, ARefusedTransportStopsTheReaderWithoutACallback)
 {
-    server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport-any")), FakeAdbServer::reply("OKAY"),
-                      FakeAdbServer::expectRequest(QStringLiteral("shell:ps")),
-                      FakeAdbServer::reply("OKAYa\nb\nunterminated"), FakeAdbServer::close()});
-    EXPECT_EQ(run(false, QString()), QStringList{QStringLiteral("pids:a\nb\n")});
-    EXPECT_TRUE(server.received(0).endsWith("0008shell:ps"));
+    PidRun run({FS::expectRequest(QStringLiteral("host:transport:SERIAL")), FS::fail("device offline")});
+    run.start();
+    // The server keeps the connection open: only the reader's stop() closes it.
+    ASSERT_TRUE(waitUntil([&] { return run.server.clientClosedCount() == 1 && !run.reader.isConnected(); }, 5000));
+    EXPECT_EQ(run.rec.events(), QStringList());
 }
 
-TEST_F(PidReaderTest, ErrorTextFromTheDeviceIsOutputLikeAnyOther)
+TEST(PidReader, AnUnknownReadStateStopsTheReader)
 {
-    server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:SERIAL")),
-                      FakeAdbServer::reply("OKAY"), FakeAdbServer::expectRequest(QStringLiteral("shell:ps -A")),
-                      FakeAdbServer::reply("OKAYbad pid '-A'\n"), FakeAdbServer::close()});
-    EXPECT_EQ(run(true), QStringList{QStringLiteral("pids:bad pid '-A'\n")});
+    PidRun run(FS::transportThen(QStringLiteral("SERIAL"), QStringLiteral("shell:ps -A")));
+    run.start();
+    ASSERT_TRUE(waitUntil([&] { return run.server.allScriptsDone(); }, 5000));
+    run.reader.didRead("x", 5);
+    ASSERT_TRUE(waitUntil([&] { return run.server.clientClosedCount() == 1; }, 5000));
 }
 
-TEST_F(PidReaderTest, NoOutputFailureOrInvalidUtf8)
-{
-    // No output at all: no callback.
-    server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:SERIAL")),
-                      FakeAdbServer::reply("OKAY"), FakeAdbServer::expectRequest(QStringLiteral("shell:ps -A")),
-                      FakeAdbServer::reply("OKAY"), FakeAdbServer::close()});
-    EXPECT_EQ(run(true), QStringList());
-
-    // Transport refused: the reader stops; still no callback, and pidFailedWithError is never used.
-    FakeAdbServer failing;
-    failing.useForClient();
-    failing.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:SERIAL")),
-                       FakeAdbServer::fail("device offline")});
-    PidReaderRecorder r;
-    PidReader pr;
-    pr.setDeviceId(QStringLiteral("SERIAL"));
-    pr.setDelegate(&r);
-    pr.connect();
-    ASSERT_TRUE(waitUntil([&] { return failing.clientClosedCount() == 1; }, 5000)); // closed by stop()
-    EXPECT_FALSE(waitUntil([&] { return r.size() > 0; }, 100));
-
-    FakeAdbServer invalid;
-    invalid.useForClient();
-    invalid.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:SERIAL")),
-                       FakeAdbServer::reply("OKAY"), FakeAdbServer::expectRequest(QStringLiteral("shell:ps -A")),
-                       FakeAdbServer::reply("OKAYok\n\xfe\n"), FakeAdbServer::close()});
-    PidReaderRecorder r2;
-    PidReader pr2;
-    pr2.setDeviceId(QStringLiteral("SERIAL"));
-    pr2.setDelegate(&r2);
-    pr2.connect();
-    ASSERT_TRUE(waitUntil([&] { return r2.size() == 1; }, 5000));
-    EXPECT_EQ(r2.events(), QStringList{QStringLiteral("pids:<absent>")});
-}
-
-TEST_F(PidReaderTest, CloseAtEveryBytePositionNeverReportsAFragment)
+TEST(PidReader, CloseAtEveryBytePositionNeverReportsAFragment)
 {
     const QByteArray output = "OKAYp1\np2\n";
     for (qsizetype cut = 0; cut <= 4 + output.size(); ++cut) {
-        FakeAdbServer local;
-        local.useForClient();
-        FakeAdbServer::Script script{FakeAdbServer::expectRequest(QStringLiteral("host:transport:SERIAL"))};
-        if (cut < 4) {
-            script.append(FakeAdbServer::reply(QByteArray("OKAY").left(cut)));
-        } else {
-            script.append(FakeAdbServer::reply("OKAY"));
-            script.append(FakeAdbServer::expectRequest(QStringLiteral("shell:ps -A")));
-            script.append(FakeAdbServer::reply(output.left(cut - 4)));
-        }
-        script.append(FakeAdbServer::close());
-        local.addScript(script);
-        PidReaderRecorder r;
-        PidReader pr;
-        pr.setDeviceId(QStringLiteral("SERIAL"));
-        pr.setDelegate(&r);
-        pr.connect();
-        ASSERT_TRUE(waitUntil([&] { return local.allScriptsDone() && !pr.isConnected(); }, 5000)) << cut;
-        EXPECT_FALSE(waitUntil([&] { return r.size() > 1; }, 20));
+        FS::Script script{FS::expectRequest(QStringLiteral("host:transport:SERIAL"))};
+        if (cut < 4)
+            script += FS::Script{FS::reply(QByteArray("OKAY").left(cut))};
+        else
+            script += FS::Script{FS::okay(), FS::expectRequest(QStringLiteral("shell:ps -A")),
+                                 FS::reply(output.left(cut - 4))};
+        PidRun run(script + FS::Script{FS::close()});
         QStringList expected;
         if (cut >= 4 + 10)
             expected.append(QStringLiteral("pids:p1\np2\n"));
         else if (cut >= 4 + 7)
             expected.append(QStringLiteral("pids:p1\n"));
-        EXPECT_EQ(r.events(), expected) << "cut at " << cut;
+        EXPECT_EQ(run.runToEnd(), expected) << "cut at " << cut;
     }
 }

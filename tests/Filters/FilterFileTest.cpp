@@ -134,3 +134,37 @@ TEST(FilterFileTest, HostileBinaryStructureIsRefusedNotFollowed)
         EXPECT_FALSE(error.isEmpty()) << what;
     }
 }
+
+TEST(FilterFileTest, NestingIsRefusedAtTheFirstContainerWhateverItsDepth)
+{
+    // A binary list 50,000 arrays deep, each holding the next: recursive readers run out of stack.
+    constexpr quint32 depth = 50000;
+    QByteArray bytes("bplist00");
+    QList<quint32> offsets;
+    for (quint32 i = 0; i < depth; ++i) {
+        offsets << quint32(bytes.size());
+        const quint32 next = i + 1;
+        bytes += char(0xA1);
+        bytes += char(next >> 24) + QByteArray(1, char(next >> 16)) + char(next >> 8) + char(next);
+    }
+    offsets << quint32(bytes.size());
+    bytes += "\x51x";
+    const quint64 table = quint64(bytes.size());
+    for (quint32 offset : offsets)
+        bytes += QByteArray(1, char(offset >> 24)) + char(offset >> 16) + char(offset >> 8) + char(offset);
+    QByteArray trailer(32, '\0');
+    trailer[6] = 4; // offset size
+    trailer[7] = 4; // reference size
+    const auto put = [&](int at, quint64 v) {
+        for (int i = 7; i >= 0; --i, v >>= 8)
+            trailer[at + i] = char(v & 0xff);
+    };
+    put(8, offsets.size());
+    put(16, 0);
+    put(24, table);
+    bytes += trailer;
+
+    QString error;
+    EXPECT_FALSE(FilterFile::read(bytes, &error));
+    EXPECT_TRUE(error.contains("dictionary")) << error.toStdString();
+}

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
@@ -135,10 +137,12 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
     SavedFilters target(storage());
     target.setFilter("errors", Filter::parse("text == 'old'"));
     target.setFilter("kept", Filter::parse("text == 'k'"));
-    const SavedFilters::ImportResult r = target.importFilters(path);
+    const SavedFilters::ImportPlan plan = target.readImport(path);
+    EXPECT_EQ(plan.existing, QStringList{"errors"}); // the window asks about these
+    const SavedFilters::ImportResult r = target.applyImport(plan, true);
     EXPECT_TRUE(r.ok()) << r.error.toStdString();
     EXPECT_EQ(r.imported.size(), 2);
-    EXPECT_EQ(target.filter("errors"), source.filter("errors")); // replaced without asking
+    EXPECT_EQ(target.filter("errors"), source.filter("errors"));
     EXPECT_EQ(target.filter("quotes \"&<xml>"), source.filter("quotes \"&<xml>"));
     EXPECT_FALSE(target.contains("skipped"));
     EXPECT_TRUE(target.contains("kept"));
@@ -149,27 +153,36 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
     EXPECT_FALSE(source.exportFilters(m_dir.filePath("no/such/dir/x.filters"), {"errors"}));
 }
 
-TEST_F(SavedFiltersTest, ImportAcceptsBinaryAndStopsAtABadText)
+TEST_F(SavedFiltersTest, ImportTakesEveryTextThatParsesAndTellsWhatItSkipped)
 {
-    // Import order follows the texts: "a..." then "b..." then the bad "zz".
+    // Import order follows the texts; a bad text anywhere skips only itself.
     const QString bin = writeFile("b.filters", binaryPlist({{"third", "zz =="}, {"first", "app == 'a'"},
-                                                            {"second", "body == 'b'"}}));
+                                                            {"bad", "AAA"}, {"second", "body == 'b'"},
+                                                            {"mine", "text == 'theirs'"}}));
     SavedFilters saved(storage());
-    const SavedFilters::ImportResult r = saved.importFilters(bin);
-    EXPECT_FALSE(r.ok());
-    EXPECT_TRUE(r.error.contains("\"third\""));
-    EXPECT_EQ(r.imported, QStringList({"first", "second"}));
-    EXPECT_EQ(saved.sortedNames(), QStringList({"first", "second"}));
-    ASSERT_TRUE(stored);
-    EXPECT_EQ(stored->size(), 2);
+    saved.setFilter("mine", Filter::parse("text == 'mine'"));
+    const SavedFilters::ImportPlan plan = saved.readImport(bin);
+    EXPECT_EQ(plan.existing, QStringList{"mine"});
+    ASSERT_EQ(plan.invalid.size(), 2);
+    EXPECT_EQ(plan.invalid[0].first, "bad");
+    EXPECT_FALSE(plan.invalid[0].second.isEmpty());
 
-    // A bad text that sorts first: nothing imported, nothing saved.
-    stored.reset();
-    SavedFilters other(storage());
-    const QString early = writeFile("e.filters", SavedFilters::toPropertyList({{"bad", "AAA"}, {"ok", "b == 'x'"}}));
-    const SavedFilters::ImportResult r2 = other.importFilters(early);
-    EXPECT_TRUE(r2.imported.isEmpty());
-    EXPECT_FALSE(stored);
+    // Keeping the user's own: the same-named one is skipped and says why.
+    const SavedFilters::ImportResult r = saved.applyImport(plan, false);
+    EXPECT_TRUE(r.ok());
+    EXPECT_EQ(r.imported, QStringList({"first", "second"}));
+    EXPECT_EQ(saved.filter("mine"), Filter::parse("text == 'mine'"));
+    EXPECT_EQ(saved.sortedNames(), QStringList({"first", "mine", "second"}));
+    ASSERT_TRUE(stored);
+    EXPECT_EQ(stored->size(), 3);
+    const QString summary = r.summary();
+    EXPECT_TRUE(summary.startsWith("Imported 2 filters.\n\nSkipped 3:")) << summary.toStdString();
+    for (const char *name : {"\nbad: ", "\nthird: ", "\nmine: a filter of that name exists and was kept"})
+        EXPECT_TRUE(summary.contains(name)) << name;
+
+    // Replacing: the file's version wins.
+    EXPECT_EQ(saved.applyImport(saved.readImport(bin), true).imported, QStringList({"first", "second", "mine"}));
+    EXPECT_EQ(saved.filter("mine"), Filter::parse("text == 'theirs'"));
 }
 
 TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
@@ -191,17 +204,22 @@ TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
     for (const QByteArray &data : notFilters) {
         SavedFilters saved(storage());
         saved.setFilter("mine", Filter::parse("text == 'm'"));
-        const SavedFilters::ImportResult r = saved.importFilters(writeFile(QString("n%1.filters").arg(n++), data));
+        const SavedFilters::ImportResult r =
+            saved.applyImport(saved.readImport(writeFile(QString("n%1.filters").arg(n++), data)), true);
         EXPECT_FALSE(r.ok()) << data.left(40).constData();
-        EXPECT_TRUE(r.error.contains("not a filters file")) << r.error.toStdString();
+        EXPECT_TRUE(r.error.contains("Not a filters file")) << r.error.toStdString();
+        EXPECT_EQ(r.summary(), r.error);
         EXPECT_TRUE(r.imported.isEmpty());
         EXPECT_EQ(saved.sortedNames(), QStringList({"mine"}));
     }
     EXPECT_FALSE(stored);
 
     SavedFilters saved;
-    const SavedFilters::ImportResult missing = saved.importFilters(m_dir.filePath("absent.filters"));
-    EXPECT_TRUE(missing.error.startsWith("Cannot read"));
+    // Nothing there, a folder, a pipe: refused without blocking.
+    const QString fifo = m_dir.filePath("pipe.filters");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const QString &path : {m_dir.filePath("absent.filters"), m_dir.path(), fifo})
+        EXPECT_TRUE(saved.readImport(path).error.startsWith("Cannot read")) << path.toStdString();
 }
 
 TEST_F(SavedFiltersTest, RandomAndDamagedPropertyListsNeverCrash)
@@ -249,6 +267,6 @@ TEST_F(SavedFiltersTest, RandomAndDamagedPropertyListsNeverCrash)
         const auto r = SavedFilters::fromPropertyList(data, &error);
         EXPECT_TRUE(r.has_value() || !error.isEmpty());
     }
-    // libplist forgives a missing closing tag or two; what it accepts is still only what was written.
+    // Only cuts in the trailing white space are still whole files; nothing else is accepted.
     EXPECT_LT(accepted, 40);
 }

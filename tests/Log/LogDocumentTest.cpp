@@ -4,11 +4,13 @@
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
+#include <plist/plist.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <future>
 
 #include <QDir>
@@ -293,6 +295,27 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     EXPECT_FALSE(
         LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("c.quillfern"), "01-23 x\n")).has_value());
     EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
+
+    // The binary form, other keys before it, and nested content that is skipped, not followed.
+    plist_t root = plist_new_dict();
+    plist_dict_set_item(root, "version", plist_new_uint(2));
+    plist_t rows = plist_new_array();
+    for (int i = 0; i < 3; ++i)
+        plist_array_append_item(rows, plist_new_dict());
+    plist_dict_set_item(root, "logdata", rows);
+    char *bin = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(root, &bin, &length);
+    const QByteArray binary(bin, qsizetype(length));
+    std::free(bin);
+    plist_free(root);
+    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("d.quillfern"), binary)), 3);
+    const QByteArray skipped = "<?xml version=\"1.0\"?><plist><dict><key>meta</key><array><array><dict/></array>"
+                               "</array><key>logdata</key><array><dict><key>a</key><array/></dict></array></dict></plist>";
+    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("e.quillfern"), skipped)), 1);
+    // Nesting 200,000 deep ends the reading, not the program.
+    const QByteArray deep = "<?xml version=\"1.0\"?><plist><dict><key>logdata</key>" + QByteArray("<array>").repeated(200000);
+    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("f.quillfern"), deep)).has_value());
 }
 
 TEST(LogDocumentTest, WriteTextFileAndReadItBack)

@@ -230,6 +230,7 @@ TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanelsEachLoggedOnce)
     filters->importFilters();
     ASSERT_TRUE(dialogs::choose(window.get(), path));
     EXPECT_EQ(log.count("Open url: " + path), 1);
+    EXPECT_TRUE(dialogs::answer(window.get(), "OK").startsWith("Filters imported\nImported 2 filters.")); // "Imported 2 filters."
     EXPECT_TRUE(filters->savedFilters().contains("JSON"));
     EXPECT_TRUE(filters->savedFilters().contains("LogLevel Error"));
     EXPECT_EQ(list()->rowCount(), 8);
@@ -245,8 +246,13 @@ TEST_F(FilterEditorTest, OpeningAFiltersFileImportsWhateverTheCase)
     file.write(SavedFilters::toPropertyList(texts));
     file.close();
     EXPECT_TRUE(filters->openIfFilterFile(path));
+    // "JSON" is a name in use: nothing is replaced until the user says so.
+    EXPECT_FALSE(filters->savedFilters().contains("Imported"));
+    EXPECT_TRUE(dialogs::answer(window.get(), "Replace").contains("\"JSON\""));
     EXPECT_TRUE(filters->savedFilters().contains("Imported"));
-    EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'W'")); // replaced silently
+    EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'W'"));
     EXPECT_TRUE(reloaded().contains("Imported"));
+    // Then what was done.
+    EXPECT_TRUE(dialogs::answer(window.get(), "OK").startsWith("Filters imported\nImported 2 filters."));
     EXPECT_FALSE(filters->openIfFilterFile(dir.filePath("log.txt")));
 }

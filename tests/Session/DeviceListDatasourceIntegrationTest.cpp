@@ -1,33 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Device discovery against the real adb server with zero, one and two simulated devices.
 #include "Session/DeviceListDatasource.h"
-#include "Helpers/Settings.h"
 #include "support/AdbRecorders.h"
 #include "support/AdbTestEnv.h"
 
 #include <QCoreApplication>
 
 namespace {
-
-struct DatasourceEvents : DeviceListDatasourceDelegate, AdbEventLog
-{
-    QList<QList<DeviceEntry>> lists; // GUI thread only
-
-    void onDevicesConnected(const QList<DeviceEntry> &devices) override
-    {
-        lists.append(devices);
-        QStringList ids;
-        for (const DeviceEntry &d : devices)
-            ids.append(d.id);
-        ids.sort();
-        add(QStringLiteral("devices:") + ids.join(u','));
-    }
-    void onDeviceModel(const QString &deviceId, const QString &model) override
-    {
-        add(QStringLiteral("model:%1:%2").arg(deviceId, model));
-    }
-    void onDeviceListFailed(int code) override { add(QStringLiteral("failed:%1").arg(code)); }
-};
 
 class DeviceListIntegrationTest : public AdbTest
 {
@@ -36,6 +15,7 @@ protected:
     {
         AdbTest::SetUp();
         datasource = std::make_unique<DeviceListDatasource>();
+        datasource->setConnectionSettings(env().connectionSettings());
         datasource->setDelegate(&events);
     }
     void TearDown() override
@@ -43,7 +23,7 @@ protected:
         datasource.reset();
         AdbTest::TearDown();
     }
-    DatasourceEvents events;
+    DeviceListDatasourceRecorder events;
     std::unique_ptr<DeviceListDatasource> datasource;
 };
 
@@ -82,13 +62,17 @@ TEST_F(DeviceListIntegrationTest, TwoDevicesAreLookedUpOneAfterTheOtherInListOrd
     datasource->loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return events.size() == 3; }, 15000));
     const QStringList got = events.events();
-    QStringList sorted{first, second};
-    sorted.sort();
-    EXPECT_EQ(got[0], QStringLiteral("devices:") + sorted.join(u','));
     // Lookups follow the server's line order.
     const QList<DeviceEntry> listed = events.lists.value(0);
     ASSERT_EQ(listed.size(), 2);
-    auto modelOf = [&](const QString &s) { return s == first ? QStringLiteral("Model First") : QStringLiteral("Model Second"); };
+    QStringList ids{listed[0].id, listed[1].id};
+    ids.sort();
+    QStringList started{first, second};
+    started.sort();
+    EXPECT_EQ(ids, started);
+    auto modelOf = [&](const QString &s) {
+        return s == first ? QStringLiteral("Model First") : QStringLiteral("Model Second");
+    };
     EXPECT_EQ(got[1], QStringLiteral("model:%1:%2").arg(listed[0].id, modelOf(listed[0].id)));
     EXPECT_EQ(got[2], QStringLiteral("model:%1:%2").arg(listed[1].id, modelOf(listed[1].id)));
 
@@ -101,7 +85,9 @@ TEST_F(DeviceListIntegrationTest, TwoDevicesAreLookedUpOneAfterTheOtherInListOrd
 
 TEST_F(DeviceListIntegrationTest, ServerNotRunningFailsWithCode0)
 {
-    Settings::setValue(SettingsKey::adbPort, QStringLiteral("1")); // nothing listens on port 1
+    AdbConnectionSettings settings = env().connectionSettings();
+    settings.port = 1; // nothing listens there
+    datasource->setConnectionSettings(settings);
     datasource->loadDeviceList();
     ASSERT_TRUE(waitUntil([&] { return events.size() == 1; }, 10000));
     EXPECT_EQ(events.events(), QStringList{QStringLiteral("failed:0")});

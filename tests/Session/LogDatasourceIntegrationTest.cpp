@@ -37,6 +37,7 @@ protected:
     {
         AdbTest::SetUp();
         ds = std::make_unique<LogDatasource>();
+        ds->setConnectionSettings(env().connectionSettings());
         ds->setDelegate(&recorder);
     }
     void TearDown() override

@@ -5,6 +5,7 @@
 #include "Android/DeviceNameReader.h"
 #include "Android/LogReader.h"
 #include "Android/PidReader.h"
+#include "Session/DeviceListDatasource.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -14,7 +15,6 @@
 #include <QThread>
 #include <QTimer>
 
-#include <functional>
 #include <ostream>
 
 // Waits for pred while running the event loop, checking every millisecond (QTest::qWaitFor sleeps
@@ -89,34 +89,20 @@ private:
 
 struct LogReaderRecorder : LogReaderDelegate, AdbEventLog
 {
-    std::function<void()> onStopped;
-    qsizetype lineCount = 0; // touched only on the reader's thread
-
     void logLineReceived(const std::optional<QString> &line) override
     {
-        ++lineCount;
-        if (keepLines)
-            add(QStringLiteral("line:") + line.value_or(QStringLiteral("<absent>")));
+        add(QStringLiteral("line:") + line.value_or(QStringLiteral("<absent>")));
     }
-    void logReaderStopped() override
-    {
-        add(QStringLiteral("stopped"));
-        if (onStopped)
-            onStopped();
-    }
+    void logReaderStopped() override { add(QStringLiteral("stopped")); }
     void logReaderStoppedWithError(const AdbError &error) override
     {
         add(QStringLiteral("error:%1:%2:%3").arg(error.domain).arg(error.code).arg(error.description));
     }
-    void adbNotRunningError(const AdbError &error) override
-    {
-        add(QStringLiteral("notRunning:%1").arg(error.code));
-    }
+    void adbNotRunningError(const AdbError &error) override { add(QStringLiteral("notRunning:%1").arg(error.code)); }
     void adbDeviceNotFound(const AdbError &error) override
     {
         add(QStringLiteral("notFound:%1:%2:%3").arg(error.domain).arg(error.code).arg(error.description));
     }
-    bool keepLines = true;
 };
 
 struct PidReaderRecorder : PidReaderDelegate, AdbEventLog
@@ -147,4 +133,24 @@ struct DeviceNameReaderRecorder : DeviceNameReaderDelegate, AdbEventLog
     {
         add(QStringLiteral("nameFailed:%1:%2:%3").arg(deviceId).arg(error.code).arg(error.description));
     }
+};
+
+// "devices:<ids in the announced order>"; the lists themselves are kept too (GUI thread only).
+struct DeviceListDatasourceRecorder : DeviceListDatasourceDelegate, AdbEventLog
+{
+    QList<QList<DeviceEntry>> lists;
+
+    void onDevicesConnected(const QList<DeviceEntry> &devices) override
+    {
+        lists.append(devices);
+        QStringList ids;
+        for (const DeviceEntry &d : devices)
+            ids.append(d.id);
+        add(QStringLiteral("devices:") + ids.join(u','));
+    }
+    void onDeviceModel(const QString &deviceId, const QString &model) override
+    {
+        add(QStringLiteral("model:%1:%2").arg(deviceId, model));
+    }
+    void onDeviceListFailed(int code) override { add(QStringLiteral("failed:%1").arg(code)); }
 };

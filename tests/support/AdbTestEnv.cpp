@@ -63,11 +63,6 @@ AdbTestEnv::~AdbTestEnv()
             entry.second->process->kill();
 }
 
-QString AdbTestEnv::workDir() const
-{
-    return m_dir ? m_dir->path() : QString();
-}
-
 QString AdbTestEnv::toolPath() const
 {
     return QStringLiteral(QF_TOOLS_DIR "/quillfern-devsim");
@@ -131,6 +126,13 @@ bool AdbTestEnv::start()
     return true;
 }
 
+AdbConnectionSettings AdbTestEnv::connectionSettings() const
+{
+    AdbConnectionSettings settings;
+    settings.port = m_port;
+    return settings;
+}
+
 void AdbTestEnv::pointSettingsAtServer() const
 {
     Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
@@ -139,29 +141,12 @@ void AdbTestEnv::pointSettingsAtServer() const
 
 AdbTestEnv::AdbResult AdbTestEnv::runAdb(const QStringList &args, int timeoutMs) const
 {
-    AdbResult result;
-    QProcess process;
-    process.setProcessEnvironment(m_env);
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.start(m_adb, QStringList{QStringLiteral("-P"), QString::number(m_port)} + args);
-    if (!process.waitForStarted(5000))
-        return result;
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished(2000);
-        result.out = process.readAllStandardOutput();
-        result.err = process.readAllStandardError();
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
-    return result;
+    return runAdbUntil(
+        args, [](const QByteArray &) { return false; }, timeoutMs);
 }
 
 AdbTestEnv::AdbResult AdbTestEnv::runAdbUntil(const QStringList &args,
-                                              const std::function<bool(const QByteArray &)> &done,
-                                              int timeoutMs) const
+                                              const std::function<bool(const QByteArray &)> &done, int timeoutMs) const
 {
     AdbResult result;
     QProcess process;
@@ -186,7 +171,7 @@ AdbTestEnv::AdbResult AdbTestEnv::runAdbUntil(const QStringList &args,
         process.kill();
         process.waitForFinished(2000);
     } else {
-        result.exitCode = process.exitCode();
+        result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     }
     result.out += process.readAllStandardOutput();
     result.err = process.readAllStandardError();
@@ -229,16 +214,11 @@ bool AdbTestEnv::launch(Device &device, quint16 port, int timeoutMs)
     process->setProcessEnvironment(m_env);
     process->setStandardInputFile(QProcess::nullDevice());
     process->setStandardErrorFile(device.stderrLog, QIODevice::Append);
-    const QStringList args = QStringList{QStringLiteral("--port"),
-                                         QString::number(port),
-                                         QStringLiteral("--adb-port"),
-                                         QString::number(m_port),
-                                         QStringLiteral("--adb"),
-                                         m_adb,
-                                         QStringLiteral("--connect"),
-                                         QStringLiteral("--input-log"),
-                                         device.inputLog}
-                             + device.options;
+    const QStringList args =
+        QStringList{QStringLiteral("--port"),    QString::number(port),         QStringLiteral("--adb-port"),
+                    QString::number(m_port),     QStringLiteral("--adb"),       m_adb,
+                    QStringLiteral("--connect"), QStringLiteral("--input-log"), device.inputLog} +
+        device.options;
     process->start(toolPath(), args);
     if (!process->waitForStarted(5000)) {
         m_error = QStringLiteral("cannot start %1: %2").arg(toolPath(), process->errorString());
@@ -350,23 +330,11 @@ bool AdbTestEnv::removeDevice(const QString &serial, int timeoutMs)
 
 void AdbTestEnv::removeAllDevices()
 {
-    const QStringList serials = devices();
-    for (const QString &serial : serials)
-        removeDevice(serial);
-}
-
-QStringList AdbTestEnv::devices() const
-{
     QStringList serials;
     for (const auto &entry : m_devices)
         serials.append(entry.first);
-    return serials;
-}
-
-QStringList AdbTestEnv::deviceOptions(const QString &serial) const
-{
-    const auto it = m_devices.find(serial);
-    return it == m_devices.end() ? QStringList() : it->second->options;
+    for (const QString &serial : serials)
+        removeDevice(serial);
 }
 
 QString AdbTestEnv::inputLogPath(const QString &serial) const
@@ -379,12 +347,6 @@ QString AdbTestEnv::deviceLog(const QString &serial) const
 {
     const auto it = m_devices.find(serial);
     return it == m_devices.end() ? QString() : readText(it->second->stderrLog);
-}
-
-bool AdbTestEnv::isDeviceRunning(const QString &serial) const
-{
-    const auto it = m_devices.find(serial);
-    return it != m_devices.end() && it->second->process && it->second->process->state() == QProcess::Running;
 }
 
 void AdbTestEnv::shutdown()

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Android/AdbConnectionSettings.h"
+
 #include <gtest/gtest.h>
 
 #include <QByteArray>
@@ -46,17 +48,17 @@ public:
 
     // Starts the server once; true when it answers. errorString() says why not.
     bool start();
-    bool isStarted() const { return m_started; }
     QString errorString() const { return m_error; }
 
     QString adbPath() const { return m_adb; }
     quint16 serverPort() const { return m_port; }
     // Environment for running adb by hand: HOME and TMPDIR of the private folder.
     QProcessEnvironment adbEnvironment() const { return m_env; }
-    // Where device logs (their stderr) and input logs go.
-    QString workDir() const;
 
-    // Writes adbServer "127.0.0.1" and adbPort "<serverPort>" (strings) into the settings store.
+    // For readers and datasources: this server.
+    AdbConnectionSettings connectionSettings() const;
+    // Writes adbServer "127.0.0.1" and adbPort "<serverPort>" (strings) into the settings store, for
+    // tests that go through the application controller, which reads the store.
     void pointSettingsAtServer() const;
 
     // Runs `adb -P <serverPort> args...`; stdin is /dev/null.
@@ -81,13 +83,10 @@ public:
     bool removeDevice(const QString &serial, int timeoutMs = 10000);
     void removeAllDevices();
 
-    // The device's options as started, and the file its "input ..." commands are appended to.
-    QStringList deviceOptions(const QString &serial) const;
+    // The file the device's "input ..." commands are appended to.
     QString inputLogPath(const QString &serial) const;
     // The device's own diagnostic output so far (its stderr).
     QString deviceLog(const QString &serial) const;
-    bool isDeviceRunning(const QString &serial) const;
-    QStringList devices() const; // serials started and not removed
 
     // The state `adb devices` lists for serial: "device", "offline", ..., or empty when absent.
     QString deviceState(const QString &serial) const;

@@ -29,24 +29,17 @@ quint16 FakeAdbServer::port() const
     return m_server->serverPort();
 }
 
+AdbConnectionSettings FakeAdbServer::connectionSettings() const
+{
+    AdbConnectionSettings settings;
+    settings.port = port();
+    return settings;
+}
+
 void FakeAdbServer::useForClient() const
 {
-    setClientSetting(QStringLiteral("adbServer"), QStringLiteral("127.0.0.1"));
-    setClientSetting(QStringLiteral("adbPort"), QString::number(port()));
-}
-
-void FakeAdbServer::setClientSetting(const QString &key, const QVariant &value)
-{
-    if (value.isValid())
-        Settings::setValue(key, value);
-    else
-        Settings::remove(key);
-}
-
-void FakeAdbServer::clearClientSettings()
-{
-    for (const char *key : {"adbServer", "adbPort", "adbLogTags", "clearLogOnStart"})
-        setClientSetting(QString::fromLatin1(key), QVariant());
+    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
+    Settings::setValue(SettingsKey::adbPort, QString::number(port()));
 }
 
 FakeAdbServer::Step FakeAdbServer::expectRequest(const QString &request)
@@ -59,9 +52,21 @@ FakeAdbServer::Step FakeAdbServer::reply(const QByteArray &bytes)
     return Step{Step::Reply, bytes};
 }
 
+FakeAdbServer::Step FakeAdbServer::okay()
+{
+    return Step{Step::Reply, AdbProtocol::okayReply()};
+}
+
 FakeAdbServer::Step FakeAdbServer::fail(const QByteArray &message)
 {
-    return Step{Step::Reply, "FAIL" + QByteArray::number(message.size(), 16).rightJustified(4, '0') + message};
+    return Step{Step::Reply, AdbProtocol::failReply(message)};
+}
+
+FakeAdbServer::Script FakeAdbServer::transportThen(const QString &serial, const QString &request)
+{
+    return {expectRequest(serial.isEmpty() ? QStringLiteral("host:transport-any")
+                                           : QStringLiteral("host:transport:%1").arg(serial)),
+            okay(), expectRequest(request)};
 }
 
 FakeAdbServer::Step FakeAdbServer::close()
@@ -181,4 +186,11 @@ void FakeAdbServer::advance(int index)
     }
     if (c.step >= c.script.size())
         c.done = true;
+}
+
+quint16 closedPort()
+{
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    return probe.serverPort();
 }

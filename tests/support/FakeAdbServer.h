@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QVariant>
 
+#include "Android/AdbConnectionSettings.h"
+
 #include <gtest/gtest.h>
 
 class QTcpServer;
@@ -32,18 +34,21 @@ public:
     ~FakeAdbServer() override;
 
     quint16 port() const;
-    // Points the client's adbServer/adbPort settings at this server.
+    // For readers and datasources: this server.
+    AdbConnectionSettings connectionSettings() const;
+    // Points the settings store's adbServer/adbPort at this server, for tests that go through the
+    // application controller, which reads the store.
     void useForClient() const;
-    // The client's settings store (the keys the ADB client reads at connect).
-    static void setClientSetting(const QString &key, const QVariant &value);
-    static void clearClientSettings();
 
     // The framed request ("%04x" + text) the client must send next.
     static Step expectRequest(const QString &request);
     static Step reply(const QByteArray &bytes);
-    // "FAIL" + four hex digits of the message length + the message.
+    static Step okay();
     static Step fail(const QByteArray &message);
     static Step close();
+    // The transport selection a device reader opens with ("host:transport-any" without a serial),
+    // answered "OKAY", then the reader's request.
+    static Script transportThen(const QString &serial, const QString &request);
 
     void addScript(const Script &script);
 
@@ -78,20 +83,16 @@ private:
     int m_clientClosed = 0;
 };
 
-// A test whose client talks to a FakeAdbServer: the client's settings point at it for the test, and
-// the test fails when the client's bytes did not meet the scripts.
+// A local port nothing listens on.
+quint16 closedPort();
+
+// A test whose client talks to a FakeAdbServer; it fails when the client's bytes did not meet the scripts.
 class FakeAdbServerTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        FakeAdbServer::clearClientSettings();
-        server.useForClient();
-    }
     void TearDown() override
     {
         EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join(u'\n').toStdString();
-        FakeAdbServer::clearClientSettings();
     }
 
     FakeAdbServer server;
