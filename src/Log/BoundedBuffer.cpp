@@ -40,7 +40,13 @@ bool BoundedBuffer::addAllObjects(const QList<LogEntry> &entries)
     return checkCapacity();
 }
 
-bool BoundedBuffer::checkCapacity()
+bool BoundedBuffer::addObject(LogEntry &&entry, QList<LogEntry> *pruned)
+{
+    m_dataArray.append(std::move(entry));
+    return checkCapacity(pruned);
+}
+
+bool BoundedBuffer::checkCapacity(QList<LogEntry> *pruned)
 {
     if (m_capacity == 0)
         return false;
@@ -49,6 +55,13 @@ bool BoundedBuffer::checkCapacity()
     if (m_pruneSize > quint64(m_dataArray.size())) {
         throw std::out_of_range("BoundedBuffer: cannot prune " + std::to_string(m_pruneSize) + " entries from " +
                                 std::to_string(m_dataArray.size()));
+    }
+    if (pruned) {
+        // Handed over untouched: the records are cold, and whoever releases them pays for that.
+        const auto begin = std::make_move_iterator(m_dataArray.begin());
+        pruned->append(QList<LogEntry>(begin, begin + qsizetype(m_pruneSize)));
+        m_dataArray.remove(0, qsizetype(m_pruneSize));
+        return true;
     }
     // The oldest entries are cold: fetching them all at once lets the misses overlap, where the
     // releases one by one would wait for each in turn.

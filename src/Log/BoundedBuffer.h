@@ -27,11 +27,14 @@ public:
     bool addObject(const LogEntry &entry);
     bool addObject(LogEntry &&entry);
     bool addAllObjects(const QList<LogEntry> &entries);
+    // addObject that moves a pruned block to the end of `pruned` instead of releasing it here, so the
+    // caller can release it on another thread.
+    bool addObject(LogEntry &&entry, QList<LogEntry> *pruned);
 
     // True when it pruned. Throws std::out_of_range (deliberately unguarded) when a prune is due and
     // fewer than pruneSize entries are held, i.e. a capacity below the prune size: the caller does not
     // catch it, so such a setting fails loudly on its first prune instead of being clamped.
-    bool checkCapacity();
+    bool checkCapacity() { return checkCapacity(nullptr); }
 
     // A snapshot. Without a predicate (empty std::function), all entries.
     QList<LogEntry> itemsForPredicate(const Predicate &predicate) const;
@@ -56,6 +59,7 @@ public:
 
 private:
     void internalInit();
+    bool checkCapacity(QList<LogEntry> *pruned);
 
     quint64 m_capacity;
     quint64 m_pruneSize = DefaultPruneSize;

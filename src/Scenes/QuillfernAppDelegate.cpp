@@ -109,7 +109,7 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
                     QStringLiteral(QF_BUILD_DATE), QCoreApplication::arguments().join(QLatin1Char(' '))));
 
     m_window = std::make_unique<MainWindow>();
-    m_logDatasource = std::make_unique<LogDatasource>();
+    m_logDatasource = std::make_unique<LogDatasource>(nullptr, Settings::bufferCapacityOverride().value_or(BoundedBuffer::DefaultCapacity));
     if (m_options.logReaderHooks.startLogReader)
         m_logDatasource->setReaderHooks(m_options.logReaderHooks);
     m_logDatasource->setDelegate(this);

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "Session/LogDatasource.h"
 
+#include "Android/AdbSocketThread.h"
 #include "Helpers/Clock.h"
 #include "Helpers/Logger.h"
 #include "Helpers/MainThread.h"
-#include "Helpers/Settings.h"
 #include "Log/LogLineParser.h"
-#include "Session/ProcessListAnswer.h"
 
-#include <QThread>
 #include <QThreadPool>
 #include <QTimer>
 
@@ -19,31 +17,19 @@ constexpr int QueueTimerIntervalMs = 500;
 // Versions of the filters of every datasource, so a per-thread cache never mistakes one for another.
 std::atomic<quint64> g_filterVersions{0};
 
-QThread *startWorker(const QString &name, QObject **anchor)
-{
-    auto *thread = new QThread;
-    thread->setObjectName(name);
-    *anchor = new QObject;
-    (*anchor)->moveToThread(thread);
-    thread->start();
-    return thread;
-}
-
 } // namespace
 
-LogDatasource::LogDatasource(const Clock *clock, QObject *parent)
-    : QObject(parent), m_clock(clock ? clock : &Clock::system())
+LogDatasource::LogDatasource(const Clock *clock, quint64 bufferCapacity, QObject *parent)
+    : QObject(parent),
+      m_clock(clock ? clock : &Clock::system()),
+      m_store(*m_clock),
+      m_namer(*m_clock),
+      m_bufferCapacity(bufferCapacity)
 {
     storeFilter(Filter()); // a version of its own
-    if (const std::optional<int> size = Settings::bufferCapacityOverride())
-        m_bufferCapacity = quint64(*size);
-
     m_queueTimer = new QTimer(this);
     m_queueTimer->setInterval(QueueTimerIntervalMs);
     connect(m_queueTimer, &QTimer::timeout, this, &LogDatasource::onQueueCheckTimerTick);
-
-    m_logThread = startWorker(QStringLiteral("LogDatasource log"), &m_logAnchor);
-    m_pidThread = startWorker(QStringLiteral("LogDatasource ps"), &m_pidAnchor);
     m_filterPool = new QThreadPool(this);
     m_filterPool->setMaxThreadCount(1);
 }
@@ -53,49 +39,24 @@ LogDatasource::~LogDatasource()
     m_queueTimer->stop();
     m_isLogging = false;
     {
-        // A worker waiting for the GUI thread (logMessage) would otherwise block its own join below.
+        // A reader waiting for the GUI thread (logMessage) would otherwise hold up the wait below.
         std::lock_guard lock(m_waitMutex);
         m_closing = true;
     }
     m_waitDone.notify_all();
     m_filterPool->waitForDone();
 
-    QMetaObject::invokeMethod(
-        m_logAnchor,
-        [this] {
-            if (m_logReader) {
-                m_logReader->setDelegate(nullptr);
-                delete m_logReader;
-                m_logReader = nullptr;
-            }
-            m_workersFinished.fetch_add(1, std::memory_order_release);
-            QThread::currentThread()->quit();
-        },
-        Qt::QueuedConnection);
-    QMetaObject::invokeMethod(
-        m_pidAnchor,
-        [this] {
-            if (m_pidReader) {
-                m_pidReader->setDelegate(nullptr);
-                delete m_pidReader;
-                m_pidReader = nullptr;
-            }
-            m_workersFinished.fetch_add(1, std::memory_order_release);
-            QThread::currentThread()->quit();
-        },
-        Qt::QueuedConnection);
-    m_logThread->wait();
-    m_pidThread->wait();
-    // The joins above synchronise inside Qt, out of the thread sanitizer's sight; these two make the
-    // workers' and the filter pool's last writes to this object visible before it is torn down.
-    (void)m_workersFinished.load(std::memory_order_acquire);
+    std::unique_ptr<AdbSocketThread> logWorker, pidWorker;
     {
-        std::lock_guard lock(m_logLock);
+        std::lock_guard lock(m_readerMutex);
+        m_readersClosed = true;
+        logWorker = std::move(m_logWorker);
+        pidWorker = std::move(m_pidWorker);
     }
-    delete m_logAnchor;
-    delete m_pidAnchor;
-    delete m_logThread;
-    delete m_pidThread;
+    retire(std::move(logWorker));
+    retire(std::move(pidWorker));
+    std::unique_lock lock(m_waitMutex);
+    m_waitDone.wait(lock, [this] { return m_retiring == 0; });
 }
 
 void LogDatasource::setDelegate(LogDatasourceDelegate *delegate)
@@ -128,24 +89,84 @@ void LogDatasource::setReaderHooks(ReaderHooks hooks)
 }
 
 // ---------------------------------------------------------------------------------------------
+// Readers
+
+std::unique_ptr<AdbSocketThread> LogDatasource::createLogReader(const QString &deviceId)
+{
+    auto reader = std::make_unique<LogReader>();
+    reader->setDeviceId(deviceId);
+    reader->setConnectionSettings(connectionSettings());
+    reader->setDelegate(this);
+    return std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("LogDatasource log"));
+}
+
+std::unique_ptr<AdbSocketThread> LogDatasource::createPidReader(bool addDashA, const QString &deviceId)
+{
+    auto reader = std::make_unique<PidReader>();
+    reader->setAddDashArg(addDashA);
+    reader->setDeviceId(deviceId);
+    reader->setConnectionSettings(connectionSettings());
+    reader->setDelegate(this);
+    return std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("LogDatasource ps"));
+}
+
+void LogDatasource::replaceReader(std::unique_ptr<AdbSocketThread> LogDatasource::*slot,
+                                  std::unique_ptr<AdbSocketThread> worker)
+{
+    if (worker)
+        worker->connect(); // posted before anyone can retire it
+    {
+        std::lock_guard lock(m_readerMutex);
+        // Once the destructor has taken the slots, a lookup asked for from a callback starts nothing.
+        if (!m_readersClosed)
+            std::swap(this->*slot, worker);
+    }
+    retire(std::move(worker));
+}
+
+void LogDatasource::retire(std::unique_ptr<AdbSocketThread> worker)
+{
+    if (!worker)
+        return;
+    if (auto *log = dynamic_cast<LogReader *>(worker->socket()))
+        log->setDelegate(nullptr);
+    if (auto *pid = dynamic_cast<PidReader *>(worker->socket()))
+        pid->setDelegate(nullptr);
+    {
+        std::lock_guard lock(m_waitMutex);
+        ++m_retiring;
+    }
+    // Deleted on its own thread, after the callback it may be running: nobody waits for a reader
+    // that may be waiting for the GUI thread.
+    AdbSocketThread *raw = worker.release();
+    raw->post([this, raw](AdbSocket &) {
+        delete raw;
+        std::lock_guard lock(m_waitMutex);
+        --m_retiring;
+        m_waitDone.notify_all();
+    });
+}
+
+void LogDatasource::stopLogReader()
+{
+    if (m_hooks.stopLogReader)
+        m_hooks.stopLogReader();
+    std::lock_guard lock(m_readerMutex);
+    if (m_logWorker)
+        m_logWorker->post([](AdbSocket &reader) { reader.stop(); });
+}
+
+// ---------------------------------------------------------------------------------------------
 // Session control (GUI thread)
 
 void LogDatasource::setDeviceId(const QString &serial)
 {
-    withLog([&](LogState &s) {
-        s.deviceId = serial;
-        if (!serial.isEmpty() && serial != s.lastDeviceId) {
-            QF_LOG(QStringLiteral("device changed: %1 (from %2)").arg(serial, s.lastDeviceId));
-            // A new device replays nothing that was already shown.
-            s.checkDates = false;
-            s.lastDeviceId = serial;
-        }
-    });
+    m_store.setDeviceId(serial);
 }
 
 QString LogDatasource::deviceId() const
 {
-    return withLog([](const LogState &s) { return s.deviceId; });
+    return m_store.deviceId();
 }
 
 QDateTime LogDatasource::startTime() const
@@ -163,37 +184,17 @@ void LogDatasource::startLogger()
     }
     m_isLogging = true;
     m_startTime = QDateTime::currentDateTime();
-    const quint64 session = ++m_session;
-    QMetaObject::invokeMethod(
-        m_logAnchor, [this, session] { internalStartLogger(session); }, Qt::QueuedConnection);
-    m_queueTimer->start();
-}
-
-void LogDatasource::internalStartLogger(quint64 session)
-{
+    m_logReaderSession = ++m_session;
     loadPID();
-    const QString device = withLog([&](LogState &s) {
-        s.logData.setCapacity(m_bufferCapacity);
-        return s.deviceId;
-    });
-    if (m_logReader) {
-        // The previous session's reader; it reports nothing more once deleted.
-        m_logReader->setDelegate(nullptr);
-        delete m_logReader;
-        m_logReader = nullptr;
-    }
-    m_logReaderSession = session;
-    if (m_hooks.startLogReader) {
+    m_store.setCapacity(m_bufferCapacity);
+    const QString device = m_store.deviceId();
+    if (m_hooks.startLogReader)
         m_hooks.startLogReader(device);
-    } else {
-        m_logReader = new LogReader;
-        m_logReader->setDeviceId(device);
-        m_logReader->setConnectionSettings(connectionSettings());
-        m_logReader->setDelegate(this);
-        m_logReader->connect();
-    }
+    else
+        replaceReader(&LogDatasource::m_logWorker, createLogReader(device)); // the previous session's ends
     QF_LOG(QStringLiteral("connecting to:%1").arg(device));
     postToMain([this] { notifyLoggerStarted(); });
+    m_queueTimer->start();
 }
 
 void LogDatasource::stopLogger()
@@ -205,21 +206,10 @@ void LogDatasource::stopLogger()
         return;
     }
     QF_LOG(QStringLiteral("isLogging:%1, deviceId:%2").arg(int(m_isLogging.load())).arg(deviceId()));
-    QMetaObject::invokeMethod(
-        m_logAnchor,
-        [this] {
-            if (m_hooks.stopLogReader)
-                m_hooks.stopLogReader();
-            if (m_logReader)
-                m_logReader->stop();
-        },
-        Qt::QueuedConnection);
+    stopLogReader();
     m_isLogging = false;
     // The stream ends: what it replays on the next start is dropped again.
-    withLog([](LogState &s) {
-        s.checkDates = true;
-        s.numDuplicateRows = 0;
-    });
+    m_store.endOfStream(true);
     onQueueCheckTimerTick(); // announce what the timer would have
     m_queueTimer->stop();
 }
@@ -228,13 +218,8 @@ void LogDatasource::clearLog()
 {
     if (!assertMainThread())
         return;
-    m_names.resetToUserNames();
-    m_names.resetLookup();
-    withLog([](LogState &s) {
-        s.logData.reset();
-        s.viewData.reset();
-        ++s.contentGeneration;
-    });
+    m_namer.reset();
+    m_store.clear();
     notifyLogUpdated();
 }
 
@@ -243,50 +228,33 @@ void LogDatasource::setLogDataFromFile(const QList<LogEntry> &entries)
     if (!assertMainThread())
         return;
     stopLogger();
-    m_filterPool->start([this, entries] { fromFileJob(entries); });
-}
-
-void LogDatasource::fromFileJob(const QList<LogEntry> &entries)
-{
-    withLog([&](LogState &s) {
-        s.logData.setCapacity(0); // a file is shown whole
-        s.logData.addAllObjects(entries);
-        ++s.contentGeneration;
+    m_filterPool->start([this, entries] {
+        m_store.replaceWithFile(entries);
+        postToMain([this] { notifyLogUpdated(); });
     });
-    postToMain([this] { notifyLogUpdated(); });
 }
 
 QList<LogEntry> LogDatasource::getDataFiltered() const
 {
     if (logDataFilter().isNull())
         return getDataAll();
-    return withLog([](const LogState &s) { return s.viewData.dataArray(); });
+    return m_store.view();
 }
 
 QList<LogEntry> LogDatasource::getDataAll() const
 {
-    return withLog([](const LogState &s) { return s.logData.dataArray(); });
+    return m_store.all();
 }
 
 quint64 LogDatasource::logEventCount() const
 {
-    return withLog([](const LogState &s) { return quint64(s.logData.count()); });
+    return m_store.count();
 }
 
 void LogDatasource::setAppName(const QString &name, const QString &pid)
 {
-    m_names.setUserName(pid, name);
-    const int found = withLog([&](LogState &s) {
-        s.unknownLogs.remove(pid);
-        int n = 0;
-        for (const LogEntry &entry : s.logData.dataArray()) {
-            if (entry.fieldEquals(LogEntry::Pid, pid)) {
-                entry.setApp(name);
-                ++n;
-            }
-        }
-        return n;
-    });
+    m_namer.setUserName(pid, name);
+    const int found = m_store.nameAll(pid, name);
     QF_LOG(QStringLiteral("name:%1, pid:%2, found:%3").arg(name, pid).arg(found));
     runOnMainAndWait([this] { notifyLogUpdated(); });
 }
@@ -317,12 +285,8 @@ quint64 LogDatasource::getIndex()
 
 void LogDatasource::appendRow(const LogEntry &entry)
 {
-    if (entry.isNull())
-        return;
-    withLog([&](LogState &s) {
-        s.logData.addObject(entry);
-        ++s.appendedTotal;
-    });
+    if (!entry.isNull())
+        m_store.append(entry);
 }
 
 void LogDatasource::logMessage(const QString &text)
@@ -333,8 +297,7 @@ void LogDatasource::logMessage(const QString &text)
 
 void LogDatasource::onQueueCheckTimerTick()
 {
-    const double now = m_clock->nowSeconds();
-    if (withLog([&](LogState &s) { return s.throttle.flush(now); }))
+    if (m_store.flushThrottle())
         notifyDataChanged();
 }
 
@@ -347,15 +310,8 @@ void LogDatasource::logReaderStopped()
     const bool current = m_logReaderSession == m_session.load();
     if (current)
         m_isLogging = false;
-    m_addDashAforPS = true;
-    const QString device = withLog([&](LogState &s) {
-        if (current) {
-            s.checkDates = true;
-            s.numDuplicateRows = 0;
-        }
-        return s.deviceId;
-    });
-    m_names.resetToUserNames();
+    const QString device = m_store.endOfStream(current);
+    m_namer.endOfStream();
     QF_LOG(QStringLiteral("deviceId:%1").arg(device));
     logMessage(device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected %1").arg(device));
     if (!current)
@@ -405,120 +361,48 @@ void LogDatasource::adbDeviceNotFound(const AdbError &error)
 
 void LogDatasource::dropDeviceAndLookup()
 {
-    withLog([](LogState &s) { s.deviceId.clear(); });
-    QMetaObject::invokeMethod(
-        m_pidAnchor,
-        [this] {
-            if (m_pidReader) {
-                m_pidReader->setDelegate(nullptr);
-                delete m_pidReader;
-                m_pidReader = nullptr;
-            }
-        },
-        Qt::QueuedConnection);
+    m_store.clearDeviceId();
+    replaceReader(&LogDatasource::m_pidWorker, nullptr);
 }
 
 // ---------------------------------------------------------------------------------------------
-// Process names (process-list thread, and loadPID from any thread)
+// Process names (lookup threads, and loadPID from any thread)
 
 void LogDatasource::loadPID()
 {
-    if (!m_names.beginLookup(m_clock->nowSeconds()))
-        return; // one is running; it asks again when it ends
-    startPidLookup(m_addDashAforPS, deviceId());
+    startLookup(m_namer.requestLookups());
 }
 
-void LogDatasource::startPidLookup(bool addDashA, const QString &device)
+void LogDatasource::startLookup(std::optional<bool> addDashA)
 {
-    if (m_hooks.startPidLookup) {
-        m_hooks.startPidLookup(addDashA, device);
-        return;
-    }
-    QMetaObject::invokeMethod(
-        m_pidAnchor,
-        [this, addDashA, device] {
-            // Lookups are asked for from the log and process-list threads; one that arrives after the
-            // destructor's clean-up on this thread must not create a reader nobody deletes.
-            if (isClosing())
-                return;
-            if (m_pidReader) {
-                m_pidReader->setDelegate(nullptr);
-                delete m_pidReader;
-            }
-            m_pidReader = new PidReader;
-            m_pidReader->setAddDashArg(addDashA);
-            m_pidReader->setDeviceId(device);
-            m_pidReader->setConnectionSettings(connectionSettings());
-            m_pidReader->setDelegate(this);
-            m_pidReader->connect();
-        },
-        Qt::QueuedConnection);
+    if (!addDashA)
+        return; // none due, or one is running and asks again when it ends
+    const QString device = m_store.deviceId();
+    if (m_hooks.startPidLookup)
+        m_hooks.startPidLookup(*addDashA, device);
+    else
+        replaceReader(&LogDatasource::m_pidWorker, createPidReader(*addDashA, device));
 }
 
 void LogDatasource::pidReceived(const std::optional<QString> &output)
 {
-    const QString text = output.value_or(QString());
-    const ProcessListAnswer answer = ProcessListAnswer::parse(text);
-    if (answer.isShort) {
-        // A short answer is an error of the command ("bad pid" for "-A" on old devices): switch forms.
-        QF_LOG(QStringLiteral("PID look up %1: ").arg(text));
-        const bool addDash = !m_addDashAforPS.load();
-        m_addDashAforPS = addDash;
-        QF_LOG(QStringLiteral("Set addDashAforPS: %1 ").arg(addDash ? QStringLiteral("YES") : QStringLiteral("NO")));
-        m_names.resetLookup();
-        loadPID();
-        return;
-    }
-
-    for (const ProcessNameMap::PsLine &ps : answer.processes) {
-        if (m_names.setDeviceName(ps.pid, ps.name) != ProcessNameMap::DeviceNameResult::NewPid)
-            continue;
-        withLog([&](LogState &s) {
-            const auto it = s.unknownLogs.constFind(ps.pid);
-            if (it == s.unknownLogs.cend())
-                return;
-            for (const LogEntry &entry : it->entries)
-                entry.setApp(ps.name);
-            s.unknownLogs.erase(it);
-        });
-    }
-    switch (answer.abort) {
+    const ProcessNamer::Outcome outcome = m_namer.applyAnswer(output, m_store);
+    switch (outcome.abort) {
     case ProcessListAnswer::Abort::MultipleDevices:
-        QF_LOG(QStringLiteral("Multiple devices. Abort. (1)"));
         abortSession(&LogDatasource::notifyMultipleDevicesConnected);
         return;
     case ProcessListAnswer::Abort::DeviceNotFound:
-        QF_LOG(QStringLiteral("Device not found. Abort. (1)"));
         abortSession(&LogDatasource::notifyDeviceNotFound);
         return;
     case ProcessListAnswer::Abort::None:
         break;
     }
-
-    if (const std::optional<double> lookupTime = m_names.lookupTime())
-        giveUpUnknownPidsBefore(*lookupTime);
-    if (m_names.finishLookup())
-        loadPID();
-}
-
-void LogDatasource::giveUpUnknownPidsBefore(double time)
-{
-    // Pids seen before this lookup started and still unnamed are gone from the device; their
-    // entries keep an empty "app".
-    withLog([&](LogState &s) {
-        for (auto it = s.unknownLogs.begin(); it != s.unknownLogs.end();) {
-            if (it->firstSeen < time)
-                it = s.unknownLogs.erase(it);
-            else
-                ++it;
-        }
-    });
+    startLookup(outcome.lookupWithDashA);
 }
 
 void LogDatasource::pidFailedWithError(const AdbError &error)
 {
-    // The lookup stays marked as running: no further lookup starts until clearLog().
-    QF_LOG(QStringLiteral("TODO: handled: %1").arg(error.toString()));
+    m_namer.lookupFailed(error.toString());
 }
 
 void LogDatasource::abortSession(void (LogDatasource::*notify)())
@@ -528,15 +412,7 @@ void LogDatasource::abortSession(void (LogDatasource::*notify)())
         (this->*notify)();
         stopLogger();
         // stopLogger does nothing now that the flag is down; end the stream and the timer here.
-        QMetaObject::invokeMethod(
-            m_logAnchor,
-            [this] {
-                if (m_hooks.stopLogReader)
-                    m_hooks.stopLogReader();
-                if (m_logReader)
-                    m_logReader->stop();
-            },
-            Qt::QueuedConnection);
+        stopLogReader();
         m_queueTimer->stop();
     });
 }
@@ -581,7 +457,7 @@ void LogDatasource::filterJob(const Filter &filter)
 {
     if (filter.isNull()) {
         storeFilter(Filter());
-        withLog([](LogState &s) { s.viewData.reset(); });
+        m_store.clearView();
         postToMain([this] { notifyLogUpdated(); });
         return;
     }
@@ -589,41 +465,13 @@ void LogDatasource::filterJob(const Filter &filter)
     // New lines use the new filter from here on; the snapshot is filtered outside the lock, then the
     // lines that arrived meanwhile are filtered again under it, so none is lost from the view.
     storeFilter(filter);
-    QList<LogEntry> snapshot;
-    quint64 snapshotTotal = 0;
-    quint64 generation = 0;
-    withLog([&](const LogState &s) {
-        snapshot = s.logData.dataArray();
-        snapshotTotal = s.appendedTotal;
-        generation = s.contentGeneration;
-    });
+    const LogStore::Snapshot snapshot = m_store.snapshot();
     QString error;
-    QList<LogEntry> matches = filterEntries(snapshot, filter, &error);
-
-    qsizetype count = 0;
-    if (error.isEmpty()) {
-        count = withLog([&](LogState &s) -> qsizetype {
-            const QList<LogEntry> current = s.logData.dataArray();
-            const quint64 added = s.appendedTotal - snapshotTotal;
-            if (s.contentGeneration != generation || added > quint64(current.size())) {
-                // Replaced or pruned past the snapshot meanwhile: filter the log as it is now.
-                matches = filterEntries(current, filter, &error);
-            } else {
-                for (qsizetype i = current.size() - qsizetype(added); i < current.size() && error.isEmpty(); ++i) {
-                    if (filter.matches(current[i], &error))
-                        matches.append(current[i]);
-                }
-            }
-            if (!error.isEmpty())
-                return 0;
-            s.viewData.addAllObjects(matches);
-            return s.viewData.count();
-        });
-    }
-
+    QList<LogEntry> matches = filterEntries(snapshot.entries, filter, &error);
+    const qsizetype count = error.isEmpty() ? m_store.commitFilter(snapshot, std::move(matches), filter, &error) : -1;
     if (!error.isEmpty()) {
         storeFilter(Filter());
-        withLog([](LogState &s) { s.viewData.reset(); });
+        m_store.clearView();
         QF_LOG(QStringLiteral("setLogDataFilter: %1 failed: %2").arg(filter.toString(), error));
         postToMain([this, error] {
             emit filterCorrupt(QString::fromLatin1(FilterCorruptTitle), QString::fromLatin1(FilterCorruptButton), error);
@@ -685,12 +533,6 @@ void LogDatasource::notifyDataChanged()
         Qt::QueuedConnection);
 }
 
-bool LogDatasource::isClosing() const
-{
-    std::lock_guard lock(m_waitMutex);
-    return m_closing;
-}
-
 void LogDatasource::postToMain(std::function<void()> work)
 {
     QMetaObject::invokeMethod(this, std::move(work), Qt::QueuedConnection);
@@ -716,32 +558,4 @@ void LogDatasource::runOnMainAndWait(std::function<void()> work)
         Qt::QueuedConnection);
     std::unique_lock lock(m_waitMutex);
     m_waitDone.wait(lock, [&] { return *done || m_closing; });
-}
-
-// ---------------------------------------------------------------------------------------------
-// State for diagnostics and tests
-
-quint64 LogDatasource::logDataCapacity() const
-{
-    return withLog([](const LogState &s) { return s.logData.capacity(); });
-}
-
-bool LogDatasource::checkDates() const
-{
-    return withLog([](const LogState &s) { return s.checkDates; });
-}
-
-QString LogDatasource::lastDateReceived() const
-{
-    return withLog([](const LogState &s) { return s.lastTimedEntry.value(LogEntry::Time); });
-}
-
-quint64 LogDatasource::numDuplicateRows() const
-{
-    return withLog([](const LogState &s) { return s.numDuplicateRows; });
-}
-
-qsizetype LogDatasource::unknownPidCount() const
-{
-    return withLog([](const LogState &s) { return s.unknownLogs.size(); });
 }

@@ -4,16 +4,14 @@
 #include "Android/AdbError.h"
 #include "Android/LogReader.h"
 #include "Android/PidReader.h"
-#include "Log/BoundedBuffer.h"
 #include "Filters/Filter.h"
-#include "Helpers/UpdateThrottle.h"
+#include "Log/BoundedBuffer.h"
 #include "Log/LogDocument.h"
 #include "Log/LogEntry.h"
-#include "Log/LogLineParser.h"
-#include "Session/ProcessNameMap.h"
+#include "Session/LogStore.h"
+#include "Session/ProcessNamer.h"
 
 #include <QDateTime>
-#include <QHash>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -21,12 +19,13 @@
 #include <atomic>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
 
+class AdbSocketThread;
 class Clock;
-class QThread;
 class QThreadPool;
 class QTimer;
 
@@ -53,20 +52,21 @@ public:
 
 // The log model of the main window: the full log and the filtered view, a live logging session
 // against one device with process names, duplicate removal across reconnects and throttled change
-// announcements.
+// announcements. It wires the parts together: LogStore keeps the log, ProcessNamer names processes,
+// the readers run on AdbSocketThreads.
 //
 // Threads:
 // - The object lives on the GUI thread; every public method but the reader callbacks, logMessage,
 //   appendRow, getIndex and the read accessors is to be called there.
-// - The log reader lives on a worker thread of the datasource's own (an event loop): its callbacks
-//   (the LogReaderDelegate methods) run there. Process-list lookups run on a second worker thread.
+// - The log reader and each process-list lookup run on an AdbSocketThread of their own: their
+//   callbacks (the delegate methods below) run there.
 // - Filtering the whole log and loading a file run on a one-thread pool, in call order.
 //
-// Locks: the log lock (a recursive mutex) guards both buffers, the entries waiting for a name, the
-// duplicate state, the device serial and the update throttle. The pid lock is ProcessNameMap's own.
-// The two are never held together: every use of the log lock goes through withLog(), whose body does
-// not touch m_names, and ProcessNameMap takes its lock only inside its own methods. Nothing waits for
-// another thread while holding either.
+// Locks: the log lock lives in LogStore (both buffers, the entries waiting for a name, the duplicate
+// state, the device serial, the update throttle); the pid lock lives in ProcessNamer's map. Each is
+// taken only inside its class's methods, and ProcessNamer calls the store only between its own
+// uses of the pid lock, so the two are never held together. Nothing waits for another thread while
+// holding either. Two leaf mutexes guard the filter handle and the reader slots.
 class LogDatasource : public QObject, public LogReaderDelegate, public PidReaderDelegate
 {
     Q_OBJECT
@@ -79,8 +79,7 @@ public:
     static constexpr const char *FilterCorruptTitle = "Filter is corrupt";
     static constexpr const char *FilterCorruptButton = "OK";
 
-    // Seams for tests: when set, these replace the creation and connection of the real readers.
-    // They run on the worker thread that would have connected the reader.
+    // Seams for tests: when set, these replace the creation and stopping of the real readers.
     struct ReaderHooks
     {
         std::function<void(const QString &deviceId)> startLogReader;
@@ -88,9 +87,11 @@ public:
         std::function<void(bool addDashA, const QString &deviceId)> startPidLookup;
     };
 
-    // `clock` (not owned, outlives the datasource) times the update throttle; null means the system clock.
-    explicit LogDatasource(const Clock *clock = nullptr, QObject *parent = nullptr);
-    ~LogDatasource() override; // stops the session, joins the worker threads and the filter pool
+    // `clock` (not owned, outlives the datasource) times the update throttle; null means the system
+    // clock. `bufferCapacity` bounds the full log of a live session.
+    explicit LogDatasource(const Clock *clock = nullptr, quint64 bufferCapacity = BoundedBuffer::DefaultCapacity,
+                           QObject *parent = nullptr);
+    ~LogDatasource() override; // stops the session, ends the readers and the filter pool
 
     void setDelegate(LogDatasourceDelegate *delegate); // weak; GUI thread
     LogDatasourceDelegate *delegate() const;
@@ -135,16 +136,16 @@ public:
 
     // State for diagnostics and tests (each read under its lock).
     quint64 bufferCapacity() const { return m_bufferCapacity; }
-    quint64 logDataCapacity() const;
-    bool checkDates() const;
-    QString lastDateReceived() const;
-    quint64 numDuplicateRows() const;
-    bool addDashAforPS() const { return m_addDashAforPS.load(); }
-    bool pidLookupRunning() const { return m_names.lookupRunning(); }
-    QString appNameForPid(const QString &pid) const { return m_names.nameFor(pid); }
-    qsizetype unknownPidCount() const;
+    quint64 logDataCapacity() const { return m_store.capacity(); }
+    bool checkDates() const { return m_store.checkDates(); }
+    QString lastDateReceived() const { return m_store.lastDateReceived(); }
+    quint64 numDuplicateRows() const { return m_store.numDuplicateRows(); }
+    bool addDashAforPS() const { return m_namer.addDashA(); }
+    bool pidLookupRunning() const { return m_namer.lookupRunning(); }
+    QString appNameForPid(const QString &pid) const { return m_namer.nameFor(pid); }
+    qsizetype unknownPidCount() const { return m_store.waitingPidCount(); }
 
-    // --- LogReaderDelegate: the log reader's worker thread ---
+    // --- LogReaderDelegate: the log reader's thread ---
     void logLineReceived(const std::optional<QString> &line) override;
     // The reader's byte form: parsed straight from the UTF-8, no QString in between.
     void logLineDataReceived(QByteArrayView line) override;
@@ -155,7 +156,7 @@ public:
     void adbNotRunningError(const AdbError &error) override;
     void adbDeviceNotFound(const AdbError &error) override;
 
-    // --- PidReaderDelegate: the process-list worker thread ---
+    // --- PidReaderDelegate: the lookup's thread ---
     void pidReceived(const std::optional<QString> &output) override;
     void pidFailedWithError(const AdbError &error) override;
 
@@ -168,67 +169,30 @@ signals:
     void filterCorrupt(const QString &title, const QString &button, const QString &reason);
 
 private:
-    // Entries of a pid seen without a name, waiting for a process-list answer.
-    struct UnknownPid
-    {
-        double firstSeen = 0; // seconds of m_clock
-        QList<LogEntry> entries;
-    };
-    // Everything under the log lock.
-    struct LogState
-    {
-        BoundedBuffer logData;
-        BoundedBuffer viewData;
-        QHash<QString, UnknownPid> unknownLogs;
-        QString deviceId;
-        QString lastDeviceId;
-        LogEntry lastTimedEntry; // newest kept entry with a time: its "time" is lastDateReceived
-        bool checkDates = true;
-        quint64 numDuplicateRows = 0;
-        UpdateThrottle throttle;
-        quint64 appendedTotal = 0; // entries ever added to logData: lets refiltering catch up
-        quint64 contentGeneration = 0; // bumped when logData is emptied or replaced
-    };
-
-    // The only ways to the log lock. A body must not call into m_names (the pid lock) nor wait for
-    // another thread: that is what keeps the two locks from ever being held together.
-    template <typename F> decltype(auto) withLog(F &&body) const
-    {
-        std::lock_guard lock(m_logLock);
-        return body(m_log);
-    }
-    template <typename F> decltype(auto) withLog(F &&body)
-    {
-        std::lock_guard lock(m_logLock);
-        return body(m_log);
-    }
-
-    void internalStartLogger(quint64 session);
+    // Readers: the one place each is created, and the one way one ends.
+    std::unique_ptr<AdbSocketThread> createLogReader(const QString &deviceId);
+    std::unique_ptr<AdbSocketThread> createPidReader(bool addDashA, const QString &deviceId);
+    // Puts `worker` (may be null) in `slot`; the reader it replaces is retired.
+    void replaceReader(std::unique_ptr<AdbSocketThread> LogDatasource::*slot, std::unique_ptr<AdbSocketThread> worker);
+    // Detaches the reader (no callback of it reaches this object any more) and ends its thread from
+    // inside, after any callback it is running; the destructor waits for every retired reader.
+    void retire(std::unique_ptr<AdbSocketThread> worker);
+    void stopLogReader();
+    void startLookup(std::optional<bool> addDashA); // with the "-A" argument, when one is to start
     void loadPID();
-    void startPidLookup(bool addDashA, const QString &deviceId);
+
     void filterJob(const Filter &filter);
     void storeFilter(const Filter &filter);
     // The current filter's evaluator for this thread, null without a filter; valid until the next
     // call on this thread.
     FilterEvaluator *lineFilter() const;
-    void fromFileJob(const QList<LogEntry> &entries);
-    // The live line path (LogDatasourceLive.cpp).
-    struct LiveLine
-    {
-        LogEntry entry; // null when the line yields none
-        QByteArrayView raw;
-        bool utf8 = true;
-        bool matched = false;
-    };
+    // The live line path (LogDatasourceLive.cpp): parse outside every lock, then one commit.
     LogEntry parseLiveLine(QByteArrayView utf8Line);
-    void parseLiveLine(QByteArrayView utf8Line, FilterEvaluator *filter, LiveLine *out);
-    // Appends the entries under one log lock, taking them out of `lines`; `text` is the line as
-    // received by logLineReceived, for the diagnostic of a bad line.
-    void commitLiveLines(LiveLine *lines, size_t count, bool hasFilter, const QString *text);
-    void giveUpUnknownPidsBefore(double time);
+    // `text`: the line as logLineReceived had it, for the diagnostic of a bad line.
+    void parseLiveLine(QByteArrayView utf8Line, const QString *text, FilterEvaluator *filter, LogStore::Line *out);
+    void commitLiveLines(std::span<LogStore::Line> lines, bool hasFilter);
 
     // GUI-thread announcements; each asserts the thread.
-    // The delegate's callback, on the GUI thread only.
     void callDelegate(void (LogDatasourceDelegate::*callback)());
     void notifyLoggerStarted();
     void notifyLoggerStopped();
@@ -240,24 +204,20 @@ private:
 
     void postToMain(std::function<void()> work);
     // Runs work on the GUI thread and waits for it (directly when already there). The wait ends early
-    // when the datasource is being destroyed, so a worker never blocks its own join.
+    // when the datasource is being destroyed, so a reader never blocks the destructor.
     void runOnMainAndWait(std::function<void()> work);
     void abortSession(void (LogDatasource::*notify)()); // the process-list aborts
     void dropDeviceAndLookup(); // after an ADB failure: forget the serial and the process reader
 
     const Clock *m_clock;
     LogDatasourceDelegate *m_delegate = nullptr; // GUI thread only
-    ReaderHooks m_hooks;                          // fixed before workers use it
-    mutable QMutex m_settingsMutex;               // readers are made on the worker threads
+    ReaderHooks m_hooks;                          // fixed before readers use it
+    mutable QMutex m_settingsMutex;               // a leaf: readers are made on the reader threads too
     AdbConnectionSettings m_connectionSettings;
     AdbConnectionSettings connectionSettings() const;
 
-    // Log lock and its state.
-    mutable std::recursive_mutex m_logLock;
-    LogState m_log;
-
-    // Pid lock and the process map.
-    ProcessNameMap m_names;
+    LogStore m_store;    // the log lock
+    ProcessNamer m_namer; // the pid lock
 
     // The current filter: read by every line without the log lock. Its own leaf mutex guards only the
     // handle (copied out, never evaluated under it).
@@ -266,29 +226,27 @@ private:
     std::atomic<quint64> m_filterVersion{0}; // changes with m_logDataFilter
 
     std::atomic<bool> m_isLogging{false};
-    std::atomic<bool> m_addDashAforPS{true};
     LogIndexCounter m_counter;
-    std::atomic<quint64> m_session{0};    // bumped by every startLogger
+    std::atomic<quint64> m_session{0};          // bumped by every startLogger
+    std::atomic<quint64> m_logReaderSession{0}; // session of the current log reader
     std::atomic<bool> m_dataChangedPending{false};
-    quint64 m_bufferCapacity = BoundedBuffer::DefaultCapacity;
+    const quint64 m_bufferCapacity;
     QDateTime m_startTime; // GUI thread
 
-    // Workers. Readers are created, used and deleted on their thread only.
-    QThread *m_logThread = nullptr;
-    QObject *m_logAnchor = nullptr; // lives on m_logThread: context of posted work
-    QThread *m_pidThread = nullptr;
-    QObject *m_pidAnchor = nullptr;
-    LogReader *m_logReader = nullptr;         // m_logThread only
-    std::atomic<quint64> m_logReaderSession{0}; // session of m_logReader
-    PidReader *m_pidReader = nullptr;         // m_pidThread only
-    std::vector<LiveLine> m_batch; // the reader thread's batch, kept for its capacity
-    QThreadPool *m_filterPool = nullptr;      // one thread: jobs run in call order
-    QTimer *m_queueTimer = nullptr;           // GUI thread
-    std::atomic<int> m_workersFinished{0};    // each worker's last act before it is joined
+    // The reader slots, under a leaf mutex: nothing is called or destroyed while it is held.
+    std::mutex m_readerMutex;
+    std::unique_ptr<AdbSocketThread> m_logWorker;
+    std::unique_ptr<AdbSocketThread> m_pidWorker;
+    bool m_readersClosed = false; // the destructor took the slots: no new reader
 
-    // Waits of runOnMainAndWait, released by the destructor.
-    bool isClosing() const;
+    std::vector<LogStore::Line> m_batch; // the log reader's run, kept for its capacity
+    QThreadPool *m_filterPool = nullptr; // one thread: jobs run in call order
+    QTimer *m_queueTimer = nullptr;      // GUI thread
+
+    // Waits of runOnMainAndWait (released by the destructor) and the destructor's wait for the
+    // retired readers.
     mutable std::mutex m_waitMutex;
     std::condition_variable m_waitDone;
     bool m_closing = false;
+    int m_retiring = 0; // retired readers whose thread has not yet let go of this object
 };

@@ -2,10 +2,11 @@
 // The live line path of LogDatasource: runs on the log reader's thread.
 #include "Session/LogDatasource.h"
 
-#include "Helpers/Clock.h"
 #include "Helpers/Logger.h"
 #include "Helpers/TextHelpers.h"
 #include "Log/LogLineParser.h"
+
+#include <QThreadPool>
 
 LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
 {
@@ -15,22 +16,26 @@ LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
     thread_local LogEntryFields fields; // reused: its buffers stay allocated between lines
     if (!LogLineParser::parseFields(utf8Line, LogLineFormatStream, &fields))
         return {};
-    // "app" from the process map: the pid lock (if taken at all) before the log lock, never with it.
-    // A line that begins with "-" is raw text and has no pid to name.
+    // "app" from the process map, before the log lock is taken. A line that begins with "-" is raw
+    // text and has no pid to name.
     if (!utf8Line.startsWith('-')) {
-        const QByteArrayView app = m_names.nameForUtf8(fields.view(utf8Line, LogEntry::Pid));
+        const QByteArrayView app = m_namer.nameForUtf8(fields.view(utf8Line, LogEntry::Pid));
         if (!app.isEmpty()) // borrowed until the entry has copied it
             fields.setOwned(LogEntry::App, QByteArray::fromRawData(app.data(), app.size()));
     }
     return LogEntry::fromLine(m_counter.getIndex(), utf8Line, fields);
 }
 
-void LogDatasource::parseLiveLine(QByteArrayView utf8Line, FilterEvaluator *filter, LiveLine *out)
+void LogDatasource::parseLiveLine(QByteArrayView utf8Line, const QString *text, FilterEvaluator *filter,
+                                  LogStore::Line *out)
 {
-    out->raw = utf8Line;
     // Bytes that are not UTF-8 are the absent line of logLineReceived.
-    out->utf8 = qf::isValidUtf8(utf8Line);
-    out->entry = out->utf8 ? parseLiveLine(utf8Line) : LogEntry();
+    const bool utf8 = text || qf::isValidUtf8(utf8Line);
+    out->entry = utf8 ? parseLiveLine(utf8Line) : LogEntry();
+    if (out->entry.isNull()) {
+        const QString shown = text ? *text : utf8 ? QString::fromUtf8(utf8Line) : QString();
+        QF_LOG(QStringLiteral("bad data: %1").arg(shown));
+    }
     // Evaluated outside every lock; a filter changed meanwhile may apply to this line either way.
     out->matched = filter && !out->entry.isNull() && filter->matches(out->entry);
 }
@@ -40,106 +45,40 @@ void LogDatasource::logLineReceived(const std::optional<QString> &line)
     const QString text = line.value_or(QString());
     const QByteArray utf8 = text.toUtf8();
     FilterEvaluator *filter = lineFilter();
-    LiveLine live;
-    parseLiveLine(utf8, filter, &live);
-    commitLiveLines(&live, 1, filter != nullptr, &text);
+    LogStore::Line live;
+    parseLiveLine(utf8, &text, filter, &live);
+    commitLiveLines({&live, 1}, filter != nullptr);
 }
 
 void LogDatasource::logLineDataReceived(QByteArrayView line)
 {
     FilterEvaluator *filter = lineFilter();
-    LiveLine live;
-    parseLiveLine(line, filter, &live);
-    commitLiveLines(&live, 1, filter != nullptr, nullptr);
+    LogStore::Line live;
+    parseLiveLine(line, nullptr, filter, &live);
+    commitLiveLines({&live, 1}, filter != nullptr);
 }
 
 void LogDatasource::logLinesDataReceived(QByteArrayView lines)
 {
     // Under a flood a thousand lines arrive at once: parsed first, then taken under one log lock.
-    std::vector<LiveLine> &batch = m_batch;
+    std::vector<LogStore::Line> &batch = m_batch;
     FilterEvaluator *filter = lineFilter();
-    forEachLine(lines, [&](QByteArrayView line) { parseLiveLine(line, filter, &batch.emplace_back()); });
-    commitLiveLines(batch.data(), batch.size(), filter != nullptr, nullptr);
-    batch.clear(); // the buffers hold the entries now; the capacity stays for the next batch
+    forEachLine(lines, [&](QByteArrayView line) { parseLiveLine(line, nullptr, filter, &batch.emplace_back()); });
+    commitLiveLines(batch, filter != nullptr);
+    batch.clear(); // the buffers hold the entries now; the capacity stays for the next run
 }
 
-void LogDatasource::commitLiveLines(LiveLine *lines, size_t count, bool hasFilter, const QString *text)
+void LogDatasource::commitLiveLines(std::span<LogStore::Line> lines, bool hasFilter)
 {
-    for (size_t i = 0; i < count; ++i) {
-        if (!lines[i].entry.isNull())
-            continue;
-        const QString shown = text ? *text : lines[i].utf8 ? QString::fromUtf8(lines[i].raw) : QString();
-        QF_LOG(QStringLiteral("bad data: %1").arg(shown));
-    }
-    // The clock only for what needs it: a nameless pid's first sighting and the throttle. Most
-    // batches under a filter need neither.
-    std::optional<double> nowCache;
-    const auto now = [&] {
-        if (!nowCache)
-            nowCache = m_clock->nowSeconds();
-        return *nowCache;
-    };
-    bool lookupDue = false;
-    bool announce = false;
-    // The newest line with a time becomes lastDateReceived if it is kept: after the first kept line
-    // nothing more is dropped, so no other line can be the newest kept one.
-    size_t newestTimed = count;
-    for (size_t i = count; i-- > 0;) {
-        if (!lines[i].entry.isNull() && !lines[i].entry.fieldIsEmpty(LogEntry::Time)) {
-            newestTimed = i;
-            break;
-        }
-    }
-    withLog([&](LogState &s) {
-        bool changed = false;
-        bool newestKept = false;
-        for (size_t i = 0; i < count; ++i) {
-            LiveLine &line = lines[i];
-            if (line.entry.isNull())
-                continue;
-            if (s.checkDates && !line.entry.fieldIsEmpty(LogEntry::Time)) {
-                // logcat replays its whole buffer on every connection: drop what was shown already.
-                const QString time = line.entry.value(LogEntry::Time);
-                const QString last = s.lastTimedEntry.value(LogEntry::Time);
-                if (!last.isEmpty() && time < last) {
-                    ++s.numDuplicateRows;
-                    continue;
-                }
-                s.checkDates = false;
-                if (s.numDuplicateRows != 0)
-                    QF_LOG(QStringLiteral("removed %1 duplicate rows. lastDate:%2").arg(s.numDuplicateRows).arg(last));
-            }
-            if (line.entry.fieldIsEmpty(LogEntry::App)) {
-                const QString pid = line.entry.value(LogEntry::Pid);
-                auto it = s.unknownLogs.find(pid);
-                if (it == s.unknownLogs.end())
-                    it = s.unknownLogs.insert(pid, UnknownPid{now(), {}});
-                it->entries.append(line.entry);
-                if (it->entries.size() >= 2) // the second nameless line of a pid asks
-                    lookupDue = true;
-            }
-            if (line.matched)
-                s.viewData.addObject(line.entry);
-            bool pruned = false;
-            if (i == newestTimed) {
-                newestKept = true;
-                pruned = s.logData.addObject(line.entry);
-            } else {
-                pruned = s.logData.addObject(std::move(line.entry)); // the run's reference, no count
-            }
-            ++s.appendedTotal;
-            // A non-matching line changes nothing shown, unless it pruned the full log (every row moves).
-            if (!hasFilter || line.matched || pruned)
-                changed = true;
-        }
-        // Keeping the handle spares a string per line.
-        if (newestKept)
-            s.lastTimedEntry = lines[newestTimed].entry;
-        if (changed)
-            announce = s.throttle.noteChange(now());
-    });
-    if (announce)
+    LogStore::CommitResult result = m_store.commit(lines, hasFilter);
+    if (result.announce)
         notifyDataChanged();
-    if (lookupDue)
-        loadPID(); // outside the log lock: it takes the pid lock
+    // Releasing pruned blocks (a thousand cold records each) was a tenth of this thread's work under
+    // a flood: the one-thread pool does it instead.
+    if (!result.pruned.isEmpty())
+        m_filterPool->start([pruned = std::move(result.pruned)]() mutable { pruned.clear(); });
+    // Outside the log lock: a lookup takes the pid lock. Every line that asked counts, so one asking
+    // while a lookup runs gets the follow-up lookup.
+    if (result.lookupsDue > 0)
+        startLookup(m_namer.requestLookups(result.lookupsDue));
 }

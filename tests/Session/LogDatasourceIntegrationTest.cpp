@@ -2,29 +2,13 @@
 // LogDatasource against the real adb server and simulated devices: names from ps, the old-device ps
 // form, a lost device, and a reconnect whose replay is dropped.
 #include "support/AdbTestEnv.h"
+#include "support/LogDatasourceRecorder.h"
 #include "Session/LogDatasource.h"
 #include "Log/LogLineParser.h"
 
 #include <QTest>
 
-#include <atomic>
-
 namespace {
-
-class Recorder : public LogDatasourceDelegate
-{
-public:
-    void onLoggerStarted() override { ++started; }
-    void onLoggerStopped() override { ++stopped; }
-    void onLogUpdated() override { ++updated; }
-    void onMultipleDevicesConnected() override { ++failures; }
-    void onDeviceNotFound() override { ++failures; }
-    void onNoDeviceSelected() override { ++failures; }
-    void adbNotRunningError(const AdbError &) override { ++failures; }
-    void adbDeviceNotFound(const AdbError &) override { ++failures; }
-
-    int started = 0, stopped = 0, updated = 0, failures = 0;
-};
 
 // The device's own lines: entries with a time (system messages and logcat's "---" separators left out).
 QList<LogEntry> deviceLines(const QList<LogEntry> &entries)
@@ -72,7 +56,7 @@ protected:
         return std::all_of(lines.begin(), lines.end(), [](const LogEntry &e) { return !e.fieldIsEmpty(LogEntry::App); });
     }
 
-    Recorder recorder;
+    LogDatasourceRecorder recorder;
     std::unique_ptr<LogDatasource> ds;
 };
 
@@ -86,7 +70,7 @@ TEST_F(LogDatasourceIntegrationTest, LinesArriveNamedFromTheProcessList)
     EXPECT_TRUE(QTest::qWaitFor([&] { return ds->logEventCount() >= 100; }, 20000));
     EXPECT_TRUE(QTest::qWaitFor([&] { return allNamed(); }, 20000));
     EXPECT_TRUE(ds->addDashAforPS());
-    EXPECT_EQ(recorder.failures, 0);
+    EXPECT_EQ(recorder.failures(), 0);
 }
 
 TEST_F(LogDatasourceIntegrationTest, OldDeviceIsAskedWithoutDashA)

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+// The log store without threads: runs of parsed lines committed directly, a manual clock.
+#include "Filters/Filter.h"
+#include "Log/LogLineParser.h"
+#include "Session/LogStore.h"
+#include "support/ManualTime.h"
+#include "support/SessionTestData.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class LogStoreTest : public ::testing::Test
+{
+protected:
+    // One line; an empty `app` leaves the pid waiting for a name.
+    LogStore::Line line(const QString &time, const QString &text, const QString &pid = "1", const QString &app = "a",
+                        const QString &type = "I")
+    {
+        return {LogEntry::create(++idx, {time, app, pid, "1", type, "T", text, ""}), false};
+    }
+
+    LogStore::CommitResult commit(std::vector<LogStore::Line> lines, bool hasFilter = false)
+    {
+        return store.commit(lines, hasFilter);
+    }
+
+    quint64 idx = 0;
+    ManualClock clock{1'000'000};
+    LogStore store{clock};
+};
+
+TEST_F(LogStoreTest, ReplayAfterAReconnectIsDroppedUpToTheLastTimeShown)
+{
+    commit({line("10:00:00", "a"), line("10:00:01", "b"), line("", "untimed"), line("10:00:02", "c")});
+    EXPECT_FALSE(store.checkDates()); // the first kept line ends the check
+    EXPECT_EQ(store.lastDateReceived(), "10:00:02");
+
+    store.endOfStream(true);
+    EXPECT_TRUE(store.checkDates());
+    // a and b are older than c and dropped; lines without a time pass; c itself is kept and ends the
+    // check, so a later line with an older time passes again.
+    commit({line("10:00:00", "a"), line("", "sep"), line("10:00:01", "b"), line("10:00:02", "c"),
+            line("10:00:03", "d"), line("09:00:00", "old")});
+    EXPECT_EQ(store.numDuplicateRows(), 2u);
+    EXPECT_EQ(textsOf(store.all()), QStringList({"a", "b", "untimed", "c", "sep", "c", "d", "old"}));
+    EXPECT_EQ(store.lastDateReceived(), "09:00:00");
+
+    // A stream of an older session ends without resetting the count; clearing keeps the last date.
+    store.endOfStream(false);
+    EXPECT_EQ(store.numDuplicateRows(), 2u);
+    store.clear();
+    EXPECT_EQ(store.lastDateReceived(), "09:00:00");
+
+    // A new device replays nothing that was shown; the same device again keeps the check.
+    store.setDeviceId("A");
+    store.endOfStream(true);
+    store.setDeviceId("A");
+    EXPECT_TRUE(store.checkDates());
+    store.setDeviceId("B");
+    EXPECT_FALSE(store.checkDates());
+    commit({line("08:00:00", "older on B")});
+    EXPECT_EQ(store.count(), 1u);
+    EXPECT_EQ(store.endOfStream(true), "B");
+    store.clearDeviceId();
+    EXPECT_EQ(store.deviceId(), "");
+}
+
+TEST_F(LogStoreTest, NamelessPidsWaitAndAskFromTheirSecondLine)
+{
+    const double t0 = clock.nowSeconds();
+    EXPECT_EQ(commit({line("1", "x", "42", "")}).lookupsDue, 0);
+    // Every further nameless line of the pid asks, also within one run.
+    EXPECT_EQ(commit({line("2", "y", "42", ""), line("3", "z", "42", ""), line("4", "named", "42", "n")}).lookupsDue, 2);
+    EXPECT_EQ(store.waitingPidCount(), 1);
+
+    clock.advanceMs(1000);
+    commit({line("5", "later", "7", "")}); // first seen a second later
+    store.giveUpWaitingBefore(t0); // first seen at that time, not earlier: keeps waiting
+    EXPECT_EQ(store.waitingPidCount(), 2);
+
+    store.nameWaiting("42", "com.answer");
+    store.nameWaiting("99", "nobody waits");
+    const QList<LogEntry> all = store.all();
+    EXPECT_EQ(all[2].value(LogEntry::App), "com.answer");
+    EXPECT_EQ(all[3].value(LogEntry::App), "n");
+    EXPECT_EQ(store.waitingPidCount(), 1);
+
+    store.giveUpWaitingBefore(clock.nowSeconds() + 0.001);
+    EXPECT_EQ(store.waitingPidCount(), 0);
+    EXPECT_EQ(all[4].value(LogEntry::App), "");
+
+    // The user's name reaches every entry of the pid, waiting or not.
+    commit({line("6", "again", "7", "")});
+    EXPECT_EQ(store.nameAll("7", "Mine"), 2);
+    EXPECT_EQ(store.waitingPidCount(), 0);
+    EXPECT_EQ(store.all()[4].value(LogEntry::App), "Mine");
+}
+
+TEST_F(LogStoreTest, ChangesAreAnnouncedAtMostEveryQuarterSecond)
+{
+    EXPECT_TRUE(commit({line("1", "a")}).announce); // the first change goes out at once
+    EXPECT_FALSE(commit({line("2", "b")}).announce);
+    clock.advanceMs(250);
+    EXPECT_FALSE(commit({line("3", "c")}).announce); // not more than 0.25 s
+    EXPECT_TRUE(store.flushThrottle()); // the trailing timer announces the rest
+    EXPECT_FALSE(store.flushThrottle()); // nothing pending
+    clock.advanceMs(251);
+    EXPECT_TRUE(commit({line("4", "d")}).announce);
+}
+
+TEST_F(LogStoreTest, NonMatchingLinesAnnounceNothingUnlessTheyPrune)
+{
+    store.setCapacity(1500);
+    clock.advanceMs(1000);
+    std::vector<LogStore::Line> quiet;
+    for (int i = 0; i < 1500; ++i)
+        quiet.push_back(line("1", QString::number(i)));
+    EXPECT_FALSE(commit(quiet, true).announce);
+    EXPECT_FALSE(store.flushThrottle());
+    EXPECT_TRUE(store.view().isEmpty());
+
+    // The 1501st prunes a block of 1000 and is announced though the filter did not take it.
+    const LogStore::CommitResult prune = commit({line("1", "prunes")}, true);
+    EXPECT_TRUE(prune.announce);
+    EXPECT_EQ(store.count(), 501u);
+    // The pruned block comes back whole, oldest first, for the caller to release.
+    ASSERT_EQ(prune.pruned.size(), 1000);
+    EXPECT_EQ(prune.pruned.first().value(LogEntry::Text), "0");
+    EXPECT_EQ(prune.pruned.last().value(LogEntry::Text), "999");
+    EXPECT_EQ(store.all().first().value(LogEntry::Text), "1000");
+
+    LogStore::Line matched = line("1", "shown");
+    matched.matched = true;
+    clock.advanceMs(1000);
+    EXPECT_TRUE(commit({matched}, true).announce);
+    EXPECT_EQ(textsOf(store.view()), QStringList({"shown"}));
+}
+
+TEST_F(LogStoreTest, RefilteringCatchesUpWithLinesThatArrivedMeanwhile)
+{
+    const Filter errors = Filter::parse("type ==[cd] 'E'");
+    commit({line("1", "e1", "1", "a", "E"), line("2", "i1")});
+    LogStore::Snapshot snap = store.snapshot();
+    QString error;
+    QList<LogEntry> matches = filterEntries(snap.entries, errors, &error);
+    commit({line("3", "e2", "1", "a", "E"), line("4", "i2")}); // after the snapshot
+    EXPECT_EQ(store.commitFilter(snap, matches, errors, &error), 2);
+    EXPECT_EQ(textsOf(store.view()), QStringList({"e1", "e2"}));
+
+    // Replaced meanwhile: the log as it is now is filtered again.
+    snap = store.snapshot();
+    matches = filterEntries(snap.entries, errors, &error);
+    LogIndexCounter counter;
+    store.replaceWithFile({LogEntry::create(counter.getIndex(), {"", "", "1", "1", "E", "T", "file", ""})});
+    EXPECT_EQ(store.capacity(), 0u); // a file is unbounded
+    EXPECT_EQ(store.commitFilter(snap, matches, errors, &error), 1);
+    EXPECT_EQ(textsOf(store.view()), QStringList({"file"}));
+
+    // A filter that fails on an entry commits nothing.
+    const Filter bad = Filter::parse("idx CONTAINS[cd] '1'");
+    snap = store.snapshot();
+    commit({line("5", "e3", "1", "a", "E")});
+    EXPECT_EQ(store.commitFilter(snap, {}, bad, &error), -1);
+    EXPECT_FALSE(error.isEmpty());
+    store.clearView();
+    EXPECT_TRUE(store.view().isEmpty());
+}
+
+} // namespace

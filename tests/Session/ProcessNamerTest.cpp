@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+// Process names without threads: the process-list answer, the lookups and what an answer does to the
+// entries waiting in a log store.
+#include "Session/LogStore.h"
+#include "Session/ProcessListAnswer.h"
+#include "Session/ProcessNamer.h"
+#include "support/ManualTime.h"
+#include "support/SessionTestData.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct PsCase
+{
+    const char *line;
+    const char *pid; // null: no process
+    const char *name;
+};
+
+TEST(ProcessListTest, LinesGiveThePidAndTheName)
+{
+    const PsCase cases[] = {
+        {"u0_a12 1234 567 1000 200 0 0 S com.example", "1234", "com.example"},
+        {"u0_a12 1234 567 1000 200 0 0 S <pre-initialized>", nullptr, nullptr},
+        {"a 12 b", nullptr, nullptr},        // fewer than 4 pieces
+        {"a b c d", nullptr, nullptr},       // no integer piece
+        {"root      1     0  init", "1", "init"}, // runs of blanks give empty pieces
+        {"x 00 0 y", "0", "y"},              // "00" is no integer, "0" is
+    };
+    for (const PsCase &c : cases) {
+        const auto ps = ProcessNameMap::parsePsLine(QString::fromLatin1(c.line));
+        ASSERT_EQ(ps.has_value(), c.pid != nullptr) << c.line;
+        if (ps) {
+            EXPECT_EQ(ps->pid, c.pid) << c.line;
+            EXPECT_EQ(ps->name, c.name) << c.line;
+        }
+    }
+}
+
+TEST(ProcessListTest, AnswersOf99CharactersOrFewerAreShort)
+{
+    EXPECT_TRUE(ProcessListAnswer::parse(QString()).isShort);
+    EXPECT_TRUE(ProcessListAnswer::parse(QString(99, u'x')).isShort);
+    // 100 characters are a process list; the header line and CR LF layouts, "-" lines skipped.
+    QString hundred = QStringLiteral("USER PID PPID VSIZE RSS WCHAN PC NAME\r\nroot 7 1 2 3 0 0 S sh\r\n--- x 1 2 3\r\n");
+    hundred = hundred.leftJustified(99, u' ') + u'\n';
+    ASSERT_EQ(hundred.size(), 100);
+    const ProcessListAnswer answer = ProcessListAnswer::parse(hundred);
+    EXPECT_FALSE(answer.isShort);
+    ASSERT_EQ(answer.processes.size(), 1);
+    EXPECT_EQ(answer.processes[0].pid, "7");
+    EXPECT_EQ(answer.processes[0].name, "sh");
+}
+
+TEST(ProcessListTest, ErrorLinesThatEndTheSessionAbortTheAnswer)
+{
+    const struct
+    {
+        const char *error;
+        ProcessListAnswer::Abort abort;
+    } cases[] = {
+        {"error: more than one device and emulator", ProcessListAnswer::Abort::MultipleDevices},
+        {"error: device not found", ProcessListAnswer::Abort::DeviceNotFound},
+        {"error: something else", ProcessListAnswer::Abort::None},
+    };
+    for (const auto &c : cases) {
+        const QString text = psOutput({{1, "init"}}) + QString::fromLatin1(c.error) + u'\n' +
+                             QStringLiteral("u0_a12 2 1 1000 200 0 0 S after\n");
+        const ProcessListAnswer answer = ProcessListAnswer::parse(text);
+        EXPECT_EQ(answer.abort, c.abort) << c.error;
+        // Lines before the error count; after an aborting one nothing more is read.
+        EXPECT_EQ(answer.processes.size(), c.abort == ProcessListAnswer::Abort::None ? 2 : 1) << c.error;
+    }
+}
+
+class ProcessNamerTest : public ::testing::Test
+{
+protected:
+    // Lines of pid `pid` without a name, at the clock's time.
+    int waitFor(const QString &pid, int lines)
+    {
+        std::vector<LogStore::Line> run;
+        for (int i = 0; i < lines; ++i)
+            run.push_back({LogEntry::create(++idx, {"t", "", pid, "1", "I", "T", "x", ""}), false});
+        return store.commit(run, false).lookupsDue;
+    }
+    QString appOf(qsizetype i) const { return store.all()[i].value(LogEntry::App); }
+
+    quint64 idx = 0;
+    ManualClock clock{1'000'000};
+    LogStore store{clock};
+    ProcessNamer namer{clock};
+};
+
+TEST_F(ProcessNamerTest, OneLookupAtATimeAndAFollowUpForRequestsMeanwhile)
+{
+    EXPECT_EQ(namer.requestLookups(), std::optional<bool>(true)); // "-A" first
+    EXPECT_TRUE(namer.lookupRunning());
+    EXPECT_EQ(namer.requestLookups(), std::nullopt); // remembered
+    EXPECT_EQ(namer.applyAnswer(psOutput({{1, "init"}}), store).lookupWithDashA, std::optional<bool>(true));
+    EXPECT_EQ(namer.applyAnswer(psOutput({{1, "init"}}), store).lookupWithDashA, std::nullopt);
+    EXPECT_FALSE(namer.lookupRunning());
+
+    // Several requests at once: the first starts a lookup, the others ask for the follow-up.
+    EXPECT_EQ(namer.requestLookups(2), std::optional<bool>(true));
+    EXPECT_EQ(namer.applyAnswer(psOutput({{1, "init"}}), store).lookupWithDashA, std::optional<bool>(true));
+
+    // A failed lookup stays running: nothing new starts until reset.
+    namer.lookupFailed("boom");
+    EXPECT_EQ(namer.requestLookups(), std::nullopt);
+    namer.reset();
+    EXPECT_FALSE(namer.lookupRunning());
+    EXPECT_EQ(namer.requestLookups(), std::optional<bool>(true));
+}
+
+TEST_F(ProcessNamerTest, ShortAnswersFlipTheDashAArgumentAndAskAgain)
+{
+    namer.requestLookups();
+    EXPECT_EQ(namer.applyAnswer(QString(99, u'.'), store).lookupWithDashA, std::optional<bool>(false));
+    EXPECT_FALSE(namer.addDashA());
+    EXPECT_EQ(namer.applyAnswer(std::nullopt, store).lookupWithDashA, std::optional<bool>(true)); // no limit
+    namer.applyAnswer(QString(), store);
+    namer.endOfStream(); // a new stream tries "-A" first
+    EXPECT_TRUE(namer.addDashA());
+}
+
+TEST_F(ProcessNamerTest, AnswersNameWaitingEntriesAndGiveUpOnGonePids)
+{
+    waitFor("5", 1); // first seen before the lookup
+    clock.advanceMs(1000);
+    ASSERT_EQ(waitFor("6", 2), 1);
+    waitFor("42", 2);
+    namer.requestLookups(); // starts now: pid 6 was first seen at this very time
+    namer.applyAnswer(psOutput({{42, "com.answer"}, {1, "init"}}), store);
+    EXPECT_EQ(namer.nameFor("42"), "com.answer");
+    EXPECT_EQ(appOf(3), "com.answer");
+    EXPECT_EQ(appOf(4), "com.answer");
+    EXPECT_EQ(appOf(0), ""); // pid 5 is given up, pid 6 keeps waiting
+    EXPECT_EQ(store.waitingPidCount(), 1);
+
+    // An aborting answer still names what came before it, and ends no lookup.
+    namer.requestLookups();
+    namer.applyAnswer(psOutput({{6, "six"}}) + "error: device not found\n", store);
+    EXPECT_EQ(appOf(1), "six");
+    EXPECT_TRUE(namer.lookupRunning());
+}
+
+TEST_F(ProcessNamerTest, UserNamesWinAndSurviveTheEndOfAStreamAndClearing)
+{
+    namer.setUserName("300", "Mine");
+    namer.requestLookups();
+    namer.applyAnswer(psOutput({{300, "com.device.name"}, {301, "other"}}), store);
+    EXPECT_EQ(namer.nameFor("300"), "Mine");
+    EXPECT_EQ(namer.nameFor("301"), "other");
+    namer.endOfStream();
+    EXPECT_EQ(namer.nameFor("301"), ""); // the device's names are forgotten
+    namer.reset();
+    EXPECT_EQ(namer.nameFor("300"), "Mine");
+}
+
+TEST_F(ProcessNamerTest, TheLinePathSeesEveryChangeOfTheMap)
+{
+    // Names are remembered per thread for the line path: a change must show on the very next line,
+    // and two namers on one thread must not see each other's names.
+    ProcessNamer other(clock);
+    namer.applyAnswer(psOutput({{42, "device.name"}, {7, "seven"}}), store);
+    other.applyAnswer(psOutput({{42, "other.name"}}), store);
+    EXPECT_EQ(namer.nameForUtf8("42"), "device.name");
+    EXPECT_EQ(other.nameForUtf8("42"), "other.name");
+    EXPECT_EQ(namer.nameForUtf8("042"), ""); // "042" is not "42"
+    namer.setUserName("42", "user.name");
+    EXPECT_EQ(namer.nameForUtf8("42"), "user.name");
+    other.endOfStream();
+    EXPECT_EQ(other.nameForUtf8("42"), "");
+    EXPECT_EQ(namer.nameForUtf8("42"), "user.name");
+    EXPECT_EQ(namer.nameForUtf8("x9"), ""); // not a number: looked up the slow way
+}
+
+} // namespace
