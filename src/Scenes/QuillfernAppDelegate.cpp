@@ -294,10 +294,18 @@ void QuillfernAppDelegate::startLogging()
 {
     m_isDatasourceDevice = true;
     passConnectionSettings(*m_logDatasource, *m_deviceSource);
-    if (!m_logDatasource->deviceId().isEmpty())
-        m_logDatasource->startLogger();
-    else
+    const QString deviceId = m_logDatasource->deviceId();
+    if (deviceId.isEmpty()) {
         m_deviceSource->loadDeviceList();
+        return;
+    }
+    // A new device starts with an empty log. Cleared before its stream starts: the stream's first
+    // lines may be in the log before onLoggerStarted gets here.
+    if (m_reconnect->isDifferentDevice(deviceId)) {
+        QF_LOG(QStringLiteral("different device: %1 (was:%2)").arg(deviceId, m_reconnect->lastDeviceConnectedId()));
+        clearLog();
+    }
+    m_logDatasource->startLogger();
 }
 
 void QuillfernAppDelegate::stopLogging()
@@ -366,10 +374,6 @@ void QuillfernAppDelegate::onLoggerStarted()
         return;
     }
     QF_LOG(QStringLiteral("connecting to: %1").arg(deviceId));
-    if (m_reconnect->isDifferentDevice(deviceId)) {
-        QF_LOG(QStringLiteral("different device: %1 (was:%2)").arg(deviceId, m_reconnect->lastDeviceConnectedId()));
-        clearLog();
-    }
     m_logDatasource->logMessage(QStringLiteral("Started logging %1").arg(deviceId));
     const QString title = m_devices->titleForDevice(deviceId);
     m_reconnect->streamStarted(deviceId, title);

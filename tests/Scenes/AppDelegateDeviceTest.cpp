@@ -156,9 +156,8 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
         if (!key.isEmpty())
             expected << key;
     }
-    // The device keeps only its newest lines, and the first stream clears the log as it starts (which
-    // may drop a few replayed lines): compare from the first shown line the device still has. That
-    // span includes the drop and the return.
+    // The device keeps only its newest lines: compare from the first shown line the device still has.
+    // That span includes the drop and the return.
     const QList<LogEntry> &all = shown;
     qsizetype from = 0;
     qsizetype firstAt = -1;
@@ -183,6 +182,35 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     EXPECT_TRUE(title().startsWith("Pixel Sim - " + serial) || title() == serial + " [OFFLINE]") << title().toStdString();
     EXPECT_EQ(button(), "Run");
     EXPECT_FALSE(app->autoReconnect());
+}
+
+TEST_F(AppDelegateDeviceTest, EveryReplayedLineSurvivesTheStartOfANewDevice)
+{
+    // Only the replayed buffer, no live lines: what the window shows must be exactly the device's log.
+    const QString serial = startDevice({"--buffer", "4000", "--lines", "0"});
+    ASSERT_FALSE(serial.isEmpty());
+    const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
+    ASSERT_EQ(dump.exitCode, 0);
+    QStringList expected;
+    for (const QString &line : dump.text().split('\n')) {
+        const QString key = dumpKey(QString(line).remove('\r'));
+        if (!key.isEmpty())
+            expected << key;
+    }
+    ASSERT_EQ(expected.size(), 4000);
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(serial); }, 15000)) << title().toStdString();
+    QStringList shown;
+    const auto allShown = [&] {
+        shown.clear();
+        for (const LogEntry &e : deviceRows())
+            shown << lineKey(e);
+        return shown.size() >= expected.size();
+    };
+    EXPECT_TRUE(QTest::qWaitFor(allShown, 15000)) << shown.size() << " of " << expected.size() << " lines shown";
+    ASSERT_FALSE(shown.isEmpty());
+    EXPECT_EQ(shown.first().toStdString(), expected.first().toStdString());
+    EXPECT_EQ(shown, expected);
 }
 
 TEST_F(AppDelegateDeviceTest, WhilePausedAnotherDeviceIsNotTaken)
