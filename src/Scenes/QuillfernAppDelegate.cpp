@@ -413,16 +413,26 @@ void QuillfernAppDelegate::adbNotRunningError(const AdbError &error)
     QF_LOG(QStringLiteral("adb not running: %1").arg(error.toString()));
     onLoggerStopped();
     m_logDatasource->setDeviceId(QString());
+    // The stream and the device list both report a missing server: one start serves both.
+    if (m_adbStarting)
+        return;
+    m_adbStarting = true;
     m_window->setWindowTitle(QString::fromLatin1(ConnectionStatus::StartingAdbTitle));
     QPointer<QuillfernAppDelegate> self(this);
     m_options.startAdb([self](bool ok) {
         if (!self)
             return;
+        self->m_adbStarting = false;
         self->setOfflineTitle();
-        if (ok)
+        if (ok) {
             self->startLogging();
-        else
+        } else if (self->autoReconnect()) {
+            // A device was streaming: keep retrying, so a server that comes back (whoever starts it)
+            // brings the stream back without the user pressing Run.
+            QF_LOG(QStringLiteral("adb server not started; retrying"));
+        } else {
             self->showAdbNotRunningError();
+        }
     });
 }
 
