@@ -77,6 +77,7 @@ TEST_F(ReconnectPolicyTest, ChoosesTheOnlyDeviceOrAsks)
     EXPECT_EQ(d.deviceId, "unauthorized");
     // Several devices give the picker whatever their state.
     EXPECT_EQ(policy->chooseDevice({{"unauthorized", "unauthorized"}, {"B", "B"}}).kind, DeviceDecision::ShowPicker);
+}
 
 TEST_F(ReconnectPolicyTest, RetryingOnlyReturnsToTheLastDevice)
 {
