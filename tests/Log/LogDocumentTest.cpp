@@ -179,6 +179,9 @@ TEST(LogDocumentTest, EncodingFallbacksReachTheParser)
     EXPECT_EQ(u.encoding, "UTF-16LE");
     ASSERT_EQ(u.entries.size(), 6);
     EXPECT_EQ(u.entries[5].value(LogEntry::Text), QString::fromUtf8(" 日志"));
+    const LogFileResult latin1 = readData(QByteArray("01-23 14:05:06.789  1  2 I T: caf\xe9\n").repeated(6));
+    EXPECT_EQ(latin1.encoding, "ISO 8859-1");
+    EXPECT_EQ(latin1.entries.value(0).value(LogEntry::Text), QString::fromUtf8(" café"));
     // A mark on valid UTF-8 does not stick to the first time.
     const LogFileResult bom = readData("\xef\xbb\xbf" + QByteArray("01-23 14:05:06.789  1  2 I T: x\n").repeated(5));
     ASSERT_EQ(bom.entries.size(), 5);
