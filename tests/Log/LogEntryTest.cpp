@@ -13,9 +13,7 @@ namespace {
 
 LogEntry sample(quint64 idx = 7)
 {
-    return LogEntry::create(idx, {QStringLiteral("01-23 14:05:06.789"), QString(), QStringLiteral("1234"),
-                                  QStringLiteral("-"), QStringLiteral("I"), QStringLiteral("ActivityManager"),
-                                  QStringLiteral(" Start proc é"), QString()});
+    return testEntry({.idx = idx, .name = "ActivityManager", .text = QStringLiteral(" Start proc é")});
 }
 
 } // namespace
