@@ -56,27 +56,21 @@ TEST(FilterParse, QuotingAndEscapes)
 
 TEST(FilterParse, PrecedenceGroupingAndStructure)
 {
-    const Filter f = Filter::parse("a == '1' OR b == '2' AND c == '3'");
-    ASSERT_TRUE(f.isValid());
-    ASSERT_EQ(f.kind(), Filter::Kind::Or);
-    ASSERT_EQ(f.parts().size(), 2);
-    EXPECT_EQ(f.parts().at(1).kind(), Filter::Kind::And);
-
-    const Filter n = Filter::parse("NOT a == '1' AND b == '2'");
-    ASSERT_EQ(n.kind(), Filter::Kind::And);
-    EXPECT_EQ(n.parts().at(0).kind(), Filter::Kind::Not);
-    EXPECT_EQ(n.toString(), "NOT a == \"1\" AND b == \"2\"");
-
-    EXPECT_EQ(printed("NOT (a == '1' OR b == '2')"), "NOT (a == \"1\" OR b == \"2\")");
-    EXPECT_EQ(printed("NOT NOT a == '1'"), "NOT NOT a == \"1\"");
-    // A chain is one n-ary node; a parenthesised group stays a node of its own.
+    // The printed form shows the tree: an AND under an OR and a group are parenthesised, a chain is one node.
+    const std::pair<const char *, const char *> cases[] = {
+        {"a == '1' OR b == '2' AND c == '3'", "a == \"1\" OR (b == \"2\" AND c == \"3\")"},
+        {"NOT a == '1' AND b == '2'", "NOT a == \"1\" AND b == \"2\""},
+        {"NOT (a == '1' OR b == '2')", "NOT (a == \"1\" OR b == \"2\")"},
+        {"NOT NOT a == '1'", "NOT NOT a == \"1\""},
+        {"a == '1' AND b == '2' AND c == '3'", "a == \"1\" AND b == \"2\" AND c == \"3\""},
+        {"(a == '1' AND b == '2') AND c == '3'", "(a == \"1\" AND b == \"2\") AND c == \"3\""},
+        {"((text == 'x'))", "text == \"x\""}, // redundant parentheses around one comparison vanish
+    };
+    for (const auto &[text, print] : cases)
+        EXPECT_EQ(printed(text), print);
     EXPECT_EQ(Filter::parse("a == '1' AND b == '2' AND c == '3'").parts().size(), 3);
-    const Filter nested = Filter::parse("(a == '1' AND b == '2') AND c == '3'");
-    EXPECT_EQ(nested.parts().size(), 2);
-    EXPECT_EQ(nested.toString(), "(a == \"1\" AND b == \"2\") AND c == \"3\"");
-    EXPECT_NE(nested, Filter::parse("a == '1' AND b == '2' AND c == '3'"));
-    // Redundant parentheses around one comparison vanish.
-    EXPECT_EQ(Filter::parse("((text == 'x'))"), Filter::parse("text == 'x'"));
+    EXPECT_NE(Filter::parse("(a == '1' AND b == '2') AND c == '3'"),
+              Filter::parse("a == '1' AND b == '2' AND c == '3'"));
 }
 
 TEST(FilterParse, AliasesKeywordCaseOptionsAndNumbers)
