@@ -255,18 +255,7 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     EXPECT_EQ(LogDocument::kindForPath("/a/X.FILTERS"), LogDocument::FileKind::Filters);
     EXPECT_EQ(LogDocument::kindForPath("/a/b.Quillfern"), LogDocument::FileKind::DictionaryCandidate);
     EXPECT_EQ(LogDocument::kindForPath("/a/b.log"), LogDocument::FileKind::Text);
-    QTemporaryDir dir;
-    const QByteArray plist =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
-        "<array><dict/><dict/></array></dict></plist>\n";
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("a.quillfern"), plist)), 2);
-    const QByteArray other = "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><array/></plist>\n";
-    EXPECT_FALSE(
-        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("b.quillfern"), other)).has_value());
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("c.quillfern"), "01-23 x\n")));
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
-
-    // The binary form, other keys before it, and nested content that is skipped, not followed.
+    // The binary form, with another key before the rows.
     plist_t root = plist_new_dict();
     plist_dict_set_item(root, "version", plist_new_uint(2));
     plist_t rows = plist_new_array();
@@ -279,16 +268,26 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     const QByteArray binary(bin, qsizetype(length));
     std::free(bin);
     plist_free(root);
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("d.quillfern"), binary)), 3);
-    const QByteArray skipped =
-        "<?xml version=\"1.0\"?><plist><dict><key>meta</key><array><array><dict/></array>"
-        "</array><key>logdata</key><array><dict><key>a</key><array/></dict></array></dict></plist>";
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("e.quillfern"), skipped)), 1);
-    // Nesting 200,000 deep ends the reading, not the program.
-    const QByteArray deep =
-        "<?xml version=\"1.0\"?><plist><dict><key>logdata</key>" + QByteArray("<array>").repeated(200000);
-    EXPECT_FALSE(
-        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("f.quillfern"), deep)).has_value());
+
+    const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">";
+    const std::pair<QByteArray, std::optional<qsizetype>> documents[] = {
+        {head + "<dict><key>logdata</key><array><dict/><dict/></array></dict></plist>\n", 2},
+        {binary, 3},
+        // Nested content is skipped, not followed.
+        {head + "<dict><key>meta</key><array><array><dict/></array></array><key>logdata</key><array><dict><key>a"
+                "</key><array/></dict></array></dict></plist>",
+         1},
+        {head + "<array/></plist>\n", std::nullopt},
+        {"01-23 x\n", std::nullopt},
+        // Nesting 200,000 deep ends the reading, not the program.
+        {head + "<dict><key>logdata</key>" + QByteArray("<array>").repeated(200000), std::nullopt},
+    };
+    QTemporaryDir dir;
+    for (const auto &[bytes, count] : documents) {
+        const QString path = writeTestFile(dir.filePath(QStringLiteral("doc.quillfern")), bytes);
+        EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(path), count) << bytes.left(80).constData();
+    }
+    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
 }
 
 TEST(LogDocumentTest, WriteTextFileAndReadItBack)
