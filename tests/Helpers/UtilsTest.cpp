@@ -26,25 +26,13 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_dir.isValid());
-        m_env.insert(QStringLiteral("ANDROID_HOME"), sdk());
-        m_env.insert(QStringLiteral("ANDROID_SDK_ROOT"), sdkRoot());
+        m_env.insert(QStringLiteral("ANDROID_HOME"), m_dir.filePath(QStringLiteral("sdk")));
+        m_env.insert(QStringLiteral("ANDROID_SDK_ROOT"), m_dir.filePath(QStringLiteral("sdkroot")));
         m_env.insert(QStringLiteral("PATH"), bin() + QStringLiteral(":/nonexistent"));
     }
 
-    QString home() const { return m_dir.path() + QStringLiteral("/home"); }
-    QString sdk() const { return m_dir.path() + QStringLiteral("/sdk"); }
-    QString sdkRoot() const { return m_dir.path() + QStringLiteral("/sdkroot"); }
-    QString bin() const { return m_dir.path() + QStringLiteral("/bin"); }
-
-    QStringList expectedOrder() const
-    {
-        return {home() + QStringLiteral("/android-sdks/platform-tools/adb"),
-                home() + QStringLiteral("/Library/Android/sdk/platform-tools/adb"),
-                home() + QStringLiteral("/Android/Sdk/platform-tools/adb"),
-                sdk() + QStringLiteral("/platform-tools/adb"),
-                sdkRoot() + QStringLiteral("/platform-tools/adb"),
-                bin() + QStringLiteral("/adb")};
-    }
+    QString home() const { return m_dir.filePath(QStringLiteral("home")); }
+    QString bin() const { return m_dir.filePath(QStringLiteral("bin")); }
 
     // Runs startAdb with a fake tool and waits for the completion.
     std::optional<bool> startWith(const QByteArray &script, bool *onMainThread = nullptr)
@@ -75,7 +63,10 @@ protected:
 
 TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
 {
-    const QStringList order = expectedOrder();
+    const QStringList order{
+        home() + "/android-sdks/platform-tools/adb",  home() + "/Library/Android/sdk/platform-tools/adb",
+        home() + "/Android/Sdk/platform-tools/adb",   m_dir.filePath("sdk/platform-tools/adb"),
+        m_dir.filePath("sdkroot/platform-tools/adb"), bin() + "/adb"};
     for (const QString &path : order)
         makeExecutable(path, "exit 0\n");
 
