@@ -92,6 +92,8 @@ TEST_F(SettingsTest, RegisterDefaultsWritesConnectionSettingsWhenMissingOrEmpty)
 
 TEST_F(SettingsTest, TypedAccessors)
 {
+    EXPECT_EQ(Settings::adbLogTags(), QString()); // unset: every tag, and the log is kept at start
+    EXPECT_FALSE(Settings::clearLogOnStart());
     Settings::setValue(SettingsKey::adbLogTags, QStringLiteral("ActivityManager:I *:S"));
     Settings::setValue(SettingsKey::clearLogOnStart, true);
     Settings::setValue(SettingsKey::defaultFontSize, 13.5);
