@@ -1,36 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/FilterFile.h"
 
-#include <gtest/gtest.h>
-#include <plist/plist.h>
+#include "support/PropertyLists.h"
 
-#include <cstdlib>
+#include <gtest/gtest.h>
 
 namespace {
 
 using Entries = QList<FilterFile::Entry>;
 
-// A value as libplist writes it, XML or binary (what other tools and older exports hold); takes the value.
-QByteArray encoded(plist_t value, bool binary)
-{
-    char *out = nullptr;
-    uint32_t length = 0;
-    if (binary)
-        plist_to_bin(value, &out, &length);
-    else
-        plist_to_xml(value, &out, &length);
-    QByteArray bytes(out, qsizetype(length));
-    std::free(out);
-    plist_free(value);
-    return bytes;
-}
-
 QByteArray written(const QList<std::pair<QString, QString>> &pairs, bool binary)
 {
-    plist_t dict = plist_new_dict();
-    for (const auto &[name, text] : pairs)
-        plist_dict_set_item(dict, name.toUtf8().constData(), plist_new_string(text.toUtf8().constData()));
-    return encoded(dict, binary);
+    return stringDictionary(pairs, binary);
 }
 
 std::map<QString, QString> asMap(const Entries &entries)
@@ -82,7 +63,7 @@ TEST(FilterFileTest, AnythingButADictionaryOfTextIsRefusedWithAReason)
         {"deeply nested", head + QByteArray("<array>").repeated(200000)},
         {"binary, wrong version", "bplist15" + QByteArray(40, '\0')},
         {"binary, truncated", written({{"a", "b"}}, true).chopped(5)},
-        {"binary, root array", encoded(plist_new_array(), true)},
+        {"binary, root array", plistBytes(plist_new_array(), true)},
     };
     for (const auto &[what, bytes] : cases) {
         QString error;

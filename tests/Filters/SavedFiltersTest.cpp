@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/SavedFilters.h"
+#include "support/PropertyLists.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -32,16 +33,10 @@ protected:
 
 QByteArray binaryPlist(const QMap<QString, QString> &texts)
 {
-    plist_t dict = plist_new_dict();
+    QList<std::pair<QString, QString>> pairs;
     for (auto it = texts.cbegin(); it != texts.cend(); ++it)
-        plist_dict_set_item(dict, it.key().toUtf8().constData(), plist_new_string(it.value().toUtf8().constData()));
-    char *bin = nullptr;
-    uint32_t len = 0;
-    plist_to_bin(dict, &bin, &len);
-    plist_free(dict);
-    QByteArray out(bin, qsizetype(len));
-    plist_to_bin_free(bin);
-    return out;
+        pairs.append({it.key(), it.value()});
+    return stringDictionary(pairs, true);
 }
 
 } // namespace

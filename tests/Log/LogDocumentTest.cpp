@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Log/LogDocument.h"
+#include "support/PropertyLists.h"
 #include "support/TestEntries.h"
 #include "support/TestFiles.h"
 
@@ -262,12 +263,7 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     for (int i = 0; i < 3; ++i)
         plist_array_append_item(rows, plist_new_dict());
     plist_dict_set_item(root, "logdata", rows);
-    char *bin = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &bin, &length);
-    const QByteArray binary(bin, qsizetype(length));
-    std::free(bin);
-    plist_free(root);
+    const QByteArray binary = plistBytes(root, true);
 
     const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">";
     const std::pair<QByteArray, std::optional<qsizetype>> documents[] = {
