@@ -1,21 +1,17 @@
 // SPDX-License-Identifier: MIT
-// The main window against the real adb server and simulated devices: streaming, the cable pulled
-// and put back, another device appearing meanwhile, Stop, and the picker with two devices.
+// The main window against the real adb server and a simulated device: streaming, the cable pulled
+// and put back with no line lost or shown twice, and Stop. The other device changes are played
+// against a scripted server in AppDelegateStateTest.
 #include "Session/ReconnectPolicy.h"
-#include "Scenes/DevicePickerSheet.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
-#include "Scenes/SelectableTableView.h"
 #include "support/AdbTestEnv.h"
 #include "support/Dialogs.h"
-#include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
 #include <QAction>
-#include <QPushButton>
 #include <QRegularExpression>
-#include <QSet>
 #include <QTest>
 
 namespace {
@@ -47,7 +43,9 @@ protected:
     {
         AdbTest::SetUp();
         QuillfernAppDelegate::Options options;
-        options.reconnectTimer = takeTimer();
+        auto ownedTimer = std::make_unique<ManualTimer>();
+        timer = ownedTimer.get();
+        options.reconnectTimer = std::move(ownedTimer);
         options.startAdb = [](std::function<void(bool)> done) { done(false); };
         options.openUrl = [](const QUrl &) {};
         app = std::make_unique<QuillfernAppDelegate>(std::move(options));
@@ -93,12 +91,6 @@ protected:
     QMessageBox *visibleMessageBox() const { return dialogs::visible<QMessageBox>(app->window()); }
 
     ManualTimer *timer = nullptr; // owned by the delegate
-    std::unique_ptr<RepeatingTimer> takeTimer()
-    {
-        auto owned = std::make_unique<ManualTimer>();
-        timer = owned.get();
-        return owned;
-    }
     std::unique_ptr<QuillfernAppDelegate> app;
 };
 
@@ -133,47 +125,36 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     // Every device line once, in the device's order, nothing missing in between. The one exception is
     // the datasource's rule for the replay: a replayed line whose time equals the last kept time is
     // kept (it ends the duplicate check), so the last line before the drop may appear once more.
-    QList<LogEntry> shown;
+    QStringList shown;
     int repeats = 0;
     for (const LogEntry &e : deviceRows()) {
-        if (!shown.isEmpty() && lineKey(shown.back()) == lineKey(e)) {
-            ++repeats;
-            continue;
-        }
-        shown << e;
+        const QString key = lineKey(e);
+        repeats += !shown.isEmpty() && shown.back() == key;
+        if (shown.isEmpty() || shown.back() != key)
+            shown << key;
     }
     EXPECT_LE(repeats, 1);
-    QSet<QString> seen;
-    for (const LogEntry &e : shown) {
-        EXPECT_FALSE(seen.contains(lineKey(e))) << "shown twice: " << lineKey(e).toStdString();
-        seen.insert(lineKey(e));
-    }
     const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
     ASSERT_EQ(dump.exitCode, 0);
     QStringList expected;
-    for (const QString &line : dump.text().split('\n')) {
-        const QString key = dumpKey(line.trimmed().isEmpty() ? QString() : QString(line).remove('\r'));
-        if (!key.isEmpty())
+    for (const QString &line : dump.text().remove('\r').split('\n'))
+        if (const QString key = dumpKey(line); !key.isEmpty())
             expected << key;
-    }
     // The device keeps only its newest lines, and the first stream clears the log as it starts (which
     // may drop a few replayed lines): compare from the first shown line the device still has. That
     // span includes the drop and the return.
-    const QList<LogEntry> &all = shown;
     qsizetype from = 0;
-    qsizetype firstAt = -1;
-    for (; from < all.size() && firstAt < 0; ++from)
-        firstAt = expected.indexOf(lineKey(all[from]));
-    ASSERT_GE(firstAt, 0);
-    const QList<LogEntry> shownTail = all.mid(from - 1);
-    ASSERT_GT(shownTail.size(), all.size() - beforeDrop) << "the compared span must reach back before the drop";
-    const qsizetype lastAt = expected.indexOf(lineKey(shownTail.back()));
-    ASSERT_GE(lastAt, firstAt) << lineKey(shownTail.back()).toStdString();
-    expected = expected.mid(firstAt, lastAt - firstAt + 1);
-    for (qsizetype i = 0; i < std::min(shownTail.size(), expected.size()); ++i)
-        ASSERT_EQ(lineKey(shownTail[i]).toStdString(), expected[i].toStdString())
-            << "at " << i << " after " << lineKey(shownTail[std::max<qsizetype>(0, i - 1)]).toStdString();
-    ASSERT_EQ(qsizetype(shownTail.size()), expected.size());
+    while (from < shown.size() && !expected.contains(shown[from]))
+        ++from;
+    ASSERT_LT(from, shown.size());
+    const QStringList tail = shown.mid(from);
+    ASSERT_GT(tail.size(), shown.size() - beforeDrop) << "the compared span must reach back before the drop";
+    const QStringList want = expected.mid(expected.indexOf(tail.front()), tail.size());
+    const auto [got, wanted] = std::mismatch(tail.begin(), tail.end(), want.begin(), want.end());
+    EXPECT_TRUE(got == tail.end() && wanted == want.end())
+        << "at " << (got - tail.begin()) << " of " << tail.size() << ": shown "
+        << (got == tail.end() ? "nothing" : got->toStdString()) << ", the device has "
+        << (wanted == want.end() ? "nothing" : wanted->toStdString());
 
     // Stop: offline.
     app->window()->actions().connect->trigger();
@@ -183,58 +164,4 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     EXPECT_TRUE(title().startsWith("Pixel Sim - " + serial) || title() == serial + " [OFFLINE]") << title().toStdString();
     EXPECT_EQ(button(), "Run");
     EXPECT_FALSE(app->autoReconnect());
-}
-
-TEST_F(AppDelegateDeviceTest, WhilePausedAnotherDeviceIsNotTaken)
-{
-    const QString first = startDevice({"--rate", "20"});
-    ASSERT_FALSE(first.isEmpty());
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(first); }, 15000));
-    ASSERT_TRUE(env().removeDevice(first));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
-
-    const QString second = startDevice({"--rate", "20"});
-    ASSERT_FALSE(second.isEmpty());
-    // Three ticks, each listing only the new device.
-    LogCapture log;
-    for (int i = 0; i < 3; ++i) {
-        const int handled = log.count("Connected Devices:");
-        app->onReconnectTimerTick();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("Connected Devices:") > handled; }, 5000));
-    }
-    EXPECT_GE(log.count("device change - don't automatically reconnect to new device!"), 1);
-    EXPECT_FALSE(app->logDatasource()->isLogging());
-    EXPECT_EQ(app->reconnectPolicy()->lastDeviceConnectedId(), first);
-    EXPECT_TRUE(title().endsWith(" [PAUSED]"));
-    EXPECT_EQ(visibleMessageBox(), nullptr);
-    EXPECT_EQ(button(), "Stop");
-
-    // Stop while paused: offline at once, and Run then takes the new device.
-    app->onConnectButtonPressed();
-    EXPECT_TRUE(title().endsWith(" [OFFLINE]"));
-    EXPECT_EQ(button(), "Run");
-    app->onConnectButtonPressed();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(second); }, 15000)) << title().toStdString();
-}
-
-TEST_F(AppDelegateDeviceTest, PickerWithTwoDevices)
-{
-    const QString a = startDevice({"--rate", "10"});
-    const QString b = startDevice({"--rate", "10", "--model", "Tablet Sim"});
-    ASSERT_FALSE(a.isEmpty());
-    ASSERT_FALSE(b.isEmpty());
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->devicePickerSheet() && app->devicePickerSheet()->isVisible(); }, 15000));
-    DevicePickerSheet *picker = app->devicePickerSheet();
-    const QStringList titles = picker->deviceTitles();
-    ASSERT_EQ(titles.size(), 2);
-    const int indexOfB = titles[0].endsWith(b) ? 0 : 1;
-    EXPECT_TRUE(titles[indexOfB].endsWith(b));
-    EXPECT_EQ(title(), "No devices connected");
-    picker->setSelectedIndex(indexOfB);
-    picker->connectButton()->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(b); }, 15000)) << title().toStdString();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title() == b + " - Tablet Sim" || title() == "Tablet Sim - " + b; }, 10000))
-        << title().toStdString();
 }

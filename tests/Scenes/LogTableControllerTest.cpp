@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractItemModelTester>
-#include <QApplication>
 #include <QHeaderView>
 #include <QImage>
 #include <QScrollBar>
@@ -35,8 +34,6 @@ struct LogTableControllerTest : ::testing::Test {
     }
     void TearDown() override
     {
-        tester.reset();
-        controller.reset();
         Settings::remove(SettingsKey::defaultFontSize);
     }
 
@@ -189,36 +186,26 @@ TEST_F(LogTableControllerTest, FilterChangeRestoresAndCentresTheSelectedEntry)
 
 TEST_F(LogTableControllerTest, PruneKeepsTheReadersLineInViewWhenNotFollowing)
 {
-    QList<LogEntry> log = testEntries(0, 500);
+    const QList<LogEntry> log = testEntries(0, 500);
     controller->showRows(log);
     table.verticalScrollBar()->setValue(table.verticalHeader()->sectionPosition(200));
     ASSERT_FALSE(controller->scrollToBottom());
     ASSERT_EQ(table.firstVisibleRow(), 200);
 
     // The buffer dropped 100 entries and 20 arrived.
-    QList<LogEntry> next = log.mid(100);
-    next += testEntries(500, 20);
-    controller->showRows(next);
+    controller->showRows(log.mid(100) + testEntries(500, 20));
     EXPECT_EQ(table.firstVisibleRow(), 100);
     EXPECT_EQ(controller->model()->idxAt(ViewRow{table.firstVisibleRow()})->value, 200u);
-}
 
-TEST_F(LogTableControllerTest, PruneCallbacksBringTheOldTopRowBack)
-{
-    QList<LogEntry> log = testEntries(0, 500);
-    controller->showRows(log);
-    table.verticalScrollBar()->setValue(table.verticalHeader()->sectionPosition(300));
-    ASSERT_FALSE(controller->scrollToBottom());
-
+    // A datasource that announces its prunes: the model reset moves the view to the top, the callbacks
+    // bring the old top row back (400 - 420 + 100 = 80) into view.
     controller->willPruneLogEvents();
-    // A datasource that announces its prunes: the model reset moves the view to the top.
     controller->model()->setRows(testEntries(1000, 400));
     table.verticalScrollBar()->setValue(0);
     controller->didPruneLogEvents();
     EXPECT_TRUE(QTest::qWaitFor([&] { return table.firstVisibleRow() > 0; }, 2000));
-    // New row = 400 - 500 + 300 = 200, scrolled into view.
-    EXPECT_LE(table.firstVisibleRow(), 200);
-    EXPECT_GE(table.lastVisibleRow(), 200);
+    EXPECT_LE(table.firstVisibleRow(), 80);
+    EXPECT_GE(table.lastVisibleRow(), 80);
 }
 
 TEST_F(LogTableControllerTest, SearchTextIsMarkedInYellow)
@@ -242,12 +229,9 @@ TEST_F(LogTableControllerTest, SearchTextIsMarkedInYellow)
 TEST_F(LogTableControllerTest, FontsChangedReadsTheSettingsAgain)
 {
     Settings::setValue(SettingsKey::logErrorBold, true);
-    Settings::setValue(SettingsKey::logErrorColor, QStringLiteral("#112233"));
     controller->fontsChanged();
     EXPECT_TRUE(controller->model()->appearance().font(u"E").bold());
-    EXPECT_EQ(controller->model()->appearance().color(u"E"), QColor(0x11, 0x22, 0x33));
     Settings::remove(SettingsKey::logErrorBold);
-    Settings::remove(SettingsKey::logErrorColor);
     controller->fontsChanged();
     EXPECT_FALSE(controller->model()->appearance().font(u"E").bold());
 }
