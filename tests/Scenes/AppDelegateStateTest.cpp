@@ -8,7 +8,6 @@
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
-#include "Session/ReconnectPolicy.h"
 #include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
 #include "support/LogCapture.h"
