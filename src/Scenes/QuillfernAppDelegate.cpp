@@ -294,10 +294,18 @@ void QuillfernAppDelegate::startLogging()
 {
     m_isDatasourceDevice = true;
     passConnectionSettings(*m_logDatasource, *m_deviceSource);
-    if (!m_logDatasource->deviceId().isEmpty())
-        m_logDatasource->startLogger();
-    else
+    const QString deviceId = m_logDatasource->deviceId();
+    if (deviceId.isEmpty()) {
         m_deviceSource->loadDeviceList();
+        return;
+    }
+    // A new device starts with an empty log. Cleared before its stream starts: the stream's first
+    // lines may be in the log before onLoggerStarted gets here.
+    if (m_reconnect->isDifferentDevice(deviceId)) {
+        QF_LOG(QStringLiteral("different device: %1 (was:%2)").arg(deviceId, m_reconnect->lastDeviceConnectedId()));
+        clearLog();
+    }
+    m_logDatasource->startLogger();
 }
 
 void QuillfernAppDelegate::stopLogging()
@@ -366,10 +374,6 @@ void QuillfernAppDelegate::onLoggerStarted()
         return;
     }
     QF_LOG(QStringLiteral("connecting to: %1").arg(deviceId));
-    if (m_reconnect->isDifferentDevice(deviceId)) {
-        QF_LOG(QStringLiteral("different device: %1 (was:%2)").arg(deviceId, m_reconnect->lastDeviceConnectedId()));
-        clearLog();
-    }
     m_logDatasource->logMessage(QStringLiteral("Started logging %1").arg(deviceId));
     const QString title = m_devices->titleForDevice(deviceId);
     m_reconnect->streamStarted(deviceId, title);
@@ -409,16 +413,26 @@ void QuillfernAppDelegate::adbNotRunningError(const AdbError &error)
     QF_LOG(QStringLiteral("adb not running: %1").arg(error.toString()));
     onLoggerStopped();
     m_logDatasource->setDeviceId(QString());
+    // The stream and the device list both report a missing server: one start serves both.
+    if (m_adbStarting)
+        return;
+    m_adbStarting = true;
     m_window->setWindowTitle(QString::fromLatin1(ConnectionStatus::StartingAdbTitle));
     QPointer<QuillfernAppDelegate> self(this);
     m_options.startAdb([self](bool ok) {
         if (!self)
             return;
+        self->m_adbStarting = false;
         self->setOfflineTitle();
-        if (ok)
+        if (ok) {
             self->startLogging();
-        else
+        } else if (self->autoReconnect()) {
+            // A device was streaming: keep retrying, so a server that comes back (whoever starts it)
+            // brings the stream back without the user pressing Run.
+            QF_LOG(QStringLiteral("adb server not started; retrying"));
+        } else {
             self->showAdbNotRunningError();
+        }
     });
 }
 

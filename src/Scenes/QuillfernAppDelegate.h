@@ -147,6 +147,8 @@ private:
     QPointer<AboutDialog> m_about;
 
     bool m_isDatasourceDevice = false;
+
+    bool m_adbStarting = false; // a start of the adb server is under way
     bool m_terminating = false;
     bool m_prefsConnected = false;
 };

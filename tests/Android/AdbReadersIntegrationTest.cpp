@@ -43,12 +43,13 @@ private:
     int m_count = 0;
 };
 
+// "line:<text>\n" for every line of adb's output, as the recorder writes them.
 QStringList logLines(const QByteArray &out)
 {
     QStringList lines;
     for (const QByteArray &line : out.split('\n'))
         if (!line.isEmpty())
-            lines.append(QString::fromUtf8(line) + u'\n');
+            lines.append("line:" + QString::fromUtf8(line) + u'\n');
     return lines;
 }
 
@@ -72,30 +73,20 @@ protected:
         prepare(reader, rec, serial, port);
         reader.connect();
     }
-    QStringList linesOf(const LogReaderRecorder &rec)
-    {
-        QStringList lines;
-        for (const QString &e : rec.events())
-            if (e.startsWith(QLatin1String("line:")))
-                lines.append(e.mid(5));
-        return lines;
-    }
     // Runs a reader until it has stopped; its events.
     QStringList runUntilStopped(const QString &serial)
     {
         LogReaderRecorder rec;
         LogReader reader;
         start(reader, rec, serial);
-        EXPECT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 15000));
+        EXPECT_TRUE(waitUntil([&] { return rec.count("stopped") == 1; }, 15000));
         return rec.events();
     }
 
     bool clearLogOnStart = false;
 };
 
-const QStringList kQuietDevice = {QStringLiteral("--seed"),  QStringLiteral("3"),      QStringLiteral("--buffer"),
-                                  QStringLiteral("30"),      QStringLiteral("--rate"), QStringLiteral("0"),
-                                  QStringLiteral("--lines"), QStringLiteral("0")};
+const QStringList kQuietDevice = {"--seed", "3", "--buffer", "30", "--rate", "0", "--lines", "0"};
 
 } // namespace
 
@@ -103,7 +94,7 @@ TEST_F(AdbReadersTest, StreamsTheDeviceLogLineByLineOnAWorkerThread)
 {
     const QString serial = startDevice(kQuietDevice);
     ASSERT_FALSE(serial.isEmpty());
-    const QStringList expected = logLines(env().runAdbOn(serial, {QStringLiteral("logcat"), QStringLiteral("-d")}).out);
+    const QStringList expected = logLines(env().runAdbOn(serial, {"logcat", "-d"}).out);
     ASSERT_EQ(expected.size(), 31);
 
     LogReaderRecorder rec;
@@ -113,13 +104,13 @@ TEST_F(AdbReadersTest, StreamsTheDeviceLogLineByLineOnAWorkerThread)
     auto worker = std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("LogReaderTest"));
     worker->connect();
     ASSERT_TRUE(waitUntil([&] { return rec.size() >= expected.size(); }, 15000));
-    EXPECT_EQ(linesOf(rec), expected);
+    EXPECT_EQ(rec.events(), expected);
     for (QThread *t : rec.threads())
         EXPECT_EQ(t, worker->thread());
 
     raw->stop(); // from the test's thread
-    ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 5000));
-    EXPECT_EQ(rec.events().last(), QStringLiteral("stopped"));
+    ASSERT_TRUE(waitUntil([&] { return rec.count("stopped") == 1; }, 5000));
+    EXPECT_EQ(rec.events().last(), "stopped");
     worker.reset();
 }
 
@@ -136,12 +127,9 @@ TEST_F(AdbReadersTest, ClearLogOnStartClearsOnOneConnectionAndStreamsOnASecond)
         // Without the clear the whole buffer is replayed; after it only the buffer marker.
         ASSERT_TRUE(waitUntil([&] { return rec.size() >= (clear ? 1 : 31); }, 15000));
         reader.stop();
-        ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) == 1; }, 5000));
-        if (clear) {
-            // The clearing connection ended silently.
-            EXPECT_EQ(rec.events(),
-                      (QStringList{QStringLiteral("line:--------- beginning of main\n"), QStringLiteral("stopped")}));
-        }
+        ASSERT_TRUE(waitUntil([&] { return rec.count("stopped") == 1; }, 5000));
+        if (clear) // the clearing connection ended silently
+            EXPECT_EQ(rec.events().join(u'|'), "line:--------- beginning of main\n|stopped");
         EXPECT_EQ(proxy.count(), clear ? 2 : 1);
     }
 }
@@ -150,31 +138,26 @@ TEST_F(AdbReadersTest, TheServersFailureMessagesStopTheReader)
 {
     // adb 29 says "device 'SERIAL' not found": the lower-case "device not found" test does not
     // match it, so it is an ordinary failure, then the end of the connection.
-    EXPECT_EQ(runUntilStopped(QStringLiteral("no-such-serial")),
-              (QStringList{QStringLiteral("error:logReader:2:device 'no-such-serial' not found"),
-                           QStringLiteral("stopped")}));
+    EXPECT_EQ(runUntilStopped("no-such-serial").join(u'|'), "error:logReader:2:device 'no-such-serial' not found|stopped");
     ASSERT_FALSE(startDevice(kQuietDevice).isEmpty());
     ASSERT_FALSE(startDevice(kQuietDevice).isEmpty());
-    EXPECT_EQ(
-        runUntilStopped(QString()),
-        (QStringList{QStringLiteral("error:logReader:2:more than one device/emulator"), QStringLiteral("stopped")}));
+    EXPECT_EQ(runUntilStopped(QString()).join(u'|'), "error:logReader:2:more than one device/emulator|stopped");
 }
 
 TEST_F(AdbReadersTest, DeviceDroppedMidStreamStopsTheReader)
 {
-    const QString serial = startDevice(
-        {QStringLiteral("--rate"), QStringLiteral("50"), QStringLiteral("--drop-after"), QStringLiteral("2")});
+    const QString serial = startDevice({"--rate", "50", "--drop-after", "2"});
     ASSERT_FALSE(serial.isEmpty());
     const QStringList events = runUntilStopped(serial);
     EXPECT_GT(events.size(), 1); // lines came before the drop
-    EXPECT_EQ(events.last(), QStringLiteral("stopped"));
-    EXPECT_EQ(events.filter(QStringLiteral("error:")).size(), 0);
+    EXPECT_EQ(events.last(), "stopped");
+    EXPECT_EQ(events.filter("error:").size(), 0);
 }
 
 TEST_F(AdbReadersTest, PsOutputOfCurrentAndOldDevices)
 {
     const QString current = startDevice(kQuietDevice);
-    const QString old = startDevice({QStringLiteral("--old-device"), QStringLiteral("--lines"), QStringLiteral("0")});
+    const QString old = startDevice({"--old-device", "--lines", "0"});
     ASSERT_FALSE(current.isEmpty() || old.isEmpty());
     auto runPs = [&](const QString &serial, bool dashA) {
         PidReaderRecorder rec;
@@ -184,15 +167,11 @@ TEST_F(AdbReadersTest, PsOutputOfCurrentAndOldDevices)
         EXPECT_TRUE(waitUntil([&] { return rec.size() == 1; }, 10000));
         return rec.events().value(0);
     };
-    EXPECT_EQ(
-        runPs(current, true),
-        QStringLiteral("pids:") +
-            env().runAdbOn(current, {QStringLiteral("shell"), QStringLiteral("ps"), QStringLiteral("-A")}).text());
+    EXPECT_EQ(runPs(current, true), "pids:" + env().runAdbOn(current, {"shell", "ps", "-A"}).text());
     // An old device answers "ps -A" with an error and plain "ps" with a table.
     const QString withDash = runPs(old, true);
-    EXPECT_TRUE(withDash.startsWith(QLatin1String("pids:"))) << withDash.toStdString();
-    EXPECT_TRUE(withDash.contains(QLatin1String("bad pid '-A'"))) << withDash.toStdString();
+    EXPECT_TRUE(withDash.startsWith("pids:") && withDash.contains("bad pid '-A'")) << withDash.toStdString();
     const QString plain = runPs(old, false);
-    EXPECT_TRUE(plain.startsWith(QLatin1String("pids:USER"))) << plain.toStdString();
+    EXPECT_TRUE(plain.startsWith("pids:USER")) << plain.toStdString();
     EXPECT_GT(plain.count(u'\n'), 3);
 }

@@ -53,92 +53,52 @@ private:
     bool m_readsFailure;
 };
 
-struct SequenceCase
-{
-    const char *name;
-    bool selectsTransport;
-    bool readsFailure;
-    QString serial;
-    FS::Script script;
-    QStringList expected;
-};
-
-class AdbRequestSocketTest : public FakeAdbServerTest, public ::testing::WithParamInterface<SequenceCase>
-{};
-
 const QString kProbe = QStringLiteral("shell:probe");
 
 } // namespace
 
-TEST_P(AdbRequestSocketTest, RunsTheSharedSequence)
+TEST(AdbRequestSocket, RunsTheSharedSequence)
 {
-    const SequenceCase &c = GetParam();
-    FS::Script script = c.script;
-    script.append(FS::close());
-    server.addScript(script);
-    ProbeReader reader(c.selectsTransport, c.readsFailure);
-    reader.setConnectionSettings(server.connectionSettings());
-    reader.setDeviceId(c.serial);
-    reader.connect();
-    ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
-    EXPECT_EQ(reader.events(), c.expected);
-    QByteArray expectedBytes; // the framed requests of the script, in order
-    for (const FS::Step &step : c.script)
-        if (step.kind == FS::Step::Expect)
-            expectedBytes += step.bytes;
-    EXPECT_EQ(server.received(0), expectedBytes);
+    const struct
+    {
+        bool selectsTransport, readsFailure;
+        QString serial;
+        FS::Script script;
+        QString expected;
+    } cases[] = {
+        {true, false, "SER", FS::transportThen("SER", kProbe) + FS::Script{FS::reply("OKAYa\nb\n")},
+         "accepted:11|output:a\n|output:b\n"},
+        {true, false, QString(), FS::transportThen(QString(), kProbe) + FS::Script{FS::okay()}, "accepted:11"},
+        {false, false, "SER", {FS::expectRequest(kProbe), FS::okay()}, "accepted:11"}, // a host request goes out at once
+        {true, false, "S", {FS::expectRequest("host:transport:S"), FS::fail("gone")}, "notOkay:10:FAIL"},
+        {true, false, "S", FS::transportThen("S", kProbe) + FS::Script{FS::reply("nope")}, "notOkay:11:nope"},
+        // The failure message is read when the reader asks for it; one that is not UTF-8 is empty.
+        {true, true, "S", FS::transportThen("S", kProbe) + FS::Script{FS::fail("device offline")},
+         "notOkay:11:FAIL|failed:device offline"},
+        {true, true, "S", {FS::expectRequest("host:transport:S"), FS::fail("\xff")}, "notOkay:10:FAIL|failed:"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.expected.toStdString());
+        FakeAdbServer server;
+        server.addScript(c.script + FS::Script{FS::close()});
+        ProbeReader reader(c.selectsTransport, c.readsFailure);
+        reader.setConnectionSettings(server.connectionSettings());
+        reader.setDeviceId(c.serial);
+        reader.connect();
+        ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000));
+        EXPECT_EQ(reader.events().join(u'|'), c.expected);
+        QByteArray expectedBytes; // the framed requests of the script, in order
+        for (const FS::Step &step : c.script)
+            if (step.kind == FS::Step::Expect)
+                expectedBytes += step.bytes;
+        EXPECT_EQ(server.received(0), expectedBytes);
+        EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join(u'\n').toStdString();
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Sequences, AdbRequestSocketTest,
-    ::testing::Values(
-        SequenceCase{"SerialSelectsItsTransport",
-                     true,
-                     false,
-                     QStringLiteral("SER"),
-                     FS::transportThen(QStringLiteral("SER"), kProbe) + FS::Script{FS::reply("OKAYa\nb\n")},
-                     {QStringLiteral("accepted:11"), QStringLiteral("output:a\n"), QStringLiteral("output:b\n")}},
-        SequenceCase{"NoSerialSelectsAnyTransport",
-                     true,
-                     false,
-                     QString(),
-                     FS::transportThen(QString(), kProbe) + FS::Script{FS::okay()},
-                     {QStringLiteral("accepted:11")}},
-        SequenceCase{"HostRequestGoesOutAtOnce",
-                     false,
-                     false,
-                     QStringLiteral("SER"),
-                     {FS::expectRequest(kProbe), FS::okay()},
-                     {QStringLiteral("accepted:11")}},
-        SequenceCase{"RefusedTransportEndsTheSequence",
-                     true,
-                     false,
-                     QStringLiteral("S"),
-                     {FS::expectRequest(QStringLiteral("host:transport:S")), FS::fail("gone")},
-                     {QStringLiteral("notOkay:10:FAIL")}},
-        SequenceCase{"RefusedRequest",
-                     true,
-                     false,
-                     QStringLiteral("S"),
-                     FS::transportThen(QStringLiteral("S"), kProbe) + FS::Script{FS::reply("nope")},
-                     {QStringLiteral("notOkay:11:nope")}},
-        SequenceCase{"FailureMessageIsReadWhenTheReaderAsks",
-                     true,
-                     true,
-                     QStringLiteral("S"),
-                     FS::transportThen(QStringLiteral("S"), kProbe) + FS::Script{FS::fail("device offline")},
-                     {QStringLiteral("notOkay:11:FAIL"), QStringLiteral("failed:device offline")}},
-        SequenceCase{"FailureMessageThatIsNotUtf8IsEmpty",
-                     true,
-                     true,
-                     QStringLiteral("S"),
-                     {FS::expectRequest(QStringLiteral("host:transport:S")), FS::fail("\xff")},
-                     {QStringLiteral("notOkay:10:FAIL"), QStringLiteral("failed:")}}),
-    [](const ::testing::TestParamInfo<SequenceCase> &param) { return std::string(param.param.name); });
 
 TEST(AdbRequestSocket, AnUnknownTagGoesToItsHook)
 {
     ProbeReader reader(true, false);
     reader.didRead("x", 99);
-    EXPECT_EQ(reader.events(), QStringList{QStringLiteral("unknown:99")});
+    EXPECT_EQ(reader.events(), QStringList{"unknown:99"});
 }

@@ -29,28 +29,25 @@ TEST(LogReader, StreamsEveryWholeLineWithItsTerminatorAndDropsTheLastFragment)
                             "bad \xff utf8\n"
                             "\xc3\xa9t\xc3\xa9\n"
                             "no line feed"));
-    EXPECT_EQ(run.runToEnd(), (QStringList{QStringLiteral("line:01-02 10:00:00.000  1  2 I Tag: one\n"),
-                                           QStringLiteral("line:crlf line\r\n"), QStringLiteral("line:\n"),
-                                           QStringLiteral("line:<absent>"), QStringLiteral("line:\u00e9t\u00e9\n"),
-                                           QStringLiteral("stopped")}));
+    EXPECT_EQ(run.runToEnd().join(u'|'),
+              "line:01-02 10:00:00.000  1  2 I Tag: one\n|line:crlf line\r\n|line:\n|line:<absent>|line:\u00e9t\u00e9\n|stopped");
     EXPECT_EQ(run.server.received(0), QByteArray("0015host:transport:SERIAL") + "003b" + kLogcat.toUtf8());
 }
 
 TEST(LogReader, InsertsLogTagsUnescaped)
 {
-    LogRun run(FS::transportThen(QString(), QStringLiteral("shell:export ANDROID_LOG_TAGS=\"*:S My\"Tag:V\"; exec "
-                                                           "logcat -v threadtime")) +
+    LogRun run(FS::transportThen(QString(), "shell:export ANDROID_LOG_TAGS=\"*:S My\"Tag:V\"; exec logcat -v threadtime") +
                FS::Script{FS::reply("OKAYx\n"), FS::close()});
-    run.settings.logTags = QStringLiteral("*:S My\"Tag:V");
-    EXPECT_EQ(run.runToEnd(QString()), (QStringList{QStringLiteral("line:x\n"), QStringLiteral("stopped")}));
+    run.settings.logTags = "*:S My\"Tag:V";
+    EXPECT_EQ(run.runToEnd(QString()).join(u'|'), "line:x\n|stopped");
 }
 
 TEST(LogReader, ClearLogOnStartUsesTwoConnectionsAndTheFirstEndsSilently)
 {
-    LogRun run(FS::transportThen(QStringLiteral("SERIAL"), kClear) + FS::Script{FS::okay(), FS::close()});
+    LogRun run(FS::transportThen("SERIAL", kClear) + FS::Script{FS::okay(), FS::close()});
     run.server.addScript(logcatScript("OKAYafter clear\n"));
     run.settings.clearLogOnStart = true;
-    EXPECT_EQ(run.runToEnd(), (QStringList{QStringLiteral("line:after clear\n"), QStringLiteral("stopped")}));
+    EXPECT_EQ(run.runToEnd().join(u'|'), "line:after clear\n|stopped");
     EXPECT_EQ(run.server.connectionCount(), 2);
     EXPECT_FALSE(run.reader.sentClearDevice());
 }
@@ -58,33 +55,25 @@ TEST(LogReader, ClearLogOnStartUsesTwoConnectionsAndTheFirstEndsSilently)
 // What a "FAIL" message means to the log reader, on whichever of its requests it comes.
 TEST(LogReader, FailureMessagesBecomeDeviceNotFoundOrAnErrorWithCode2)
 {
-    struct Case
-    {
-        FS::Script script;
-        QStringList expected;
-    };
-    const FS::Step transport = FS::expectRequest(QStringLiteral("host:transport:SERIAL"));
-    const QList<Case> cases = {
-        {{transport, FS::fail("error: device not found")},
-         {QStringLiteral("notFound:logReader:2:error: device not found"), QStringLiteral("stopped")}},
-        {{transport, FS::fail("DEVICE NOT FOUND")},
-         {QStringLiteral("notFound:logReader:2:DEVICE NOT FOUND"), QStringLiteral("stopped")}},
+    const FS::Step transport = FS::expectRequest("host:transport:SERIAL");
+    const QList<std::pair<FS::Script, QString>> cases = {
+        {{transport, FS::fail("error: device not found")}, "notFound:logReader:2:error: device not found|stopped"},
+        {{transport, FS::fail("DEVICE NOT FOUND")}, "notFound:logReader:2:DEVICE NOT FOUND|stopped"},
         // adb 29's wording for a missing serial does not contain "device not found".
-        {{transport, FS::fail("device 'SERIAL' not found")},
-         {QStringLiteral("error:logReader:2:device 'SERIAL' not found"), QStringLiteral("stopped")}},
-        {FS::transportThen(QStringLiteral("SERIAL"), kLogcat) + FS::Script{FS::fail("more than one device")},
-         {QStringLiteral("error:logReader:2:more than one device"), QStringLiteral("stopped")}},
+        {{transport, FS::fail("device 'SERIAL' not found")}, "error:logReader:2:device 'SERIAL' not found|stopped"},
+        {FS::transportThen("SERIAL", kLogcat) + FS::Script{FS::fail("more than one device")},
+         "error:logReader:2:more than one device|stopped"},
         // Broken failure replies end in stopped only.
-        {{transport, FS::reply("FAIL0000")}, {QStringLiteral("stopped")}},
-        {{transport, FS::reply("FAILzzzzdevice not found")}, {QStringLiteral("stopped")}},
-        {{transport, FS::reply("FAIL00ffdevice not found")}, {QStringLiteral("stopped")}},
-        {{transport, FS::reply("FAIL00")}, {QStringLiteral("stopped")}},
-        {{transport, FS::reply("FAI")}, {QStringLiteral("stopped")}},
-        {{transport, FS::reply("okay")}, {QStringLiteral("stopped")}},
+        {{transport, FS::reply("FAIL0000")}, "stopped"},
+        {{transport, FS::reply("FAILzzzzdevice not found")}, "stopped"},
+        {{transport, FS::reply("FAIL00ffdevice not found")}, "stopped"},
+        {{transport, FS::reply("FAIL00")}, "stopped"},
+        {{transport, FS::reply("FAI")}, "stopped"},
+        {{transport, FS::reply("okay")}, "stopped"},
     };
-    for (const Case &c : cases) {
-        LogRun run(c.script + FS::Script{FS::close()});
-        EXPECT_EQ(run.runToEnd(), c.expected) << c.expected.first().toStdString();
+    for (const auto &[script, expected] : cases) {
+        LogRun run(script + FS::Script{FS::close()});
+        EXPECT_EQ(run.runToEnd().join(u'|'), expected);
         EXPECT_FALSE(run.reader.isConnecting());
     }
 }
@@ -101,8 +90,7 @@ TEST(LogReader, UnreachableServerReportsNotRunningThenStopped)
 {
     LogRun run;
     run.settings.port = closedPort();
-    EXPECT_EQ(run.runToEnd(),
-              (QStringList{QStringLiteral("notRunning:%1").arg(ECONNREFUSED), QStringLiteral("stopped")}));
+    EXPECT_EQ(run.runToEnd().join(u'|'), QStringLiteral("notRunning:%1|stopped").arg(ECONNREFUSED));
 }
 
 TEST(LogReader, StopEndsTheStreamWithOneStoppedAndTheReaderCanRunAgain)
@@ -119,8 +107,7 @@ TEST(LogReader, StopEndsTheStreamWithOneStoppedAndTheReaderCanRunAgain)
 
     run.reader.connect();
     ASSERT_TRUE(waitUntil([&] { return run.rec.size() == 4; }, 5000));
-    EXPECT_EQ(run.rec.events(), (QStringList{QStringLiteral("line:first\n"), QStringLiteral("stopped"),
-                                             QStringLiteral("line:second\n"), QStringLiteral("stopped")}));
+    EXPECT_EQ(run.rec.events().join(u'|'), "line:first\n|stopped|line:second\n|stopped");
 }
 
 TEST(LogReader, IsConnectedDuringConnectingAndCode7WhileConnectingIsNotNotRunning)
@@ -139,9 +126,7 @@ TEST(LogReader, IsConnectedDuringConnectingAndCode7WhileConnectingIsNotNotRunnin
 
     run.reader.connect();
     run.reader.didDisconnect(AdbError::posixError(ECONNREFUSED));
-    EXPECT_EQ(run.rec.events(),
-              (QStringList{QStringLiteral("stopped"), QStringLiteral("notRunning:%1").arg(ECONNREFUSED),
-                           QStringLiteral("stopped")}));
+    EXPECT_EQ(run.rec.events().join(u'|'), QStringLiteral("stopped|notRunning:%1|stopped").arg(ECONNREFUSED));
 }
 
 TEST(LogReader, CloseAtEveryBytePositionEndsInStoppedWithTheWholeLinesSoFar)
@@ -155,13 +140,8 @@ TEST(LogReader, CloseAtEveryBytePositionEndsInStoppedWithTheWholeLinesSoFar)
         else
             script += FS::Script{FS::reply(first), FS::expectRequest(kLogcat), FS::reply(second.left(cut - 4))};
         LogRun run(script + FS::Script{FS::close()});
-        QStringList expected;
-        if (cut >= first.size() + 7)
-            expected.append(QStringLiteral("line:ab\n"));
-        if (cut >= first.size() + 10)
-            expected.append(QStringLiteral("line:cd\n"));
-        expected.append(QStringLiteral("stopped"));
-        EXPECT_EQ(run.runToEnd(), expected) << "cut at " << cut;
+        const QString lines = cut >= 14 ? "line:ab\n|line:cd\n|" : cut >= 11 ? "line:ab\n|" : "";
+        EXPECT_EQ(run.runToEnd().join(u'|'), lines + "stopped") << "cut at " << cut;
     }
 }
 

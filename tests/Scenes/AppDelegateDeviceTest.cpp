@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The main window against the real adb server and a simulated device: streaming, the cable pulled
-// and put back with no line lost or shown twice, and Stop. The other device changes are played
-// against a scripted server in AppDelegateStateTest.
+// The main window against the real adb server and simulated devices: streaming, the cable pulled and
+// put back, the server stopped and started again, each with no line lost or shown twice, and Stop.
+// The other device changes are played against a scripted server in AppDelegateStateTest.
 #include "Session/ReconnectPolicy.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
 #include "support/AdbTestEnv.h"
 #include "support/Dialogs.h"
+#include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
 #include <QAction>
@@ -89,6 +90,59 @@ protected:
         return rows;
     }
 
+    QStringList shownKeys() const
+    {
+        QStringList keys;
+        for (const LogEntry &e : deviceRows())
+            keys << lineKey(e);
+        return keys;
+    }
+    // The device's own log, one key per line.
+    QStringList deviceLog(const QString &serial)
+    {
+        const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
+        EXPECT_EQ(dump.exitCode, 0);
+        QStringList keys;
+        for (const QString &line : dump.text().remove('\r').split('\n'))
+            if (const QString key = dumpKey(line); !key.isEmpty())
+                keys << key;
+        return keys;
+    }
+    // Empty when both hold the same lines, else where they first differ.
+    static std::string firstDifference(const QStringList &shown, const QStringList &want)
+    {
+        const auto [got, wanted] = std::mismatch(shown.begin(), shown.end(), want.begin(), want.end());
+        if (got == shown.end() && wanted == want.end())
+            return {};
+        return QStringLiteral("at %1 of %2: shown %3, the device has %4")
+            .arg(got - shown.begin()).arg(shown.size())
+            .arg(got == shown.end() ? "nothing" : *got, wanted == want.end() ? "nothing" : *wanted).toStdString();
+    }
+    // Every device line once, in the device's order, nothing missing in between. The one exception is
+    // the datasource's rule for the replay: a replayed line whose time equals the last kept time is
+    // kept (it ends the duplicate check), so the last line before a break may appear once more. The
+    // device keeps only its newest lines: compare from the first shown line the device still has; that
+    // span must reach back before the row `breakRow`.
+    void expectEveryLineOnceInOrder(const QString &serial, qsizetype breakRow)
+    {
+        QStringList shown;
+        int repeats = 0;
+        for (const QString &key : shownKeys()) {
+            repeats += !shown.isEmpty() && shown.back() == key;
+            if (shown.isEmpty() || shown.back() != key)
+                shown << key;
+        }
+        EXPECT_LE(repeats, 1);
+        const QStringList expected = deviceLog(serial);
+        qsizetype from = 0;
+        while (from < shown.size() && !expected.contains(shown[from]))
+            ++from;
+        ASSERT_LT(from, shown.size());
+        const QStringList tail = shown.mid(from);
+        ASSERT_GT(tail.size(), shown.size() - breakRow) << "the compared span must reach back before the break";
+        EXPECT_EQ(firstDifference(tail, expected.mid(expected.indexOf(tail.front()), tail.size())), "");
+    }
+
     ManualTimer *timer = nullptr; // owned by the delegate
     std::unique_ptr<QuillfernAppDelegate> app;
 };
@@ -120,39 +174,7 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     ASSERT_TRUE(tickUntil([&] { return streamingFrom(serial); }, 30000)) << title().toStdString();
     ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > beforeDrop + 40; }, 15000));
 
-    // Every device line once, in the device's order, nothing missing in between. The one exception is
-    // the datasource's rule for the replay: a replayed line whose time equals the last kept time is
-    // kept (it ends the duplicate check), so the last line before the drop may appear once more.
-    QStringList shown;
-    int repeats = 0;
-    for (const LogEntry &e : deviceRows()) {
-        const QString key = lineKey(e);
-        repeats += !shown.isEmpty() && shown.back() == key;
-        if (shown.isEmpty() || shown.back() != key)
-            shown << key;
-    }
-    EXPECT_LE(repeats, 1);
-    const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
-    ASSERT_EQ(dump.exitCode, 0);
-    QStringList expected;
-    for (const QString &line : dump.text().remove('\r').split('\n'))
-        if (const QString key = dumpKey(line); !key.isEmpty())
-            expected << key;
-    // The device keeps only its newest lines, and the first stream clears the log as it starts (which
-    // may drop a few replayed lines): compare from the first shown line the device still has. That
-    // span includes the drop and the return.
-    qsizetype from = 0;
-    while (from < shown.size() && !expected.contains(shown[from]))
-        ++from;
-    ASSERT_LT(from, shown.size());
-    const QStringList tail = shown.mid(from);
-    ASSERT_GT(tail.size(), shown.size() - beforeDrop) << "the compared span must reach back before the drop";
-    const QStringList want = expected.mid(expected.indexOf(tail.front()), tail.size());
-    const auto [got, wanted] = std::mismatch(tail.begin(), tail.end(), want.begin(), want.end());
-    EXPECT_TRUE(got == tail.end() && wanted == want.end())
-        << "at " << (got - tail.begin()) << " of " << tail.size() << ": shown "
-        << (got == tail.end() ? "nothing" : got->toStdString()) << ", the device has "
-        << (wanted == want.end() ? "nothing" : wanted->toStdString());
+    expectEveryLineOnceInOrder(serial, beforeDrop);
 
     // Stop: offline.
     app->window()->actions().connect->trigger();
@@ -162,4 +184,51 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     EXPECT_TRUE(title().startsWith("Pixel Sim - " + serial) || title() == serial + " [OFFLINE]") << title().toStdString();
     EXPECT_EQ(button(), "Run");
     EXPECT_FALSE(app->autoReconnect());
+}
+
+TEST_F(AppDelegateDeviceTest, EveryReplayedLineSurvivesTheStartOfANewDevice)
+{
+    // Only the replayed buffer, no live lines: what the window shows must be exactly the device's log.
+    const QString serial = startDevice({"--buffer", "4000", "--lines", "0"});
+    ASSERT_FALSE(serial.isEmpty());
+    const QStringList expected = deviceLog(serial);
+    ASSERT_EQ(expected.size(), 4000);
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(serial); }, 15000)) << title().toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() >= expected.size(); }, 15000))
+        << deviceRows().size() << " of " << expected.size() << " lines shown";
+    EXPECT_EQ(firstDifference(shownKeys(), expected), "");
+}
+
+TEST_F(AppDelegateDeviceTest, AServerThatStopsAndComesBackBringsTheStreamBackByItself)
+{
+    const QString serial = startDevice({"--rate", "40", "--buffer", "2000"});
+    ASSERT_FALSE(serial.isEmpty());
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(serial); }, 15000)) << title().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > 2020; }, 10000));
+
+    // The server goes away. Starting it ourselves fails here (the fixture's start does nothing), so
+    // the window keeps retrying instead of giving up with an alert.
+    LogCapture log;
+    ASSERT_EQ(env().runAdb({"kill-server"}).exitCode, 0);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
+    for (int tick = 1; tick <= 3; ++tick) {
+        ASSERT_TRUE(timer->active) << "gave up retrying before tick " << tick;
+        app->onReconnectTimerTick();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("adb server not started; retrying") == tick; }, 10000))
+            << "tick " << tick << ": " << log.lines().join(" | ").toStdString();
+        EXPECT_TRUE(title().endsWith(" [PAUSED]")) << title().toStdString();
+    }
+    EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
+    EXPECT_EQ(button(), "Stop");
+
+    // Someone starts it again on the same port and the device registers again: the retry finds it.
+    ASSERT_EQ(env().runAdb({"start-server"}).exitCode, 0);
+    ASSERT_EQ(env().runAdb({"connect", serial}).exitCode, 0);
+    ASSERT_TRUE(env().waitForState(serial, "device"));
+    const qsizetype before = deviceRows().size();
+    ASSERT_TRUE(tickUntil([&] { return streamingFrom(serial); }, 30000)) << title().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > before + 40; }, 15000));
+    expectEveryLineOnceInOrder(serial, before);
 }

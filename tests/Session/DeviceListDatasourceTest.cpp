@@ -48,38 +48,30 @@ DeviceEntry entry(const QString &id, std::optional<QString> name = {}, std::opti
 
 } // namespace
 
-TEST(DeviceListParsing, SerialTabDeviceGivesIdAndTypeBothTheSerial)
+// "id/type/name/product" per entry, ";" between entries; "-" for an absent name or product.
+QString parsed(const QString &list)
 {
-    EXPECT_EQ(DeviceListDatasource::parseDeviceEntries(QStringLiteral("0123456789ABCDEF\tdevice\n")),
-              QList<DeviceEntry>{entry(QStringLiteral("0123456789ABCDEF"))});
+    QStringList out;
+    for (const DeviceEntry &e : DeviceListDatasource::parseDeviceEntries(list))
+        out << QStringList{e.id, e.type, e.name.value_or("-"), e.product.value_or("-")}.join(u'/');
+    return out.join(u';');
 }
 
-TEST(DeviceListParsing, ModelAndProductFieldsAnyOrderLastWins)
+TEST(DeviceListParsing, EntriesFromTheServersList)
 {
-    const auto entries = DeviceListDatasource::parseDeviceEntries(
-        QStringLiteral("emulator-5554   device product:sdk_x86 model:Android_SDK transport_id:1 model:Last\r\n"
-                       "R58M\tunauthorized usb:1-1 product:p:q\n"));
-    ASSERT_EQ(entries.size(), 2);
-    EXPECT_EQ(entries[0], entry(QStringLiteral("emulator-5554"), QStringLiteral("Last"), QStringLiteral("sdk_x86")));
-    EXPECT_EQ(entries[1], entry(QStringLiteral("R58M"), std::nullopt, QStringLiteral("p:q")));
-}
-
-TEST(DeviceListParsing, SkipsDashErrorAndEmptyLinesButKeepsOtherOddLines)
-{
-    const auto entries = DeviceListDatasource::parseDeviceEntries(
-        QStringLiteral("* daemon started successfully\n- waiting\nerror: x\n\n\r\nA device\u2028B\tdevice"));
-    ASSERT_EQ(entries.size(), 3);
-    EXPECT_EQ(entries[0].id, QStringLiteral("*"));
-    EXPECT_EQ(entries[0].type, QStringLiteral("*"));
-    EXPECT_EQ(entries[1].id, QStringLiteral("A"));
-    EXPECT_EQ(entries[2].id, QStringLiteral("B"));
-    // A line that starts with a blank has an empty first field: the id is empty, the type is not.
-    const auto indented = DeviceListDatasource::parseDeviceEntries(QStringLiteral("  S1 device model:M"));
-    ASSERT_EQ(indented.size(), 1);
-    EXPECT_EQ(indented[0].id, QString());
-    EXPECT_EQ(indented[0].type, QStringLiteral("S1"));
-    EXPECT_EQ(indented[0].name, QStringLiteral("M"));
-    EXPECT_TRUE(DeviceListDatasource::parseDeviceEntries(QString()).isEmpty());
+    const QList<std::pair<QString, QString>> cases = {
+        {"0123456789ABCDEF\tdevice\n", "0123456789ABCDEF/0123456789ABCDEF/-/-"}, // id and type are both the serial
+        // Model and product fields in any order, the last one wins.
+        {"emulator-5554   device product:sdk_x86 model:Android_SDK transport_id:1 model:Last\r\n"
+         "R58M\tunauthorized usb:1-1 product:p:q\n",
+         "emulator-5554/emulator-5554/Last/sdk_x86;R58M/R58M/-/p:q"},
+        // Dash, error and empty lines are skipped, other odd lines kept.
+        {"* daemon started successfully\n- waiting\nerror: x\n\n\r\nA device\u2028B\tdevice", "*/*/-/-;A/A/-/-;B/B/-/-"},
+        {"  S1 device model:M", "/S1/M/-"}, // a leading blank gives an empty first field: the id
+        {"", ""},
+    };
+    for (const auto &[list, expected] : cases)
+        EXPECT_EQ(parsed(list), expected) << list.toStdString();
 }
 
 TEST_F(DeviceListDatasourceTest, ParsingTwiceQueuesEachUnnamedSerialOnce)

@@ -5,10 +5,11 @@
 #include "support/LogDatasourceRecorder.h"
 #include "support/ManualTime.h"
 #include "support/SessionTestData.h"
+#include "support/TestEntries.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QStringDecoder>
@@ -42,16 +43,12 @@ struct ReaderLog
     int stops() { return count("stop"); }
 };
 
-// Every field of every entry, for comparing two logs.
+// Every field of every entry, its number included, for comparing two logs.
 QStringList dump(const QList<LogEntry> &entries)
 {
     QStringList out;
-    for (const LogEntry &e : entries) {
-        QStringList fields;
-        for (int f = 0; f < LogEntry::FieldCount; ++f)
-            fields.append(e.value(LogEntry::Field(f)));
-        out.append(fields.join(u'|'));
-    }
+    for (const LogEntry &e : entries)
+        out.append(QString::number(e.idx()) + u'|' + fieldsOf(e));
     return out;
 }
 
@@ -69,19 +66,13 @@ QList<QByteArray> awkwardLines(int count, quint32 seed)
         QByteArray l = "01-23 10:00:00." + QByteArray::number(ms).rightJustified(3, '0') + " " +
                        pids[rng.bounded(int(pids.size()))] + " " + QByteArray::number(rng.bounded(3) + 7) + " " +
                        "VDIWEF"[rng.bounded(6)] + " Tag: " + texts[rng.bounded(int(texts.size()))];
-        switch (rng.bounded(8)) {
-        case 0:
+        const int kind = rng.bounded(8);
+        if (kind == 0)
             l = "--------- beginning of " + QByteArray::number(i);
-            break;
-        case 1:
+        else if (kind == 1)
             l.truncate(rng.bounded(int(l.size())));
-            break;
-        case 2:
+        else if (kind == 2)
             l += '\r';
-            break;
-        default:
-            break;
-        }
         out.append(l + '\n');
     }
     return out;
@@ -279,7 +270,6 @@ TEST_F(LogDatasourceTest, AnnouncementsAreThrottledAndCoalesced)
     ds->onQueueCheckTimerTick();
     drainEvents();
     EXPECT_EQ(spy.count(), 2);
-    EXPECT_EQ(QString::fromLatin1(LogDatasource::VXB_ON_LOG_DATA_UPDATED), "VXB_ON_LOG_DATA_UPDATED");
 }
 
 TEST_F(LogDatasourceTest, FilterFillsTheViewAndFollowsNewLines)
@@ -313,13 +303,10 @@ TEST_F(LogDatasourceTest, FilesReplaceTheLogUnboundedAndNumberFromTheCounter)
     feed({line("10:00:00.000", 1, 1, "I", "T", "live")});
     const quint64 liveIdx = ds->getDataAll().first().idx();
     QTemporaryDir dir;
-    QFile file(dir.filePath("saved.log"));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    QString saved;
     for (int i = 0; i < 6; ++i)
-        file.write(line(QStringLiteral("10:00:0%1.000").arg(i), 10, 11, "W", "Tag", QString::number(i)).toUtf8());
-    file.close();
-
-    const LogFileResult result = ds->readTextFile(file.fileName());
+        saved += line(QStringLiteral("10:00:0%1.000").arg(i), 10, 11, "W", "Tag", QString::number(i));
+    const LogFileResult result = ds->readTextFile(writeTestFile(dir.filePath("saved.log"), saved.toUtf8()));
     ASSERT_TRUE(result.ok) << result.errorString.toStdString();
     EXPECT_EQ(result.format, LogLineFormatThreadTime);
     ASSERT_EQ(result.entries.size(), 6);
@@ -345,12 +332,7 @@ TEST_F(LogDatasourceTest, SystemMessagesWaitForTheAnnouncement)
     });
     EXPECT_EQ(seenByWorker, 1);
     const LogEntry e = ds->getDataAll().last();
-    EXPECT_EQ(e.value(LogEntry::App), "Quillfern");
-    EXPECT_EQ(e.value(LogEntry::Type), "QF");
-    EXPECT_EQ(e.value(LogEntry::Pid), "---");
-    EXPECT_EQ(e.value(LogEntry::Tid), "---");
-    EXPECT_EQ(e.value(LogEntry::Name), "---");
-    EXPECT_EQ(e.value(LogEntry::Text), "Disconnected X");
+    EXPECT_EQ(fieldsOf(e).section(u'|', 1), "Quillfern|---|---|QF|---|Disconnected X|");
     EXPECT_EQ(e.value(LogEntry::Time).size(), 23);
     ds->appendRow(LogEntry()); // ignored
     EXPECT_EQ(ds->logEventCount(), 1u);

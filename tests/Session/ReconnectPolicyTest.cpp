@@ -7,9 +7,9 @@
 
 namespace {
 
-struct Fixture : ::testing::Test
+struct ReconnectPolicyTest : ::testing::Test
 {
-    Fixture()
+    ReconnectPolicyTest()
     {
         auto owned = std::make_unique<ManualTimer>();
         timer = owned.get();
@@ -18,8 +18,6 @@ struct Fixture : ::testing::Test
     ManualTimer *timer = nullptr;
     std::unique_ptr<ReconnectPolicy> policy;
 };
-
-using ReconnectPolicyTest = Fixture;
 
 } // namespace
 
@@ -73,10 +71,7 @@ TEST_F(ReconnectPolicyTest, ChoosesTheOnlyDeviceOrAsks)
     EXPECT_EQ(one.kind, DeviceDecision::Connect);
     EXPECT_EQ(one.deviceId, "A");
     EXPECT_EQ(policy->chooseDevice({{"A", "A"}, {"B", "B"}}).kind, DeviceDecision::ShowPicker);
-}
-
-TEST_F(ReconnectPolicyTest, UnauthorizedOnlyWhenTypeIsThatWord)
-{
+    // Unauthorized only when the type is that word.
     const DeviceDecision d = policy->chooseDevice({{"unauthorized", "unauthorized"}});
     EXPECT_EQ(d.kind, DeviceDecision::NotAuthorized);
     EXPECT_EQ(d.deviceId, "unauthorized");
