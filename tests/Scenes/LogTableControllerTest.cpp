@@ -98,7 +98,7 @@ TEST_F(LogTableControllerTest, FontSizeCommandsStepStoreAndWrapToEleven)
     }
 }
 
-TEST_F(LogTableControllerTest, FollowsTheNewestLineUntilTheUserScrollsUp)
+TEST_F(LogTableControllerTest, FollowsTheNewestLineUntilTheUserScrollsUpOrSelectsAnotherRow)
 {
     QSignalSpy follow(controller.get(), &LogTableController::scrollToBottomChanged);
     controller->changeScrollToBottom(true);
@@ -133,17 +133,12 @@ TEST_F(LogTableControllerTest, FollowsTheNewestLineUntilTheUserScrollsUp)
     controller->toggleAutoFollow();
     EXPECT_TRUE(controller->scrollToBottom());
     EXPECT_EQ(table.lastVisibleRow(), 399);
-}
 
-TEST_F(LogTableControllerTest, SelectingTheLastRowFollowsAndAnyOtherRowStops)
-{
-    controller->changeScrollToBottom(true);
-    controller->showRows(testEntries(0, 100));
+    // Selecting the last row follows, any other row stops.
     selectRowAsUser(40);
     EXPECT_FALSE(controller->scrollToBottom());
-    ASSERT_TRUE(controller->selectedLogMessage());
-    EXPECT_EQ(controller->selectedLogMessage()->value, 40u);
-    selectRowAsUser(99);
+    EXPECT_EQ(controller->selectedLogMessage().value_or(EntryIdx{}).value, 40u);
+    selectRowAsUser(399);
     EXPECT_TRUE(controller->scrollToBottom());
     table.clearSelection();
     EXPECT_FALSE(controller->selectedLogMessage());
