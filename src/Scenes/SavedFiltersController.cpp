@@ -290,8 +290,8 @@ void SavedFiltersController::importFile(const QString &path)
         names += QStringLiteral(" and %1 more").arg(plan.existing.size() - listed);
     QPointer<SavedFiltersController> self(this);
     m_window->ask(QStringLiteral("Replace existing filters?"),
-                  QStringLiteral("The file holds filters named like ones you have: %1. Replace them, or keep "
-                                 "yours and import only the others?")
+                  QStringLiteral("Filters in the file have the names of filters you already have: %1. "
+                                 "Replace yours with them, or keep yours and import only the others?")
                       .arg(names),
                   QStringLiteral("Replace"), QStringLiteral("Keep Mine"), [self, plan](bool replace) {
                       if (self)

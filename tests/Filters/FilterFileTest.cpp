@@ -10,22 +10,27 @@ namespace {
 
 using Entries = QList<FilterFile::Entry>;
 
-// The dictionary as libplist writes it, XML or binary: what other tools and older exports hold.
+// A value as libplist writes it, XML or binary (what other tools and older exports hold); takes the value.
+QByteArray encoded(plist_t value, bool binary)
+{
+    char *out = nullptr;
+    uint32_t length = 0;
+    if (binary)
+        plist_to_bin(value, &out, &length);
+    else
+        plist_to_xml(value, &out, &length);
+    QByteArray bytes(out, qsizetype(length));
+    std::free(out);
+    plist_free(value);
+    return bytes;
+}
+
 QByteArray written(const QList<std::pair<QString, QString>> &pairs, bool binary)
 {
     plist_t dict = plist_new_dict();
     for (const auto &[name, text] : pairs)
         plist_dict_set_item(dict, name.toUtf8().constData(), plist_new_string(text.toUtf8().constData()));
-    char *out = nullptr;
-    uint32_t length = 0;
-    if (binary)
-        plist_to_bin(dict, &out, &length);
-    else
-        plist_to_xml(dict, &out, &length);
-    QByteArray bytes(out, qsizetype(length));
-    std::free(out);
-    plist_free(dict);
-    return bytes;
+    return encoded(dict, binary);
 }
 
 std::map<QString, QString> asMap(const Entries &entries)
@@ -77,17 +82,7 @@ TEST(FilterFileTest, AnythingButADictionaryOfTextIsRefusedWithAReason)
         {"deeply nested", head + QByteArray("<array>").repeated(200000)},
         {"binary, wrong version", "bplist15" + QByteArray(40, '\0')},
         {"binary, truncated", written({{"a", "b"}}, true).chopped(5)},
-        {"binary, root array", [] {
-             plist_t array = plist_new_array();
-             plist_array_append_item(array, plist_new_string("x"));
-             char *out = nullptr;
-             uint32_t length = 0;
-             plist_to_bin(array, &out, &length);
-             QByteArray bytes(out, qsizetype(length));
-             std::free(out);
-             plist_free(array);
-             return bytes;
-         }()},
+        {"binary, root array", encoded(plist_new_array(), true)},
     };
     for (const auto &[what, bytes] : cases) {
         QString error;
@@ -119,7 +114,7 @@ TEST(FilterFileTest, HostileBinaryStructureIsRefusedNotFollowed)
     const QList<std::pair<const char *, QByteArray>> cases = {
         {"huge dictionary count", damaged([&](QByteArray &b) {
              const qsizetype root = uchar(b[rootOffsetAt + offsetSize - 1]);
-             b[root] = char(0xDF); // count in a following integer...
+             b[root] = char(0xDF);     // count in a following integer...
              b[root + 1] = char(0x13); // ...of 8 bytes
              b.insert(root + 2, QByteArray("\x7f\xff\xff\xff\xff\xff\xff\xff", 8));
          })},

@@ -33,12 +33,8 @@ TEST(FilterParse, CanonicalPrintOfTheDefaultsAndTheEditorExample)
 {
     EXPECT_EQ(printed("type IN[cd] 'V,D,I,W,E,F,A'"), "type IN[cd] \"V,D,I,W,E,F,A\"");
     EXPECT_EQ(printed("note !=[cd] ''"), "note !=[cd] \"\"");
-    EXPECT_EQ(printed("(text CONTAINS[cd] '{' AND text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND "
-                      "text CONTAINS[cd] ':' AND text CONTAINS[cd] '}') OR (text CONTAINS[cd] '[' AND "
-                      "text CONTAINS[cd] ',' AND text CONTAINS[cd] '\"' AND text CONTAINS[cd] ']')"),
-              "(text CONTAINS[cd] \"{\" AND text CONTAINS[cd] \",\" AND text CONTAINS[cd] \"\\\"\" AND "
-              "text CONTAINS[cd] \":\" AND text CONTAINS[cd] \"}\") OR (text CONTAINS[cd] \"[\" AND "
-              "text CONTAINS[cd] \",\" AND text CONTAINS[cd] \"\\\"\" AND text CONTAINS[cd] \"]\")");
+    EXPECT_EQ(printed("(text CONTAINS[cd] '{' AND text CONTAINS[cd] '\"') OR (text CONTAINS[cd] '[')"),
+              "(text CONTAINS[cd] \"{\" AND text CONTAINS[cd] \"\\\"\") OR text CONTAINS[cd] \"[\"");
     EXPECT_EQ(printed("(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))"),
               "app ==[cd] \"YOUR_APP_NAME\" AND (type ==[cd] \"E\" OR type ==[cd] \"W\")");
 }
@@ -50,10 +46,7 @@ TEST(FilterParse, QuotingAndEscapes)
     EXPECT_EQ(single.constant(), "it's");
     EXPECT_EQ(single.toString(), R"(text == "it's")");
 
-    const Filter dbl = Filter::parse(R"(text == "a\"b\\c\n")");
-    ASSERT_TRUE(dbl.isValid());
-    EXPECT_EQ(dbl.constant(), "a\"b\\cn"); // a backslash takes the next character as it is
-    EXPECT_EQ(Filter::parse(dbl.toString()), dbl);
+    EXPECT_EQ(Filter::parse(R"(text == "a\"b\\c\n")").constant(), "a\"b\\cn"); // a backslash takes the next character
 
     const Filter other = Filter::parse(R"(text == "it's" OR text == 'say "hi"')");
     ASSERT_TRUE(other.isValid());
@@ -63,27 +56,21 @@ TEST(FilterParse, QuotingAndEscapes)
 
 TEST(FilterParse, PrecedenceGroupingAndStructure)
 {
-    const Filter f = Filter::parse("a == '1' OR b == '2' AND c == '3'");
-    ASSERT_TRUE(f.isValid());
-    ASSERT_EQ(f.kind(), Filter::Kind::Or);
-    ASSERT_EQ(f.parts().size(), 2);
-    EXPECT_EQ(f.parts().at(1).kind(), Filter::Kind::And);
-
-    const Filter n = Filter::parse("NOT a == '1' AND b == '2'");
-    ASSERT_EQ(n.kind(), Filter::Kind::And);
-    EXPECT_EQ(n.parts().at(0).kind(), Filter::Kind::Not);
-    EXPECT_EQ(n.toString(), "NOT a == \"1\" AND b == \"2\"");
-
-    EXPECT_EQ(printed("NOT (a == '1' OR b == '2')"), "NOT (a == \"1\" OR b == \"2\")");
-    EXPECT_EQ(printed("NOT NOT a == '1'"), "NOT NOT a == \"1\"");
-    // A chain is one n-ary node; a parenthesised group stays a node of its own.
+    // The printed form shows the tree: an AND under an OR and a group are parenthesised, a chain is one node.
+    const std::pair<const char *, const char *> cases[] = {
+        {"a == '1' OR b == '2' AND c == '3'", "a == \"1\" OR (b == \"2\" AND c == \"3\")"},
+        {"NOT a == '1' AND b == '2'", "NOT a == \"1\" AND b == \"2\""},
+        {"NOT (a == '1' OR b == '2')", "NOT (a == \"1\" OR b == \"2\")"},
+        {"NOT NOT a == '1'", "NOT NOT a == \"1\""},
+        {"a == '1' AND b == '2' AND c == '3'", "a == \"1\" AND b == \"2\" AND c == \"3\""},
+        {"(a == '1' AND b == '2') AND c == '3'", "(a == \"1\" AND b == \"2\") AND c == \"3\""},
+        {"((text == 'x'))", "text == \"x\""}, // redundant parentheses around one comparison vanish
+    };
+    for (const auto &[text, print] : cases)
+        EXPECT_EQ(printed(text), print);
     EXPECT_EQ(Filter::parse("a == '1' AND b == '2' AND c == '3'").parts().size(), 3);
-    const Filter nested = Filter::parse("(a == '1' AND b == '2') AND c == '3'");
-    EXPECT_EQ(nested.parts().size(), 2);
-    EXPECT_EQ(nested.toString(), "(a == \"1\" AND b == \"2\") AND c == \"3\"");
-    EXPECT_NE(nested, Filter::parse("a == '1' AND b == '2' AND c == '3'"));
-    // Redundant parentheses around one comparison vanish.
-    EXPECT_EQ(Filter::parse("((text == 'x'))"), Filter::parse("text == 'x'"));
+    EXPECT_NE(Filter::parse("(a == '1' AND b == '2') AND c == '3'"),
+              Filter::parse("a == '1' AND b == '2' AND c == '3'"));
 }
 
 TEST(FilterParse, AliasesKeywordCaseOptionsAndNumbers)
@@ -147,26 +134,17 @@ TEST(FilterParse, ErrorsSayWhereAndWhy)
 
 TEST(FilterParse, DeepNestingIsRefusedNotACrash)
 {
-    const QString parens = QString(10000, u'(') + "text == 'x'" + QString(10000, u')');
-    const Filter p = Filter::parse(parens);
-    EXPECT_FALSE(p.isValid());
-    EXPECT_TRUE(p.errorString().contains("nested deeper"));
-    EXPECT_EQ(p.errorOffset(), Filter::MaxDepth);
-
-    QString nots;
-    for (int i = 0; i < 10000; ++i)
+    // Parentheses, NOTs, "!"s, and alternating NOT and parentheses, opened and never closed, or closed.
+    QString nots, mixed;
+    for (int i = 0; i < 10000; ++i) {
         nots += QStringLiteral("NOT ");
-    const Filter n = Filter::parse(nots + "text == 'x'");
-    EXPECT_FALSE(n.isValid());
-    EXPECT_TRUE(n.errorString().contains("nested deeper"));
-
-    // Alternating NOT and parentheses, opened and never closed, or closed.
-    QString mixed;
-    for (int i = 0; i < 10000; ++i)
         mixed += (i % 2) ? QStringLiteral("NOT ") : QStringLiteral("(");
-    for (const QString &text :
-         {QString(10000, u'!') + "text == 'x'", mixed, mixed + "text == 'x'" + QString(5000, u')')})
-        EXPECT_TRUE(Filter::parse(text).errorString().contains("nested deeper"));
+    }
+    const QString parens = QString(10000, u'(') + "text == 'x'" + QString(10000, u')');
+    EXPECT_EQ(Filter::parse(parens).errorOffset(), Filter::MaxDepth);
+    for (const QString &text : {parens, nots + "text == 'x'", QString(10000, u'!') + "text == 'x'", mixed,
+                                mixed + "text == 'x'" + QString(5000, u')')})
+        EXPECT_TRUE(Filter::parse(text).errorString().contains("nested deeper")) << text.left(12).toStdString();
 
     // Up to the limit parses, evaluates and prints back.
     const int depth = Filter::MaxDepth;
@@ -198,7 +176,6 @@ TEST(FilterEval, OperatorsAndOptions)
         {"type IN[cd] 'W,E,F,A'", testEntry({.type = "A"}), true},
         {"type IN[cd] 'W,E,F,A'", testEntry({.type = ""}), false},
         {"type IN[cd] 'W,E,F,A'", testEntry({.type = "QF"}), false},
-        {"type IN[cd] 'W,E,F,A'", testEntry({.type = "V"}), false},
         {"note !=[cd] ''", testEntry({.note = "checked"}), true},
         {"note !=[cd] ''", testEntry({}), false},
         // [c] and [d] each fold only their own difference, on both sides; decomposed equals precomposed.

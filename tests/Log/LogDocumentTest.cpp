@@ -64,17 +64,15 @@ QByteArray generatedThreadTime(int lines, quint32 seed)
 
 TEST(LogDocumentTest, SavedLineLayout)
 {
-    LogIndexCounter counter;
-    const LogEntry e = LogLineParser::parseThreadTimeLine(
-        QByteArrayView("01-23 14:05:06.789  1234  5678 W Tag: hi"), LogLineFormatStream, counter,
-        [](const QString &) { return QStringLiteral("com.example"); });
-    EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi\n");
-    e.setNote(QStringLiteral("seen"));
-    EXPECT_EQ(LogDocument::savedLine(e), "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi NOTE:[seen\n");
-    const LogEntry crlf = LogEntry::create(1, {"t", "", "1", "2", "I", "N", " x\r\n", "n"});
-    EXPECT_EQ(LogDocument::savedLine(crlf), "t (1) 2 I N:  x NOTE:[n\n") << "line ends go before the note";
-    const LogEntry endsInLf = LogEntry::create(1, {"t", "", "1", "2", "I", "N", " x\n", ""});
-    EXPECT_EQ(LogDocument::savedLine(endsInLf), "t (1) 2 I N:  x\n");
+    const std::pair<EntryFields, const char *> cases[] = {
+        {{.app = "com.example", .tid = "5678", .type = "W", .text = " hi"},
+         "01-23 14:05:06.789 com.example(1234) 5678 W Tag:  hi\n"},
+        {{.text = " hi", .note = "seen"}, "01-23 14:05:06.789 (1234) - I Tag:  hi NOTE:[seen\n"},
+        {{.text = " x\r\n", .note = "n"}, "01-23 14:05:06.789 (1234) - I Tag:  x NOTE:[n\n"}, // line ends go first
+        {{.text = " x\n"}, "01-23 14:05:06.789 (1234) - I Tag:  x\n"},
+    };
+    for (const auto &[fields, line] : cases)
+        EXPECT_EQ(LogDocument::savedLine(testEntry(fields)), line);
 }
 
 TEST(LogDocumentTest, RoundTripKeepsEveryFieldAndAddsOneLeadingBlank)
@@ -99,11 +97,9 @@ TEST(LogDocumentTest, RoundTripKeepsEveryFieldAndAddsOneLeadingBlank)
     EXPECT_EQ(once.format, LogLineFormatThreadTimeApp);
     ASSERT_EQ(once.entries.size(), entries.size());
     for (qsizetype i = 0; i < entries.size(); ++i) {
-        for (int f = LogEntry::Time; f <= LogEntry::Note; ++f) {
-            const QString expected = entries[i].value(LogEntry::Field(f));
-            EXPECT_EQ(once.entries[i].value(LogEntry::Field(f)), f == LogEntry::Text ? ' ' + expected : expected)
-                << "row " << i << " field " << f;
-        }
+        QStringList expected = fieldsOf(entries[i]).split(u'|');
+        expected[6].prepend(u' ');
+        ASSERT_EQ(fieldsOf(once.entries[i]), expected.join(u'|')) << "row " << i;
         EXPECT_EQ(once.entries[i].idx(), quint64(i));
     }
     const LogFileResult twice = readData(LogDocument::savedText(once.entries));
@@ -117,10 +113,7 @@ TEST(LogDocumentTest, NoteWithLineFeedBecomesItsOwnRawLine)
     for (int i = 0; i < 6; ++i)
         entries << LogEntry::create(quint64(i), {"01-23 14:05:06.789", "app", "12", "-", "I", "T", " m", ""});
     entries[2].setNote(QStringLiteral("first\nsecond line"));
-    const QByteArray text = LogDocument::savedText(entries);
-    EXPECT_TRUE(text.contains(" NOTE:[first\nsecond line\n"));
-    EXPECT_EQ(LogLineParser::classifyLine("second line"), LogLineFormatRaw);
-    const LogFileResult r = readData(text);
+    const LogFileResult r = readData(LogDocument::savedText(entries));
     EXPECT_EQ(r.lineCount, 8);
     ASSERT_EQ(r.entries.size(), 6) << "the raw line does not parse as saved text";
     EXPECT_EQ(r.entries[2].value(LogEntry::Note), "first");
@@ -135,9 +128,8 @@ TEST(LogDocumentTest, WindowsLineEndsParseLikeLineFeeds)
     const LogFileResult b = readData(crlf);
     EXPECT_EQ(b.lineCount, 2 * a.lineCount - 1);
     ASSERT_EQ(a.entries.size(), b.entries.size());
-    for (qsizetype i = 0; i < a.entries.size(); ++i) {
+    for (qsizetype i = 0; i < a.entries.size(); ++i)
         ASSERT_EQ(fieldsOf(a.entries[i]), fieldsOf(b.entries[i])) << "row " << i;
-    }
 }
 
 TEST(LogDocumentTest, OtherLineSeparatorsSplitLines)
@@ -178,15 +170,8 @@ TEST(LogDocumentTest, TwoThreadReadMatchesLineByLineParsing)
     EXPECT_EQ(counter.peek(), quint64(40 + expected.size()));
 }
 
-TEST(LogDocumentTest, EncodingFallbacks)
+TEST(LogDocumentTest, EncodingFallbacksReachTheParser)
 {
-    QByteArray latin1 = "01-23 14:05:06.789  1  2 I T: caf\xe9\n";
-    latin1 = latin1.repeated(6);
-    const LogFileResult l = readData(latin1);
-    EXPECT_EQ(l.encoding, "ISO 8859-1");
-    ASSERT_EQ(l.entries.size(), 6);
-    EXPECT_EQ(l.entries[0].value(LogEntry::Text), QString::fromUtf8(" café"));
-
     const QString text = QStringLiteral("01-23 14:05:06.789  1  2 I T: 日志\n").repeated(6);
     QByteArray utf16("\xff\xfe", 2);
     utf16.append(reinterpret_cast<const char *>(text.utf16()), text.size() * 2);
@@ -194,7 +179,10 @@ TEST(LogDocumentTest, EncodingFallbacks)
     EXPECT_EQ(u.encoding, "UTF-16LE");
     ASSERT_EQ(u.entries.size(), 6);
     EXPECT_EQ(u.entries[5].value(LogEntry::Text), QString::fromUtf8(" 日志"));
-
+    const LogFileResult latin1 = readData(QByteArray("01-23 14:05:06.789  1  2 I T: caf\xe9\n").repeated(6));
+    EXPECT_EQ(latin1.encoding, "ISO 8859-1");
+    EXPECT_EQ(latin1.entries.value(0).value(LogEntry::Text), QString::fromUtf8(" café"));
+    // A mark on valid UTF-8 does not stick to the first time.
     const LogFileResult bom = readData("\xef\xbb\xbf" + QByteArray("01-23 14:05:06.789  1  2 I T: x\n").repeated(5));
     ASSERT_EQ(bom.entries.size(), 5);
     EXPECT_EQ(bom.entries[0].value(LogEntry::Time), "01-23 14:05:06.789");
@@ -238,45 +226,28 @@ TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
 
 TEST(LogDocumentTest, RealWorldSamples)
 {
-    const LogFileResult tt = readSample("threadtime_simple_clock.log");
-    EXPECT_EQ(tt.format, LogLineFormatThreadTime);
-    ASSERT_EQ(tt.entries.size(), 12);
-    EXPECT_EQ(tt.entries[3].value(LogEntry::Text), " \tat com.simplemobiletools.clock.App$g.a(SourceFile:3)");
-    EXPECT_EQ(tt.entries[11].value(LogEntry::Pid), "524");
-    EXPECT_EQ(tt.entries[11].value(LogEntry::Name), "DropBoxManagerService");
-
-    const LogFileResult crlf = readSample("threadtime_crlf_tinytraveltracker.log");
-    EXPECT_EQ(crlf.format, LogLineFormatThreadTime);
-    ASSERT_EQ(crlf.entries.size(), 6);
-    EXPECT_FALSE(crlf.entries[0].value(LogEntry::Text).endsWith(QLatin1Char('\r')));
-
-    const LogFileResult time = readSample("time_smssync.log");
-    EXPECT_EQ(time.format, LogLineFormatTime);
-    ASSERT_EQ(time.entries.size(), 12);
-    EXPECT_EQ(time.entries[5].value(LogEntry::Name), "power   ");
-    EXPECT_EQ(time.entries[5].value(LogEntry::Pid), "3196");
-
-    const LogFileResult brief = readSample("brief_detlef.log");
-    EXPECT_EQ(brief.format, LogLineFormatBrief);
-    ASSERT_EQ(brief.entries.size(), 10);
-    EXPECT_EQ(brief.entries[1].value(LogEntry::Type), "E");
-    EXPECT_EQ(brief.entries[1].value(LogEntry::Pid), "196");
-
+    // {file, format, entries, row, field, value}
+    const std::tuple<const char *, int, qsizetype, int, LogEntry::Field, const char *> cases[] = {
+        {"threadtime_simple_clock.log", LogLineFormatThreadTime, 12, 3, LogEntry::Text,
+         " \tat com.simplemobiletools.clock.App$g.a(SourceFile:3)"},
+        {"threadtime_simple_clock.log", LogLineFormatThreadTime, 12, 11, LogEntry::Name, "DropBoxManagerService"},
+        {"threadtime_crlf_tinytraveltracker.log", LogLineFormatThreadTime, 6, 0, LogEntry::Pid, "25819"},
+        {"time_smssync.log", LogLineFormatTime, 12, 5, LogEntry::Name, "power   "},
+        {"brief_detlef.log", LogLineFormatBrief, 10, 1, LogEntry::Pid, "196"},
+    };
+    for (const auto &[file, format, count, row, field, value] : cases) {
+        SCOPED_TRACE(file);
+        const LogFileResult r = readSample(file);
+        EXPECT_EQ(r.format, format);
+        ASSERT_EQ(r.entries.size(), count);
+        EXPECT_EQ(r.entries[row].value(field), QString::fromUtf8(value));
+    }
     // Android Studio's copy format looks like threadtime to detection; most lines then yield nothing.
     const LogFileResult studio = readSample("studio_bugly.log");
     EXPECT_EQ(studio.format, LogLineFormatThreadTime);
     EXPECT_LT(studio.entries.size(), 7);
-}
-
-TEST(LogDocumentTest, LongFormatFile)
-{
-    const QByteArray data =
-        "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]\nhello\n\n[ 01-23 14:05:06.790  1: 1 I/T ]\nworld\n\n";
-    const LogFileResult r = readData(data);
-    EXPECT_EQ(r.format, LogLineFormatLong);
-    ASSERT_EQ(r.entries.size(), 2);
-    EXPECT_EQ(r.entries[0].value(LogEntry::Text), "hello");
-    EXPECT_EQ(r.entries[1].value(LogEntry::Tid), "-");
+    for (const LogEntry &e : readSample("threadtime_crlf_tinytraveltracker.log").entries)
+        EXPECT_FALSE(e.value(LogEntry::Text).endsWith(u'\r'));
 }
 
 TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
@@ -284,19 +255,7 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     EXPECT_EQ(LogDocument::kindForPath("/a/X.FILTERS"), LogDocument::FileKind::Filters);
     EXPECT_EQ(LogDocument::kindForPath("/a/b.Quillfern"), LogDocument::FileKind::DictionaryCandidate);
     EXPECT_EQ(LogDocument::kindForPath("/a/b.log"), LogDocument::FileKind::Text);
-    QTemporaryDir dir;
-    const QByteArray plist =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
-        "<array><dict/><dict/></array></dict></plist>\n";
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("a.quillfern"), plist)), 2);
-    const QByteArray other = "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><array/></plist>\n";
-    EXPECT_FALSE(
-        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("b.quillfern"), other)).has_value());
-    EXPECT_FALSE(
-        LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("c.quillfern"), "01-23 x\n")).has_value());
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
-
-    // The binary form, other keys before it, and nested content that is skipped, not followed.
+    // The binary form, with another key before the rows.
     plist_t root = plist_new_dict();
     plist_dict_set_item(root, "version", plist_new_uint(2));
     plist_t rows = plist_new_array();
@@ -309,13 +268,26 @@ TEST(LogDocumentTest, FileKindsAndDictionaryDocument)
     const QByteArray binary(bin, qsizetype(length));
     std::free(bin);
     plist_free(root);
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("d.quillfern"), binary)), 3);
-    const QByteArray skipped = "<?xml version=\"1.0\"?><plist><dict><key>meta</key><array><array><dict/></array>"
-                               "</array><key>logdata</key><array><dict><key>a</key><array/></dict></array></dict></plist>";
-    EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("e.quillfern"), skipped)), 1);
-    // Nesting 200,000 deep ends the reading, not the program.
-    const QByteArray deep = "<?xml version=\"1.0\"?><plist><dict><key>logdata</key>" + QByteArray("<array>").repeated(200000);
-    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(writeTestFile(dir.filePath("f.quillfern"), deep)).has_value());
+
+    const QByteArray head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">";
+    const std::pair<QByteArray, std::optional<qsizetype>> documents[] = {
+        {head + "<dict><key>logdata</key><array><dict/><dict/></array></dict></plist>\n", 2},
+        {binary, 3},
+        // Nested content is skipped, not followed.
+        {head + "<dict><key>meta</key><array><array><dict/></array></array><key>logdata</key><array><dict><key>a"
+                "</key><array/></dict></array></dict></plist>",
+         1},
+        {head + "<array/></plist>\n", std::nullopt},
+        {"01-23 x\n", std::nullopt},
+        // Nesting 200,000 deep ends the reading, not the program.
+        {head + "<dict><key>logdata</key>" + QByteArray("<array>").repeated(200000), std::nullopt},
+    };
+    QTemporaryDir dir;
+    for (const auto &[bytes, count] : documents) {
+        const QString path = writeTestFile(dir.filePath(QStringLiteral("doc.quillfern")), bytes);
+        EXPECT_EQ(LogDocument::dictionaryDocumentLineCount(path), count) << bytes.left(80).constData();
+    }
+    EXPECT_FALSE(LogDocument::dictionaryDocumentLineCount(dir.filePath("none.quillfern")).has_value());
 }
 
 TEST(LogDocumentTest, WriteTextFileAndReadItBack)

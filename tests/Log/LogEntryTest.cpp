@@ -13,9 +13,7 @@ namespace {
 
 LogEntry sample(quint64 idx = 7)
 {
-    return LogEntry::create(idx, {QStringLiteral("01-23 14:05:06.789"), QString(), QStringLiteral("1234"),
-                                  QStringLiteral("-"), QStringLiteral("I"), QStringLiteral("ActivityManager"),
-                                  QStringLiteral(" Start proc é"), QString()});
+    return testEntry({.idx = idx, .name = "ActivityManager", .text = QStringLiteral(" Start proc é")});
 }
 
 } // namespace
@@ -32,8 +30,6 @@ TEST(LogEntryTest, KeysAreTheNineInOrder)
 TEST(LogEntryTest, CreateKeepsEveryFieldAndMissingOnesAreEmpty)
 {
     const LogEntry e = sample();
-    EXPECT_FALSE(e.isNull());
-    EXPECT_EQ(e.idx(), 7u);
     EXPECT_EQ(e.value(LogEntry::Idx), "7");
     EXPECT_EQ(fieldsOf(e), QString::fromUtf8("01-23 14:05:06.789||1234|-|I|ActivityManager| Start proc é|"));
     EXPECT_FALSE(e.value(LogEntry::App).isNull()) << "absent values are empty strings";
@@ -65,10 +61,8 @@ TEST(LogEntryTest, CopiesShareTheRecordAndSeeLaterWrites)
     EXPECT_FALSE(a.sameRecord(sample()));
     view[0].setApp(QStringLiteral("com.example"));
     full[0].setNote(QStringLiteral("checked"));
-    EXPECT_EQ(a.value(LogEntry::App), "com.example");
-    EXPECT_EQ(view[0].value(LogEntry::Note), "checked");
     EXPECT_TRUE(a.fieldEquals(LogEntry::App, u"com.example"));
-    EXPECT_FALSE(a.fieldIsEmpty(LogEntry::App));
+    EXPECT_EQ(view[0].value(LogEntry::Note), "checked");
     a.setApp(QString());
     EXPECT_TRUE(full[0].fieldIsEmpty(LogEntry::App));
 }
@@ -110,19 +104,16 @@ TEST(LogEntryTest, BlockRowsShareTheBufferAndNumberInOrder)
     b.setSlice(LogEntry::Text, 302, 5);
     b.setSlice(LogEntry::Note, 314, 1);
     builder.addRow(second, b);
-    EXPECT_EQ(builder.size(), 2);
     QList<LogEntry> out;
     builder.appendTo(out, 100);
     EXPECT_EQ(builder.size(), 0);
     ASSERT_EQ(out.size(), 2);
-    EXPECT_EQ(out[0].idx(), 100u);
     EXPECT_EQ(out[1].idx(), 101u);
     EXPECT_EQ(fieldsOf(out[0]), "A||1|-|I|T| x|");
     EXPECT_EQ(fieldsOf(out[1]), "B||" + QString::fromLatin1(longPid) + "|||| tail|n");
     out[1].setApp(QStringLiteral("app"));
     EXPECT_EQ(out[1].value(LogEntry::App), "app");
     EXPECT_EQ(out[0].value(LogEntry::App), "") << "a write to one row leaves its block neighbours alone";
-    EXPECT_FALSE(out[0].sameRecord(out[1]));
     const LogEntry survivor = out[1];
     out.clear();
     EXPECT_EQ(survivor.value(LogEntry::Note), "n") << "a handle keeps the shared block alive";

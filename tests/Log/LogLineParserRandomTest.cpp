@@ -59,10 +59,8 @@ std::optional<Fields> reference(const QString &line, int format)
         if (format == 10)
             s.upTo(" ");
         const auto date = s.upTo(" ");
-        if (!date)
-            return false;
         auto time = s.upTo(" ");
-        if (!time)
+        if (!date || !time)
             return false;
         if (format == 4)
             time->chop(lastChar(*time).size());
@@ -76,7 +74,9 @@ std::optional<Fields> reference(const QString &line, int format)
         if (!readTime())
             return std::nullopt;
         const auto token = s.upTo(" ");
-        if (!token)
+        const auto tid = s.upTo(" ");
+        const auto type = s.upTo(" ");
+        if (!token || !tid || !type)
             return std::nullopt;
         const qsizetype open = token->indexOf(QLatin1Char('('));
         if (format == 2 && open >= 0 && token->endsWith(QLatin1Char(')'))) {
@@ -87,10 +87,6 @@ std::optional<Fields> reference(const QString &line, int format)
             if (format == 1)
                 f[1] = QStringLiteral("app of ") + f[2]; // the live format asks for the pid's name
         }
-        const auto tid = s.upTo(" ");
-        const auto type = s.upTo(" ");
-        if (!tid || !type)
-            return std::nullopt;
         f[3] = *tid == f[2] ? QStringLiteral("-") : *tid;
         f[4] = *type;
         f[5] = s.upTo(":").value_or(QString());
@@ -102,10 +98,9 @@ std::optional<Fields> reference(const QString &line, int format)
         if (format != 5 && !readTime())
             return std::nullopt;
         const auto type = s.upTo("/");
-        if (!type)
-            return std::nullopt;
-        auto name = s.upTo("(");
-        if (!name)
+        const auto name = s.upTo("(");
+        const auto pid = s.upTo("):");
+        if (!type || !name || !pid)
             return std::nullopt;
         f[4] = *type;
         f[5] = *name;
@@ -115,18 +110,13 @@ std::optional<Fields> reference(const QString &line, int format)
             f[5] = cut.value_or(QString());
             f[1] = app;
         }
-        const auto pid = s.upTo("):");
-        if (!pid)
-            return std::nullopt;
         f[2] = qf::trim(*pid);
         break;
     }
     case 6: {
         const auto type = s.upTo("(");
-        if (!type)
-            return std::nullopt;
         const auto pid = s.upTo(")");
-        if (!pid)
+        if (!type || !pid)
             return std::nullopt;
         f[4] = *type;
         f[2] = qf::trim(*pid);
@@ -134,10 +124,8 @@ std::optional<Fields> reference(const QString &line, int format)
     }
     case 8: {
         const auto type = s.upTo("/");
-        if (!type)
-            return std::nullopt;
         const auto name = s.upTo(": ");
-        if (!name)
+        if (!type || !name)
             return std::nullopt;
         f[4] = *type;
         f[5] = *name;
@@ -147,18 +135,14 @@ std::optional<Fields> reference(const QString &line, int format)
         if (!readTime())
             return std::nullopt;
         const auto pid = s.upTo(":");
-        if (!pid)
-            return std::nullopt;
         const auto part = s.upTo("/");
-        if (!part)
+        const auto name = s.upTo("]");
+        if (!pid || !part || !name)
             return std::nullopt;
         f[2] = *pid;
         f[4] = lastChar(*part);
         const QString tid = qf::trim(part->left(part->size() - f[4].size()));
         f[3] = tid == f[2] ? QStringLiteral("-") : tid;
-        const auto name = s.upTo("]");
-        if (!name)
-            return std::nullopt;
         f[5] = *name;
         break;
     }

@@ -129,27 +129,22 @@ TEST(LogLineParserTest, NoteSplitAgreesWithAPlainSearchOnNearMisses)
 
 TEST(LogLineParserTest, LongFormatJoinedAndParsed)
 {
-    const QStringList lines{"[ 01-23 14:05:06.789  1234: 5678 D/Tag ]",
-                            "hello",
-                            "",
-                            "garbage",
-                            "[ 01-23 14:05:06.790  1234: 1234 I/Other ]",
-                            "",
-                            "world",
-                            "",
-                            "[ lost header ]"};
-    const QStringList joined = LogLineParser::joinLongFormatArray(lines);
+    const QList<QByteArrayView> lines{"[ 01-23 14:05:06.789  1234: 5678 D/Tag ]",
+                                      "hello",
+                                      "",
+                                      "garbage",
+                                      "[ 01-23 14:05:06.790  1234: 1234 I/Other ]",
+                                      "",
+                                      "world",
+                                      "",
+                                      "[ lost header ]"};
+    const QList<QByteArray> joined = LogLineParser::joinLongFormatArray(lines);
     ASSERT_EQ(joined.size(), 2);
     EXPECT_EQ(joined[0], "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]hello");
-    EXPECT_EQ(fieldsOf(parse(joined[0], LogLineFormatLong)), "01-23 14:05:06.789||1234|5678|D|Tag |hello|");
-    EXPECT_EQ(fieldsOf(parse(joined[1], LogLineFormatLong)), "01-23 14:05:06.790||1234|-|I|Other |world|");
-    QList<QByteArrayView> bytes;
-    QList<QByteArray> storage;
-    for (const QString &l : lines)
-        storage << l.toUtf8();
-    for (const QByteArray &b : storage)
-        bytes << b;
-    EXPECT_EQ(LogLineParser::joinLongFormatArray(bytes), (QList<QByteArray>{joined[0].toUtf8(), joined[1].toUtf8()}));
+    EXPECT_EQ(fieldsOf(parse(QString::fromUtf8(joined[0]), LogLineFormatLong)),
+              "01-23 14:05:06.789||1234|5678|D|Tag |hello|");
+    EXPECT_EQ(fieldsOf(parse(QString::fromUtf8(joined[1]), LogLineFormatLong)),
+              "01-23 14:05:06.790||1234|-|I|Other |world|");
 }
 
 TEST(LogLineParserTest, DetectionAgreementCounting)
@@ -203,6 +198,4 @@ TEST(LogLineParserTest, SystemMessageUsesTheWeekBasedYear)
     EXPECT_EQ(fieldsOf(e), "2025-12-30 08:09:10.011|Quillfern|---|---|QF|---|Disconnected|");
     EXPECT_EQ(e.idx(), 5u);
     EXPECT_EQ(LogLineParser::weekYearTimestamp(QDateTime(QDate(2021, 1, 1), QTime(0, 0))), "2020-01-01 00:00:00.000");
-    EXPECT_EQ(LogLineParser::weekYearTimestamp(QDateTime(QDate(2023, 6, 15), QTime(23, 59, 59, 999))),
-              "2023-06-15 23:59:59.999");
 }

@@ -26,10 +26,10 @@ TEST(TextDecodingTest, EveryUnicodeFormWithOrWithoutMarkComesBackAsTheSameText)
         const char *name;
     };
     const Case cases[] = {
-        {QStringConverter::Utf8, false, "UTF-8"},     {QStringConverter::Utf8, true, "UTF-8"},
-        {QStringConverter::Utf16LE, true, "UTF-16LE"}, {QStringConverter::Utf16BE, true, "UTF-16BE"},
+        {QStringConverter::Utf8, false, "UTF-8"},       {QStringConverter::Utf8, true, "UTF-8"},
+        {QStringConverter::Utf16LE, true, "UTF-16LE"},  {QStringConverter::Utf16BE, true, "UTF-16BE"},
         {QStringConverter::Utf16LE, false, "UTF-16LE"}, {QStringConverter::Utf16BE, false, "UTF-16BE"},
-        {QStringConverter::Utf32LE, true, "UTF-32LE"}, {QStringConverter::Utf32BE, true, "UTF-32BE"},
+        {QStringConverter::Utf32LE, true, "UTF-32LE"},  {QStringConverter::Utf32BE, true, "UTF-32BE"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.name) + (c.mark ? " with mark" : " without mark"));
@@ -57,7 +57,8 @@ TEST(TextDecodingTest, AStrayByteInUtf8KeepsTheRestUtf8)
 
 TEST(TextDecodingTest, SingleByteTextFallsBackToLatin1)
 {
-    const QByteArray latin1 = "T: caf\xE9 na\xEFve \xFC" "ber\n";
+    const QByteArray latin1 = "T: caf\xE9 na\xEFve \xFC"
+                              "ber\n";
     const TextDecoding::Result r = TextDecoding::decode(latin1);
     EXPECT_EQ(r.encoding, "ISO 8859-1");
     EXPECT_EQ(r.step, TextDecoding::Step::Latin1);
