@@ -1,21 +1,18 @@
 // SPDX-License-Identifier: MIT
-// The main window against the real adb server and simulated devices: streaming, the cable pulled
-// and put back, another device appearing meanwhile, Stop, and the picker with two devices.
+// The main window against the real adb server and simulated devices: streaming, the cable pulled and
+// put back, the server stopped and started again, each with no line lost or shown twice, and Stop.
+// The other device changes are played against a scripted server in AppDelegateStateTest.
 #include "Session/ReconnectPolicy.h"
-#include "Scenes/DevicePickerSheet.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
-#include "Scenes/SelectableTableView.h"
 #include "support/AdbTestEnv.h"
 #include "support/Dialogs.h"
 #include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
 #include <QAction>
-#include <QPushButton>
 #include <QRegularExpression>
-#include <QSet>
 #include <QTest>
 
 namespace {
@@ -47,7 +44,9 @@ protected:
     {
         AdbTest::SetUp();
         QuillfernAppDelegate::Options options;
-        options.reconnectTimer = takeTimer();
+        auto ownedTimer = std::make_unique<ManualTimer>();
+        timer = ownedTimer.get();
+        options.reconnectTimer = std::move(ownedTimer);
         options.startAdb = [](std::function<void(bool)> done) { done(false); };
         options.openUrl = [](const QUrl &) {};
         app = std::make_unique<QuillfernAppDelegate>(std::move(options));
@@ -90,15 +89,61 @@ protected:
                 rows << e;
         return rows;
     }
-    QMessageBox *visibleMessageBox() const { return dialogs::visible<QMessageBox>(app->window()); }
+
+    QStringList shownKeys() const
+    {
+        QStringList keys;
+        for (const LogEntry &e : deviceRows())
+            keys << lineKey(e);
+        return keys;
+    }
+    // The device's own log, one key per line.
+    QStringList deviceLog(const QString &serial)
+    {
+        const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
+        EXPECT_EQ(dump.exitCode, 0);
+        QStringList keys;
+        for (const QString &line : dump.text().remove('\r').split('\n'))
+            if (const QString key = dumpKey(line); !key.isEmpty())
+                keys << key;
+        return keys;
+    }
+    // Empty when both hold the same lines, else where they first differ.
+    static std::string firstDifference(const QStringList &shown, const QStringList &want)
+    {
+        const auto [got, wanted] = std::mismatch(shown.begin(), shown.end(), want.begin(), want.end());
+        if (got == shown.end() && wanted == want.end())
+            return {};
+        return QStringLiteral("at %1 of %2: shown %3, the device has %4")
+            .arg(got - shown.begin()).arg(shown.size())
+            .arg(got == shown.end() ? "nothing" : *got, wanted == want.end() ? "nothing" : *wanted).toStdString();
+    }
+    // Every device line once, in the device's order, nothing missing in between. The one exception is
+    // the datasource's rule for the replay: a replayed line whose time equals the last kept time is
+    // kept (it ends the duplicate check), so the last line before a break may appear once more. The
+    // device keeps only its newest lines: compare from the first shown line the device still has; that
+    // span must reach back before the row `breakRow`.
+    void expectEveryLineOnceInOrder(const QString &serial, qsizetype breakRow)
+    {
+        QStringList shown;
+        int repeats = 0;
+        for (const QString &key : shownKeys()) {
+            repeats += !shown.isEmpty() && shown.back() == key;
+            if (shown.isEmpty() || shown.back() != key)
+                shown << key;
+        }
+        EXPECT_LE(repeats, 1);
+        const QStringList expected = deviceLog(serial);
+        qsizetype from = 0;
+        while (from < shown.size() && !expected.contains(shown[from]))
+            ++from;
+        ASSERT_LT(from, shown.size());
+        const QStringList tail = shown.mid(from);
+        ASSERT_GT(tail.size(), shown.size() - breakRow) << "the compared span must reach back before the break";
+        EXPECT_EQ(firstDifference(tail, expected.mid(expected.indexOf(tail.front()), tail.size())), "");
+    }
 
     ManualTimer *timer = nullptr; // owned by the delegate
-    std::unique_ptr<RepeatingTimer> takeTimer()
-    {
-        auto owned = std::make_unique<ManualTimer>();
-        timer = owned.get();
-        return owned;
-    }
     std::unique_ptr<QuillfernAppDelegate> app;
 };
 
@@ -122,57 +167,14 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
     EXPECT_EQ(button(), "Stop");
     EXPECT_TRUE(timer->active);
-    EXPECT_EQ(visibleMessageBox(), nullptr);
+    EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
     const qsizetype beforeDrop = deviceRows().size();
 
     // It comes back: streaming again, the log kept.
     ASSERT_TRUE(tickUntil([&] { return streamingFrom(serial); }, 30000)) << title().toStdString();
-    EXPECT_FALSE(timer->active);
     ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > beforeDrop + 40; }, 15000));
 
-    // Every device line once, in the device's order, nothing missing in between. The one exception is
-    // the datasource's rule for the replay: a replayed line whose time equals the last kept time is
-    // kept (it ends the duplicate check), so the last line before the drop may appear once more.
-    QList<LogEntry> shown;
-    int repeats = 0;
-    for (const LogEntry &e : deviceRows()) {
-        if (!shown.isEmpty() && lineKey(shown.back()) == lineKey(e)) {
-            ++repeats;
-            continue;
-        }
-        shown << e;
-    }
-    EXPECT_LE(repeats, 1);
-    QSet<QString> seen;
-    for (const LogEntry &e : shown) {
-        EXPECT_FALSE(seen.contains(lineKey(e))) << "shown twice: " << lineKey(e).toStdString();
-        seen.insert(lineKey(e));
-    }
-    const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
-    ASSERT_EQ(dump.exitCode, 0);
-    QStringList expected;
-    for (const QString &line : dump.text().split('\n')) {
-        const QString key = dumpKey(line.trimmed().isEmpty() ? QString() : QString(line).remove('\r'));
-        if (!key.isEmpty())
-            expected << key;
-    }
-    // The device keeps only its newest lines: compare from the first shown line the device still has.
-    // That span includes the drop and the return.
-    const QList<LogEntry> &all = shown;
-    qsizetype from = 0;
-    qsizetype firstAt = -1;
-    for (; from < all.size() && firstAt < 0; ++from)
-        firstAt = expected.indexOf(lineKey(all[from]));
-    ASSERT_GE(firstAt, 0);
-    const QList<LogEntry> shownTail = all.mid(from - 1);
-    ASSERT_GT(shownTail.size(), all.size() - beforeDrop) << "the compared span must reach back before the drop";
-    const qsizetype lastAt = expected.indexOf(lineKey(shownTail.back()));
-    ASSERT_GE(lastAt, firstAt) << lineKey(shownTail.back()).toStdString();
-    expected = expected.mid(firstAt, lastAt - firstAt + 1);
-    for (qsizetype i = 0; i < std::min(shownTail.size(), expected.size()); ++i)
-        ASSERT_EQ(lineKey(shownTail[i]).toStdString(), expected[i].toStdString())
-            << "at " << i << " after " << lineKey(shownTail[std::max<qsizetype>(0, i - 1)]).toStdString();
-    ASSERT_EQ(qsizetype(shownTail.size()), expected.size());
+    expectEveryLineOnceInOrder(serial, beforeDrop);
 
     // Stop: offline.
     app->window()->actions().connect->trigger();
@@ -189,28 +191,13 @@ TEST_F(AppDelegateDeviceTest, EveryReplayedLineSurvivesTheStartOfANewDevice)
     // Only the replayed buffer, no live lines: what the window shows must be exactly the device's log.
     const QString serial = startDevice({"--buffer", "4000", "--lines", "0"});
     ASSERT_FALSE(serial.isEmpty());
-    const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
-    ASSERT_EQ(dump.exitCode, 0);
-    QStringList expected;
-    for (const QString &line : dump.text().split('\n')) {
-        const QString key = dumpKey(QString(line).remove('\r'));
-        if (!key.isEmpty())
-            expected << key;
-    }
+    const QStringList expected = deviceLog(serial);
     ASSERT_EQ(expected.size(), 4000);
     launch();
     ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(serial); }, 15000)) << title().toStdString();
-    QStringList shown;
-    const auto allShown = [&] {
-        shown.clear();
-        for (const LogEntry &e : deviceRows())
-            shown << lineKey(e);
-        return shown.size() >= expected.size();
-    };
-    EXPECT_TRUE(QTest::qWaitFor(allShown, 15000)) << shown.size() << " of " << expected.size() << " lines shown";
-    ASSERT_FALSE(shown.isEmpty());
-    EXPECT_EQ(shown.first().toStdString(), expected.first().toStdString());
-    EXPECT_EQ(shown, expected);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() >= expected.size(); }, 15000))
+        << deviceRows().size() << " of " << expected.size() << " lines shown";
+    EXPECT_EQ(firstDifference(shownKeys(), expected), "");
 }
 
 TEST_F(AppDelegateDeviceTest, AServerThatStopsAndComesBackBringsTheStreamBackByItself)
@@ -233,7 +220,7 @@ TEST_F(AppDelegateDeviceTest, AServerThatStopsAndComesBackBringsTheStreamBackByI
             << "tick " << tick << ": " << log.lines().join(" | ").toStdString();
         EXPECT_TRUE(title().endsWith(" [PAUSED]")) << title().toStdString();
     }
-    EXPECT_EQ(visibleMessageBox(), nullptr);
+    EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
     EXPECT_EQ(button(), "Stop");
 
     // Someone starts it again on the same port and the device registers again: the retry finds it.
@@ -243,83 +230,5 @@ TEST_F(AppDelegateDeviceTest, AServerThatStopsAndComesBackBringsTheStreamBackByI
     const qsizetype before = deviceRows().size();
     ASSERT_TRUE(tickUntil([&] { return streamingFrom(serial); }, 30000)) << title().toStdString();
     ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > before + 40; }, 15000));
-
-    // Nothing lost and nothing repeated across the outage (but the one line the replay rule keeps).
-    const AdbTestEnv::AdbResult dump = env().runAdbOn(serial, {"logcat", "-d", "-v", "threadtime"});
-    ASSERT_EQ(dump.exitCode, 0);
-    QStringList expected;
-    for (const QString &line : dump.text().split('\n')) {
-        const QString key = dumpKey(QString(line).remove('\r'));
-        if (!key.isEmpty())
-            expected << key;
-    }
-    QStringList shown;
-    for (const LogEntry &e : deviceRows())
-        shown << lineKey(e);
-    shown.removeDuplicates();
-    EXPECT_GE(deviceRows().size() - shown.size(), 0);
-    EXPECT_LE(deviceRows().size() - shown.size(), 1);
-    // From the oldest shown line the device still has to the newest shown: every device line is there.
-    qsizetype from = 0;
-    while (from < shown.size() && !expected.contains(shown[from]))
-        ++from;
-    ASSERT_LT(from, shown.size());
-    const qsizetype first = expected.indexOf(shown[from]);
-    const qsizetype last = expected.indexOf(shown.back());
-    ASSERT_GE(last, first);
-    EXPECT_EQ(shown.mid(from), expected.mid(first, last - first + 1));
-}
-
-TEST_F(AppDelegateDeviceTest, WhilePausedAnotherDeviceIsNotTaken)
-{
-    const QString first = startDevice({"--rate", "20"});
-    ASSERT_FALSE(first.isEmpty());
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(first); }, 15000));
-    ASSERT_TRUE(env().removeDevice(first));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
-
-    const QString second = startDevice({"--rate", "20"});
-    ASSERT_FALSE(second.isEmpty());
-    // Three ticks, each listing only the new device.
-    LogCapture log;
-    for (int i = 0; i < 3; ++i) {
-        const int handled = log.count("Connected Devices:");
-        app->onReconnectTimerTick();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("Connected Devices:") > handled; }, 5000));
-    }
-    EXPECT_GE(log.count("device change - don't automatically reconnect to new device!"), 1);
-    EXPECT_FALSE(app->logDatasource()->isLogging());
-    EXPECT_EQ(app->reconnectPolicy()->lastDeviceConnectedId(), first);
-    EXPECT_TRUE(title().endsWith(" [PAUSED]"));
-    EXPECT_EQ(visibleMessageBox(), nullptr);
-    EXPECT_EQ(button(), "Stop");
-
-    // Stop while paused: offline at once, and Run then takes the new device.
-    app->onConnectButtonPressed();
-    EXPECT_TRUE(title().endsWith(" [OFFLINE]"));
-    EXPECT_EQ(button(), "Run");
-    app->onConnectButtonPressed();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(second); }, 15000)) << title().toStdString();
-}
-
-TEST_F(AppDelegateDeviceTest, PickerWithTwoDevices)
-{
-    const QString a = startDevice({"--rate", "10"});
-    const QString b = startDevice({"--rate", "10", "--model", "Tablet Sim"});
-    ASSERT_FALSE(a.isEmpty());
-    ASSERT_FALSE(b.isEmpty());
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->devicePickerSheet() && app->devicePickerSheet()->isVisible(); }, 15000));
-    DevicePickerSheet *picker = app->devicePickerSheet();
-    const QStringList titles = picker->deviceTitles();
-    ASSERT_EQ(titles.size(), 2);
-    const int indexOfB = titles[0].endsWith(b) ? 0 : 1;
-    EXPECT_TRUE(titles[indexOfB].endsWith(b));
-    EXPECT_EQ(title(), "No devices connected");
-    picker->setSelectedIndex(indexOfB);
-    picker->connectButton()->click();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return streamingFrom(b); }, 15000)) << title().toStdString();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title() == b + " - Tablet Sim" || title() == "Tablet Sim - " + b; }, 10000))
-        << title().toStdString();
+    expectEveryLineOnceInOrder(serial, before);
 }

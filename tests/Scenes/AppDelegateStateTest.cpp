@@ -2,11 +2,12 @@
 // The connection states of the main window, played with a scripted ADB server for the device list
 // and a log stream driven by the test (no adb, no device): titles, the Run/Stop item, the 5-second
 // retry that only returns to the last device, the alerts and the device picker.
+#include "Android/AdbProtocol.h"
 #include "Helpers/Settings.h"
 #include "Scenes/LogTableController.h"
+#include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
-#include "Session/ReconnectPolicy.h"
 #include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
 #include "support/LogCapture.h"
@@ -15,6 +16,7 @@
 #include <QAction>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -23,12 +25,10 @@
 
 namespace {
 
-QByteArray devicesReply(const QByteArray &list)
-{
-    return "OKAY" + QByteArray::number(list.size(), 16).rightJustified(4, '0') + list;
-}
+const QByteArray deviceA = "emu-A\tdevice product:sdk_a model:Pixel_A\n";
+const QByteArray deviceB = "emu-B\tdevice product:sdk_b model:Pixel_B\n";
 
-class AppDelegateStateTest : public ::testing::Test
+class AppDelegateStateTest : public FakeAdbServerTest
 {
 protected:
     void SetUp() override
@@ -36,7 +36,9 @@ protected:
         Settings::remove(SettingsKey::predicates);
         server.useForClient();
         QuillfernAppDelegate::Options options;
-        options.reconnectTimer = takeTimer();
+        auto ownedTimer = std::make_unique<ManualTimer>();
+        timer = ownedTimer.get();
+        options.reconnectTimer = std::move(ownedTimer);
         options.startAdb = [this](std::function<void(bool)> done) { pendingAdbStart = std::move(done); };
         options.openUrl = [this](const QUrl &url) { openedUrls << url; };
         options.startDetached = [this](const QString &program, const QStringList &) {
@@ -54,12 +56,12 @@ protected:
     void TearDown() override
     {
         app.reset();
-        EXPECT_TRUE(server.mismatches().isEmpty()) << server.mismatches().join("; ").toStdString();
+        FakeAdbServerTest::TearDown();
     }
 
     void addDevices(const QByteArray &list)
     {
-        server.addScript({FakeAdbServer::expectRequest("host:devices"), FakeAdbServer::reply(devicesReply(list)),
+        server.addScript({FakeAdbServer::expectRequest("host:devices"), FakeAdbServer::reply("OKAY" + AdbProtocol::lengthPrefixed(list)),
                           FakeAdbServer::close()});
     }
     void launch()
@@ -67,15 +69,30 @@ protected:
         app->applicationDidFinishLaunching();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(app->window()));
     }
+    // Launches with emu-A alone on the list, and waits until it streams.
+    void launchStreaming()
+    {
+        addDevices(deviceA);
+        launch();
+        ASSERT_TRUE(waitStreaming(1, "Pixel_A - emu-A"));
+    }
     // The stream ends as a lost cable ends it: from the reader's side.
     void endStream() { app->logDatasource()->logReaderStopped(); }
-    bool waitStreaming(int count)
+    bool waitStreaming(int count, const QString &expectedTitle)
     {
         return QTest::qWaitFor([&] { return streamsStarted.load() >= count && app->logDatasource()->isLogging() &&
-                                            app->window()->windowTitle() == expectedTitle; }, 5000);
+                                            title() == expectedTitle; }, 5000);
     }
     QString title() const { return app->window()->windowTitle(); }
-    QString button() const { return app->window()->actions().connect->text(); }
+    // "title|Run or Stop", and "|retrying" while the reconnect timer runs.
+    QString state() const
+    {
+        return title() + '|' + app->window()->actions().connect->text() + (timer->active ? "|retrying" : "");
+    }
+    bool waitState(const QString &expected)
+    {
+        return QTest::qWaitFor([&] { return state() == expected; }, 3000);
+    }
     QString lastRowText() const
     {
         const auto rows = app->tableController()->model()->rows();
@@ -92,20 +109,12 @@ protected:
     }
 
     LogCapture log;
-    FakeAdbServer server;
     ManualTimer *timer = nullptr; // owned by the delegate
-    std::unique_ptr<RepeatingTimer> takeTimer()
-    {
-        auto owned = std::make_unique<ManualTimer>();
-        timer = owned.get();
-        return owned;
-    }
     std::function<void(bool)> pendingAdbStart;
     QList<QUrl> openedUrls;
     QStringList startedPrograms;
     QString streamDevice;
     std::atomic<int> streamsStarted{0};
-    QString expectedTitle;
     std::unique_ptr<QuillfernAppDelegate> app;
 };
 
@@ -113,68 +122,76 @@ protected:
 
 TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
 {
-    addDevices("emu-A\tdevice product:sdk_a model:Pixel_A\n");
-    launch();
-    expectedTitle = "Pixel_A - emu-A";
-    ASSERT_TRUE(waitStreaming(1));
+    launchStreaming();
     EXPECT_EQ(streamDevice, "emu-A");
-    EXPECT_EQ(button(), "Stop");
-    EXPECT_FALSE(timer->active);
+    EXPECT_EQ(state(), "Pixel_A - emu-A|Stop");
     EXPECT_TRUE(app->autoReconnect());
     // The first stream of a run starts from an empty log with the start line.
     ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() == 1; }, 3000));
-    EXPECT_TRUE(app->tableController()->model()->rows().front().value(LogEntry::Text).contains("Started logging emu-A"));
+    EXPECT_TRUE(lastRowText().contains("Started logging emu-A"));
 
     // Cable out: paused, still "Stop", retrying.
     endStream();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title() == "Pixel_A - emu-A [PAUSED]"; }, 3000));
-    EXPECT_EQ(button(), "Stop");
-    EXPECT_TRUE(timer->active);
+    ASSERT_TRUE(waitState("Pixel_A - emu-A [PAUSED]|Stop|retrying")) << state().toStdString();
     EXPECT_EQ(timer->lastInterval, std::chrono::milliseconds(5000));
 
     // A tick while the device is still gone (an empty list), then another device alone: neither
     // alerts nor is taken.
-    for (const QByteArray &list : {QByteArray(), QByteArray("emu-B\tdevice product:sdk_b model:Pixel_B\n")}) {
+    for (const QByteArray &list : {QByteArray(), deviceB}) {
         tickWithDevices(list);
         EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
         EXPECT_EQ(streamsStarted.load(), 1);
-        EXPECT_EQ(title(), "Pixel_A - emu-A [PAUSED]");
+        EXPECT_EQ(state(), "Pixel_A - emu-A [PAUSED]|Stop|retrying");
     }
+    EXPECT_EQ(log.count("device change - don't automatically reconnect to new device!"), 1);
 
     // The same device returns among others: streaming again, the log kept.
-    addDevices("emu-B\tdevice product:sdk_b model:Pixel_B\nemu-A\tdevice product:sdk_a model:Pixel_A\n");
+    addDevices(deviceB + deviceA);
     app->onReconnectTimerTick();
-    ASSERT_TRUE(waitStreaming(2));
+    ASSERT_TRUE(waitStreaming(2, "Pixel_A - emu-A"));
     EXPECT_EQ(streamDevice, "emu-A");
-    EXPECT_FALSE(timer->active);
+    EXPECT_EQ(state(), "Pixel_A - emu-A|Stop");
     EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr); // no picker either
     ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() >= 3; }, 3000));
 
     // Stop while streaming: offline.
     app->window()->actions().connect->trigger();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title() == "Pixel_A - emu-A [OFFLINE]"; }, 3000));
-    EXPECT_EQ(button(), "Run");
-    EXPECT_FALSE(timer->active);
+    ASSERT_TRUE(waitState("Pixel_A - emu-A [OFFLINE]|Run")) << state().toStdString();
     EXPECT_FALSE(app->autoReconnect());
 }
 
-TEST_F(AppDelegateStateTest, StopWhilePausedGoesOfflineAtOnce)
+TEST_F(AppDelegateStateTest, StopWhilePausedGoesOfflineAtOnceAndRunTakesAnotherDevice)
 {
-    addDevices("emu-A\tdevice product:sdk_a model:Pixel_A\n");
-    launch();
-    expectedTitle = "Pixel_A - emu-A";
-    ASSERT_TRUE(waitStreaming(1));
+    launchStreaming();
     endStream();
     ASSERT_TRUE(QTest::qWaitFor([&] { return timer->active; }, 3000));
     app->onConnectButtonPressed();
-    EXPECT_EQ(title(), "Pixel_A - emu-A [OFFLINE]");
-    EXPECT_EQ(button(), "Run");
-    EXPECT_FALSE(timer->active);
+    EXPECT_EQ(state(), "Pixel_A - emu-A [OFFLINE]|Run");
     // A late tick does nothing: not even a device list is asked for.
     const int lines = log.lines().size();
     app->onReconnectTimerTick();
     EXPECT_EQ(log.lines().size(), lines);
     EXPECT_EQ(server.connectionCount(), 1);
+
+    // Run takes whichever device is there now.
+    addDevices(deviceB);
+    app->onConnectButtonPressed();
+    ASSERT_TRUE(waitStreaming(2, "Pixel_B - emu-B"));
+    EXPECT_EQ(streamDevice, "emu-B");
+}
+
+TEST_F(AppDelegateStateTest, TwoDevicesAtLaunchStreamThePickedOne)
+{
+    addDevices(deviceA + deviceB);
+    launch();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app->devicePickerSheet() && app->devicePickerSheet()->isVisible(); }, 5000));
+    EXPECT_EQ(state(), "No devices connected|Run");
+    DevicePickerSheet *picker = app->devicePickerSheet();
+    ASSERT_EQ(picker->deviceTitles().value(1), "Pixel_B - emu-B");
+    picker->setSelectedIndex(1);
+    picker->connectButton()->click();
+    ASSERT_TRUE(waitStreaming(1, "Pixel_B - emu-B"));
+    EXPECT_EQ(streamDevice, "emu-B");
 }
 
 TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
@@ -208,8 +225,7 @@ TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
             std::exchange(pendingAdbStart, {})(false);
         }
         EXPECT_EQ(dialogs::answer(app->window(), "OK"), "Alert\n" + c.alert);
-        EXPECT_EQ(title(), "No devices connected");
-        EXPECT_EQ(button(), "Run");
+        EXPECT_EQ(state(), "No devices connected|Run");
         EXPECT_TRUE(QTest::qWaitFor([&] { return lastRowText().contains(c.logLine); }, 3000));
         EXPECT_EQ(app->tableController()->model()->rows().back().value(LogEntry::Type), "QF");
         EXPECT_EQ(streamsStarted.load(), 0);
@@ -225,43 +241,38 @@ TEST_F(AppDelegateStateTest, AdbStartedRetriesTheDeviceList)
     ASSERT_TRUE(QTest::qWaitFor([&] { return bool(pendingAdbStart); }, 5000));
     // The server is up now.
     Settings::setValue(SettingsKey::adbPort, QString::number(port));
-    addDevices("emu-A\tdevice model:Pixel_A\n");
-    auto done = std::move(pendingAdbStart);
-    done(true);
-    expectedTitle = "Pixel_A - emu-A";
-    EXPECT_TRUE(waitStreaming(1));
+    addDevices(deviceA);
+    std::exchange(pendingAdbStart, {})(true);
+    EXPECT_TRUE(waitStreaming(1, "Pixel_A - emu-A"));
     EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
 }
 
 TEST_F(AppDelegateStateTest, StatusLineFollowsRowsAndFilter)
 {
-    addDevices("emu-A\tdevice model:Pixel_A\n");
-    launch();
-    expectedTitle = "Pixel_A - emu-A";
-    ASSERT_TRUE(waitStreaming(1));
+    launchStreaming();
     QLabel *status = app->window()->statusLabel();
     ASSERT_TRUE(QTest::qWaitFor([&] { return status->text() == "Viewing: 1"; }, 3000));
     for (int i = 0; i < 4; ++i)
         app->logDatasource()->logLineReceived(
             QStringLiteral("01-23 14:05:0%1.789  1234  5678 W Tag: line %1").arg(i));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text() == "Viewing: 5"; }, 3000));
-    app->window()->searchField()->setText("line 2");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text() == "Viewing 1 of 5+"; }, 3000));
-    app->window()->searchField()->setText("nothing like it");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text() == "Viewing 0 of 5+"; }, 3000));
-    app->window()->searchField()->clear();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text() == "Viewing: 5"; }, 3000));
-    app->clearLog();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text().startsWith("No Data       v("); }, 3000));
+    const std::pair<std::function<void()>, QString> steps[] = {
+        {[] {}, "Viewing: 5"},
+        {[&] { app->window()->searchField()->setText("line 2"); }, "Viewing 1 of 5+"},
+        {[&] { app->window()->searchField()->clear(); }, "Viewing: 5"},
+        {[&] { app->clearLog(); }, "No Data       v("},
+    };
+    for (const auto &[act, shown] : steps) {
+        act();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return status->text().startsWith(shown); }, 3000)) << shown.toStdString();
+    }
 }
 
 TEST_F(AppDelegateStateTest, PlatformCommands)
 {
-    addDevices("emu-A\tdevice model:Pixel_A\n");
+    addDevices(deviceA);
     launch();
     app->newWindow();
-    ASSERT_EQ(startedPrograms.size(), 1);
-    EXPECT_EQ(startedPrograms.front(), QCoreApplication::applicationFilePath());
+    EXPECT_EQ(startedPrograms, QStringList{QCoreApplication::applicationFilePath()});
     app->onHelpClick();
     app->onLogTagHelp();
     app->filterToolbarClicked(2);

@@ -9,14 +9,13 @@
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/SavedFiltersController.h"
-#include "Scenes/SelectableTableView.h"
 
 #include "support/Dialogs.h"
 #include "support/LogCapture.h"
+#include "support/TestFiles.h"
 
 #include <QLabel>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
@@ -30,23 +29,12 @@ protected:
     void SetUp() override
     {
         Settings::remove(SettingsKey::predicates);
-        window = std::make_unique<MainWindow>();
-        datasource = std::make_unique<LogDatasource>();
-        table = std::make_unique<LogTableController>(window->logTable());
-        filters = std::make_unique<SavedFiltersController>(window.get(), datasource.get(), table.get());
-        filters->readSettings();
-        window->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+        filters.readSettings();
+        window.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     }
-    void TearDown() override
-    {
-        filters.reset();
-        table.reset();
-        window.reset();
-        datasource.reset();
-        Settings::remove(SettingsKey::predicates);
-    }
-    FilterListView *list() const { return window->filterList(); }
+    void TearDown() override { Settings::remove(SettingsKey::predicates); }
+    FilterListView *list() { return window.filterList(); }
     // What the next launch reads.
     static SavedFilters reloaded()
     {
@@ -56,153 +44,130 @@ protected:
     }
 
     LogCapture log; // from before the first launch's defaults
-
-    std::unique_ptr<MainWindow> window;
-    std::unique_ptr<LogDatasource> datasource;
-    std::unique_ptr<LogTableController> table;
-    std::unique_ptr<SavedFiltersController> filters;
+    MainWindow window;
+    LogDatasource datasource;
+    LogTableController table{window.logTable()};
+    SavedFiltersController filters{&window, &datasource, &table};
 };
 
 } // namespace
 
-TEST_F(FilterEditorTest, ListShowsAllMessagesThenTheDefaultsSorted)
+TEST_F(FilterEditorTest, ListShowsAllMessagesThenTheDefaultsSortedAndSelectionAndSearchNarrow)
 {
-    ASSERT_EQ(list()->rowCount(), 8);
-    EXPECT_EQ(list()->rowText(0), "All Messages");
-    EXPECT_EQ(list()->rowText(1), "Has Note");
-    EXPECT_EQ(list()->rowText(2), "JSON");
-    EXPECT_EQ(list()->rowText(3), "LogLevel Debug");
-}
+    QStringList rows;
+    for (int row = 0; row < list()->rowCount(); ++row)
+        rows << list()->rowText(row);
+    EXPECT_EQ(rows.join(u'|'), "All Messages|Has Note|JSON|LogLevel Debug|LogLevel Error|LogLevel Info|"
+                               "LogLevel Verbose|LogLevel Warn");
 
-TEST_F(FilterEditorTest, SelectingFiltersNarrowsAndAllMessagesClears)
-{
     list()->clickRow(4); // LogLevel Error
-    EXPECT_FALSE(filters->predicate().isNull());
-    const QString single = filters->predicate().toString();
+    EXPECT_FALSE(filters.predicate().isNull());
+    const QString single = filters.predicate().toString();
     list()->clickRow(1, Qt::ControlModifier); // and Has Note
     EXPECT_EQ(list()->selectedRows(), (QList<int>{1, 4}));
-    EXPECT_NE(filters->predicate().toString(), single);
-    EXPECT_TRUE(filters->predicate().toString().contains("AND"));
-    EXPECT_TRUE(window->filterLabel()->toolTip().startsWith("Filter: "));
+    EXPECT_NE(filters.predicate().toString(), single);
+    EXPECT_TRUE(filters.predicate().toString().contains("AND"));
+    EXPECT_TRUE(window.filterLabel()->toolTip().startsWith("Filter: "));
+    // The search box joins the selection; a quote makes it unparseable and the active filter stays.
+    window.searchField()->setText("needle");
+    EXPECT_TRUE(filters.predicate().toString().contains("needle"));
+    const QString searched = filters.predicate().toString();
+    window.searchField()->setText("it's");
+    EXPECT_EQ(filters.predicate().toString(), searched);
+    window.searchField()->clear();
 
-    table->changeScrollToBottom(false);
+    table.changeScrollToBottom(false);
     list()->clickRow(0);
-    EXPECT_TRUE(filters->predicate().isNull());
+    EXPECT_TRUE(filters.predicate().isNull());
     EXPECT_EQ(list()->selectedRows(), QList<int>{0});
-    EXPECT_EQ(window->filterLabel()->toolTip(), "Filter: All Messages");
-    EXPECT_TRUE(table->scrollToBottom()); // any row of the list turns following on
+    EXPECT_EQ(window.filterLabel()->toolTip(), "Filter: All Messages");
+    EXPECT_TRUE(table.scrollToBottom()); // any row of the list turns following on
 }
 
-TEST_F(FilterEditorTest, SearchBoxJoinsTheSelectedFilter)
+TEST_F(FilterEditorTest, FirstUseShowsTheExampleBadTextStaysWithItsErrorAndANewFilterIsStoredAndSelected)
 {
-    list()->clickRow(4);
-    window->searchField()->setText("needle");
-    EXPECT_TRUE(filters->predicate().toString().contains("needle"));
-    EXPECT_TRUE(filters->predicate().toString().contains("AND"));
-    // A quote makes the search unparseable: the active filter stays as it was.
-    const QString before = filters->predicate().toString();
-    window->searchField()->setText("it's");
-    EXPECT_EQ(filters->predicate().toString(), before);
-}
-
-TEST_F(FilterEditorTest, FirstUseShowsTheExampleAndAProposedName)
-{
-    filters->addFilter();
-    FilterEditorSheet *editor = filters->editor();
-    ASSERT_NE(editor, nullptr);
-    EXPECT_TRUE(editor->isVisible());
+    filters.addFilter();
+    FilterEditorSheet *editor = filters.editor();
+    ASSERT_TRUE(editor && editor->isVisible());
     EXPECT_EQ(editor->filterText(), SavedFiltersController::ExampleFilter);
     EXPECT_EQ(editor->filterName(), "unnamed");
 
-    editor->setFilterText("tid == '1'");
+    editor->setFilterText("app ==");
+    editor->saveButton()->click();
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_FALSE(editor->errorText().isEmpty());
+    EXPECT_EQ(filters.savedFilters().count(), 7);
     editor->cancelButton()->click();
     EXPECT_FALSE(editor->isVisible());
-    filters->addFilter();
-    EXPECT_EQ(editor->filterText(), "tid == '1'"); // the example only on first use
-}
+    filters.addFilter();
+    EXPECT_EQ(editor->filterText(), "app =="); // the example only on first use
 
-TEST_F(FilterEditorTest, SavingANewFilterStoresAndSelectsIt)
-{
-    filters->addFilter();
-    FilterEditorSheet *editor = filters->editor();
     editor->setFilterName("Mine");
     editor->setFilterText("app ==[cd] 'com.example'");
     editor->saveButton()->click();
     EXPECT_FALSE(editor->isVisible());
-    EXPECT_TRUE(filters->savedFilters().contains("Mine"));
-    const int row = filters->savedFilters().rowForName("Mine");
+    const int row = filters.savedFilters().rowForName("Mine");
     EXPECT_EQ(list()->selectedRows(), QList<int>{row});
     EXPECT_EQ(list()->rowText(row), "Mine");
     EXPECT_TRUE(editor->filterName().isEmpty());
     EXPECT_TRUE(reloaded().contains("Mine"));
 }
 
-TEST_F(FilterEditorTest, BadTextStaysInTheSheetWithItsError)
-{
-    filters->addFilter();
-    FilterEditorSheet *editor = filters->editor();
-    editor->setFilterText("app ==");
-    editor->saveButton()->click();
-    EXPECT_TRUE(editor->isVisible());
-    EXPECT_FALSE(editor->errorText().isEmpty());
-    EXPECT_EQ(filters->savedFilters().count(), 7);
-}
-
 TEST_F(FilterEditorTest, OverwriteQuestionCancelKeepsTheOldFilterAndTheSheet)
 {
-    const QString old = filters->savedFilters().filter("JSON").toString();
-    filters->addFilter();
-    FilterEditorSheet *editor = filters->editor();
+    const QString old = filters.savedFilters().filter("JSON").toString();
+    filters.addFilter();
+    FilterEditorSheet *editor = filters.editor();
     editor->setFilterName("JSON");
     editor->setFilterText("type == 'E'");
     editor->saveButton()->click();
-    EXPECT_EQ(dialogs::answer(window.get(), "Cancel"),
+    EXPECT_EQ(dialogs::answer(&window, "Cancel"),
               "Filter already exists\nAre you sure you want to overwrite the filter with the name \"JSON\"");
     EXPECT_TRUE(editor->isVisible());
-    EXPECT_EQ(filters->savedFilters().filter("JSON").toString(), old);
+    EXPECT_EQ(filters.savedFilters().filter("JSON").toString(), old);
 
     editor->saveButton()->click();
-    dialogs::answer(window.get(), "Overwrite");
+    dialogs::answer(&window, "Overwrite");
     EXPECT_FALSE(editor->isVisible());
-    EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'E'"));
+    EXPECT_EQ(filters.savedFilters().filter("JSON"), Filter::parse("type == 'E'"));
 }
 
 TEST_F(FilterEditorTest, EditingPutsTheSavedFilterIntoTheSheet)
 {
-    filters->editFilter(); // row 0: nothing
-    EXPECT_TRUE(filters->editor() == nullptr || !filters->editor()->isVisible());
+    filters.editFilter(); // row 0: nothing
+    EXPECT_TRUE(filters.editor() == nullptr || !filters.editor()->isVisible());
     list()->clickRow(2);
-    filters->editFilter();
-    ASSERT_TRUE(filters->editor()->isVisible());
-    EXPECT_EQ(filters->editor()->filterName(), "JSON");
-    EXPECT_EQ(Filter::parse(filters->editor()->filterText()), filters->savedFilters().filter("JSON"));
+    filters.editFilter();
+    ASSERT_TRUE(filters.editor()->isVisible());
+    EXPECT_EQ(filters.editor()->filterName(), "JSON");
+    EXPECT_EQ(Filter::parse(filters.editor()->filterText()), filters.savedFilters().filter("JSON"));
 }
 
 TEST_F(FilterEditorTest, DeleteAsksForOneOrSeveralAndAnEmptiedListStaysEmpty)
 {
     list()->clickRow(2);
-    filters->removeFilter();
-    EXPECT_EQ(dialogs::answer(window.get(), "No"), "Delete Filter?\nDelete filter: \"JSON\"?");
-    EXPECT_TRUE(filters->savedFilters().contains("JSON"));
+    filters.removeFilter();
+    EXPECT_EQ(dialogs::answer(&window, "No"), "Delete Filter?\nDelete filter: \"JSON\"?");
+    EXPECT_TRUE(filters.savedFilters().contains("JSON"));
 
     list()->clickRow(1, Qt::ControlModifier);
     list()->clickRow(3, Qt::ControlModifier);
-    filters->removeFilter();
-    EXPECT_EQ(dialogs::answer(window.get(), "Yes"), "Delete Filter?\nDelete 3 selected filters?");
-    EXPECT_EQ(filters->savedFilters().count(), 4);
+    filters.removeFilter();
+    EXPECT_EQ(dialogs::answer(&window, "Yes"), "Delete Filter?\nDelete 3 selected filters?");
+    EXPECT_EQ(filters.savedFilters().count(), 4);
     EXPECT_EQ(list()->rowCount(), 5);
     EXPECT_EQ(list()->selectedRows(), QList<int>{0});
 
     // Row 0 alone: nothing to ask.
-    filters->removeFilter();
-    EXPECT_EQ(dialogs::visible<QMessageBox>(window.get()), nullptr);
+    filters.removeFilter();
+    EXPECT_EQ(dialogs::visible<QMessageBox>(&window), nullptr);
 
     // The rest: the next launch finds an empty list, not the defaults.
     for (int row = 1; row < list()->rowCount(); ++row)
         list()->clickRow(row, Qt::ControlModifier);
-    filters->removeFilter();
-    dialogs::answer(window.get(), "Yes");
-    EXPECT_EQ(filters->savedFilters().count(), 0);
+    filters.removeFilter();
+    dialogs::answer(&window, "Yes");
+    EXPECT_EQ(filters.savedFilters().count(), 0);
     EXPECT_EQ(reloaded().count(), 0);
 }
 
@@ -214,45 +179,39 @@ TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanelsEachLoggedOnce)
     list()->clickRow(0);
     list()->clickRow(2, Qt::ControlModifier);
     list()->clickRow(4, Qt::ControlModifier);
-    filters->exportSelectedFilters();
-    ASSERT_TRUE(dialogs::choose(window.get(), path));
+    filters.exportSelectedFilters();
+    ASSERT_TRUE(dialogs::choose(&window, path));
     EXPECT_EQ(log.count("Save filter to: " + path), 1);
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const auto texts = SavedFilters::fromPropertyList(file.readAll());
-    ASSERT_TRUE(texts.has_value());
-    EXPECT_EQ(texts->keys(), (QStringList{"JSON", "LogLevel Error"}));
+    EXPECT_EQ(SavedFilters::fromPropertyList(file.readAll()).value_or(QMap<QString, QString>()).keys(),
+              (QStringList{"JSON", "LogLevel Error"}));
 
     // Remove them, then import them back.
-    filters->removeFilter();
-    dialogs::answer(window.get(), "Yes");
-    ASSERT_FALSE(filters->savedFilters().contains("JSON"));
-    filters->importFilters();
-    ASSERT_TRUE(dialogs::choose(window.get(), path));
+    filters.removeFilter();
+    dialogs::answer(&window, "Yes");
+    ASSERT_FALSE(filters.savedFilters().contains("JSON"));
+    filters.importFilters();
+    ASSERT_TRUE(dialogs::choose(&window, path));
     EXPECT_EQ(log.count("Open url: " + path), 1);
-    EXPECT_TRUE(dialogs::answer(window.get(), "OK").startsWith("Filters imported\nImported 2 filters.")); // "Imported 2 filters."
-    EXPECT_TRUE(filters->savedFilters().contains("JSON"));
-    EXPECT_TRUE(filters->savedFilters().contains("LogLevel Error"));
+    EXPECT_TRUE(dialogs::answer(&window, "OK").startsWith("Filters imported\nImported 2 filters."));
+    EXPECT_TRUE(filters.savedFilters().contains("JSON") && filters.savedFilters().contains("LogLevel Error"));
     EXPECT_EQ(list()->rowCount(), 8);
 }
 
 TEST_F(FilterEditorTest, OpeningAFiltersFileImportsWhateverTheCase)
 {
     QTemporaryDir dir;
-    const QString path = dir.filePath("X.FILTERS");
-    QMap<QString, QString> texts{{"JSON", "type == 'W'"}, {"Imported", "tid == '7'"}};
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(SavedFilters::toPropertyList(texts));
-    file.close();
-    EXPECT_TRUE(filters->openIfFilterFile(path));
+    const QString path = writeTestFile(dir.filePath("X.FILTERS"), SavedFilters::toPropertyList(
+                                                                     {{"JSON", "type == 'W'"}, {"Imported", "tid == '7'"}}));
+    EXPECT_TRUE(filters.openIfFilterFile(path));
     // "JSON" is a name in use: nothing is replaced until the user says so.
-    EXPECT_FALSE(filters->savedFilters().contains("Imported"));
-    EXPECT_TRUE(dialogs::answer(window.get(), "Replace").contains("\"JSON\""));
-    EXPECT_TRUE(filters->savedFilters().contains("Imported"));
-    EXPECT_EQ(filters->savedFilters().filter("JSON"), Filter::parse("type == 'W'"));
+    EXPECT_FALSE(filters.savedFilters().contains("Imported"));
+    EXPECT_TRUE(dialogs::answer(&window, "Replace").contains("\"JSON\""));
+    EXPECT_TRUE(filters.savedFilters().contains("Imported"));
+    EXPECT_EQ(filters.savedFilters().filter("JSON"), Filter::parse("type == 'W'"));
     EXPECT_TRUE(reloaded().contains("Imported"));
     // Then what was done.
-    EXPECT_TRUE(dialogs::answer(window.get(), "OK").startsWith("Filters imported\nImported 2 filters."));
-    EXPECT_FALSE(filters->openIfFilterFile(dir.filePath("log.txt")));
+    EXPECT_TRUE(dialogs::answer(&window, "OK").startsWith("Filters imported\nImported 2 filters."));
+    EXPECT_FALSE(filters.openIfFilterFile(dir.filePath("log.txt")));
 }

@@ -13,6 +13,10 @@
 #include "Session/ReconnectPolicy.h"
 #include "support/Dialogs.h"
 #include "support/LogCapture.h"
+#include "support/LogDatasourceRecorder.h"
+#include "support/TestEntries.h"
+#include "support/SessionTestData.h"
+#include "support/TestFiles.h"
 
 #include <QCheckBox>
 #include <QFile>
@@ -32,35 +36,23 @@ QByteArray readAll(const QString &path)
     return file.readAll();
 }
 
-// Every field but idx.
-QStringList fields(const LogEntry &e)
+// Every field but idx, one line per entry; `textPrefix` before each text.
+QStringList rowsOf(const QList<LogEntry> &entries, const QString &textPrefix = {})
 {
     QStringList out;
-    for (int f = LogEntry::Time; f < LogEntry::FieldCount; ++f)
-        out << e.value(LogEntry::Field(f));
-    return out;
-}
-
-QList<QStringList> rowsOf(const QList<LogEntry> &entries)
-{
-    QList<QStringList> out;
-    for (const LogEntry &e : entries)
-        out << fields(e);
+    for (const LogEntry &e : entries) {
+        QStringList fields = fieldsOf(e).split(u'|');
+        fields[LogEntry::Text - LogEntry::Time].prepend(textPrefix);
+        out << fields.join(u'|');
+    }
     return out;
 }
 
 // The table shows every update, as the application controller has it; nothing else is needed here.
-class LogDocumentControllerTest : public ::testing::Test, public LogDatasourceDelegate
+class LogDocumentControllerTest : public ::testing::Test, public LogDatasourceRecorder
 {
 protected:
     void onLogUpdated() override { table.showRows(datasource.getDataFiltered()); }
-    void onLoggerStarted() override {}
-    void onLoggerStopped() override {}
-    void onMultipleDevicesConnected() override {}
-    void onDeviceNotFound() override {}
-    void onNoDeviceSelected() override {}
-    void adbNotRunningError(const AdbError &) override {}
-    void adbDeviceNotFound(const AdbError &) override {}
 
     void SetUp() override
     {
@@ -100,13 +92,6 @@ protected:
         return QTest::qWaitFor([&] { return rowsOf(shown()) == rowsOf(entries); }, 5000);
     }
     QList<LogEntry> shown() const { return {table.model()->rows().cbegin(), table.model()->rows().cend()}; }
-    // What a saved and reopened row reads as: the text gains the blank after the tag's colon.
-    static QList<QStringList> reopened(QList<QStringList> rows)
-    {
-        for (QStringList &row : rows)
-            row[6].prepend(QLatin1Char(' '));
-        return rows;
-    }
     // Runs a save command through its dialog; the path written, or empty when it failed.
     QString save(void (LogDocumentController::*command)(), const QString &typed, bool visibleOnly)
     {
@@ -169,44 +154,36 @@ TEST_F(LogDocumentControllerTest, SavedRowsReadBackWithEveryField)
     window.searchField()->clear();
     ASSERT_TRUE(open(dir.filePath("whole.quillfern")));
     EXPECT_EQ(window.windowTitle(), dir.filePath("whole.quillfern"));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(shown()) == reopened(rowsOf(all)); }, 5000));
+    // A saved and reopened text gains the blank after the tag's colon.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(shown()) == rowsOf(all, " "); }, 5000));
     ASSERT_TRUE(open(dir.filePath("shown.txt")));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(shown()) == reopened(rowsOf(visible)); }, 5000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return rowsOf(shown()) == rowsOf(visible, " "); }, 5000));
 }
 
 TEST_F(LogDocumentControllerTest, AnOpenedFileIsNumberedAfterEverythingBefore)
 {
     datasource.logMessage("before the file");
     const quint64 before = datasource.getDataAll().front().idx();
-    const QString path = dir.filePath("five.log");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    QString lines;
     for (int i = 0; i < 5; ++i)
-        file.write(QStringLiteral("01-23 14:05:0%1.789  1234  5678 W Tag: line %1\n").arg(i).toUtf8());
-    file.close();
+        lines += logcatLine(QStringLiteral("14:05:0%1.789").arg(i), 1234, 5678, "W", "Tag", "line");
+    const QString path = writeTestFile(dir.filePath("five.log"), lines.toUtf8());
 
     ASSERT_TRUE(open(path));
     ASSERT_TRUE(QTest::qWaitFor([&] { return datasource.getDataAll().size() == 5; }, 5000));
-    QSet<quint64> fileIdx;
-    for (const LogEntry &e : datasource.getDataAll()) {
-        EXPECT_GT(e.idx(), before);
-        fileIdx.insert(e.idx());
-    }
-    EXPECT_EQ(fileIdx.size(), 5);
     datasource.logMessage("after the file");
-    const QList<LogEntry> now = datasource.getDataAll();
-    ASSERT_EQ(now.size(), 6);
-    EXPECT_FALSE(fileIdx.contains(now.back().idx()));
+    QSet<quint64> idx{before};
+    for (const LogEntry &e : datasource.getDataAll())
+        idx.insert(e.idx());
+    EXPECT_EQ(idx.size(), 7); // the line before, the file's five and the line after: none numbered twice
+    EXPECT_EQ(*std::min_element(idx.begin(), idx.end()), before);
 }
 
 TEST_F(LogDocumentControllerTest, AnUnreadableFileAlertsAndLeavesTheLogCleared)
 {
     // Larger than any file the viewer holds (sparse, so it costs no disk), and a folder.
     const QString huge = dir.filePath("huge.log");
-    QFile file(huge);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    ASSERT_TRUE(file.resize(LogDocument::MaxFileSize + 1));
-    file.close();
+    ASSERT_TRUE(QFile(writeTestFile(huge, {})).resize(LogDocument::MaxFileSize + 1));
     const std::pair<QString, QString> cases[] = {{huge, "too large"}, {dir.path(), "is a folder"}};
     for (const auto &[path, reason] : cases) {
         fillLog();
@@ -238,12 +215,9 @@ TEST_F(LogDocumentControllerTest, AFailedSaveAlertsAndKeepsTheLog)
 TEST_F(LogDocumentControllerTest, ADictionaryDocumentIsRecognisedAndLoggedOnceButNotLoaded)
 {
     const QList<LogEntry> all = fillLog();
-    const QString path = dir.filePath("saved.quillfern");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>logdata</key>"
-               "<array><dict/><dict/><dict/></array></dict></plist>\n");
-    file.close();
+    const QString path = writeTestFile(dir.filePath("saved.quillfern"),
+                                       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                                       "<key>logdata</key><array><dict/><dict/><dict/></array></dict></plist>\n");
     LogCapture log;
     documents.openFile(path);
     EXPECT_EQ(log.count(QStringLiteral("dictionary format:%1, lines:3").arg(path)), 1);
