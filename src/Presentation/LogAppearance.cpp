@@ -41,27 +41,15 @@ QString LogAppearance::boldKey(Level level)
     return QString::fromLatin1(BoldKeys[level]);
 }
 
+// The settings table holds the defaults; the debug colour has none (the GUI's text colour).
 QColor LogAppearance::defaultColor(Level level)
 {
-    switch (level) {
-    case Verbose:
-        return QColor(0, 0, 255);
-    case Debug:
-        return {};
-    case Info:
-        return QColor(0, 128, 0); // 0.0, 0.5, 0.0
-    case Warning:
-        return QColor(255, 128, 0); // orange: 1.0, 0.5, 0.0
-    case Error:
-    case Fatal:
-        return QColor(255, 0, 0);
-    }
-    return {};
+    return colorFromText(Settings::defaultValue(colorKey(level)).toString());
 }
 
 bool LogAppearance::defaultBold(Level level)
 {
-    return level == Fatal;
+    return Settings::defaultValue(boldKey(level)).toBool();
 }
 
 QColor LogAppearance::systemLineColor()
