@@ -16,7 +16,12 @@ void AdbRequestSocket::didConnect(const QString &host, quint16 port)
 
 void AdbRequestSocket::didRead(QByteArrayView data, long tag)
 {
-    // The reader's own reads first: that is where a stream's data arrives.
+    // Output and the reader's own reads first: that is where a stream's data arrives.
+    if (tag == m_tags.output && m_output) {
+        m_output->append(data.data(), data.size());
+        readWithTag(m_tags.output);
+        return;
+    }
     if (readOwn(data, tag))
         return;
     if (tag == m_tags.transportReply || m_tags.requestReplies.contains(tag)) {
@@ -37,7 +42,15 @@ void AdbRequestSocket::didRead(QByteArrayView data, long tag)
 
 void AdbRequestSocket::sendRequest(const QString &request, long replyTag, double timeout)
 {
+    if (m_tags.output >= 0)
+        m_output = QByteArray();
     sendExpectOkay(request, timeout, replyTag);
+}
+
+void AdbRequestSocket::requestAccepted(long)
+{
+    if (m_tags.output >= 0)
+        readWithTag(m_tags.output);
 }
 
 void AdbRequestSocket::replyNotOkay(QByteArrayView reply, long)

@@ -3,7 +3,11 @@
 
 #include "Android/AdbSocket.h"
 
+#include <QByteArray>
 #include <QList>
+
+#include <optional>
+#include <utility>
 
 // The request sequence every reader and writer shares: on connect, transport selection (unless the
 // request is a "host:" one), then the reader's request; each status reply is checked for "OKAY"; after
@@ -26,6 +30,9 @@ protected:
         QList<long> requestReplies; // every tag sendRequest(request, tag) is used with
         long failureLength = -1;
         long failureMessage = -1;
+        // Set: an accepted request's output is read line by line under this tag and kept whole until
+        // the server closes (see collectedOutput).
+        long output = -1;
     };
     explicit AdbRequestSocket(Tags tags);
 
@@ -34,8 +41,8 @@ protected:
     // The request goes out framed; its status reply arrives under replyTag. A negative timeout (seconds)
     // means none, which every request but an input command uses.
     void sendRequest(const QString &request, long replyTag, double timeout = -1.0);
-    // The status reply under replyTag was "OKAY".
-    virtual void requestAccepted(long replyTag) = 0;
+    // The status reply under replyTag was "OKAY". By default the output is collected (Tags::output).
+    virtual void requestAccepted(long replyTag);
     // A status reply that is not "OKAY": logged; readers add stop() or readFailure().
     virtual void replyNotOkay(QByteArrayView reply, long tag);
     // Reads the hex length of a failure message and then the message.
@@ -47,6 +54,10 @@ protected:
     // A tag nobody knows: logged.
     virtual void unknownReadState(long tag);
 
+    // Hands over the output collected so far (empty when none came) and starts again from nothing.
+    QByteArray takeOutput() { return m_output ? std::exchange(*m_output, QByteArray()) : QByteArray(); }
+
 private:
     const Tags m_tags;
+    std::optional<QByteArray> m_output;
 };

@@ -10,7 +10,8 @@ DeviceNameReader::DeviceNameReader()
     : AdbRequestSocket({.transportReply = TransportReplyTag,
                         .requestReplies = {GetpropReplyTag},
                         .failureLength = FailureLengthTag,
-                        .failureMessage = FailureMessageTag})
+                        .failureMessage = FailureMessageTag,
+                        .output = LineTag})
 {
 }
 
@@ -26,23 +27,7 @@ DeviceNameReaderDelegate *DeviceNameReader::delegate() const
 
 void DeviceNameReader::startRequest()
 {
-    m_resultData = QByteArray();
     sendRequest(QStringLiteral("shell:getprop ro.product.model"), GetpropReplyTag);
-}
-
-void DeviceNameReader::requestAccepted(long)
-{
-    readWithTag(LineTag);
-}
-
-bool DeviceNameReader::readOwn(QByteArrayView data, long tag)
-{
-    if (tag != LineTag)
-        return false;
-    if (m_resultData)
-        m_resultData->append(data.data(), data.size());
-    readWithTag(LineTag);
-    return true;
 }
 
 void DeviceNameReader::failed(const QString &message)
@@ -70,9 +55,9 @@ std::optional<QString> DeviceNameReader::modelFromOutput(QByteArrayView output)
 void DeviceNameReader::didDisconnect(const std::optional<AdbError> &)
 {
     // Deliberately without the base reaction: a lookup that never connected just ends.
-    if (!m_resultData || m_resultData->isEmpty())
+    const QByteArray output = takeOutput();
+    if (output.isEmpty())
         return;
-    const QByteArray output = std::exchange(*m_resultData, QByteArray());
     if (const std::optional<QString> model = modelFromOutput(output)) {
         if (DeviceNameReaderDelegate *d = m_delegate.load())
             d->deviceNameReceived(*model, deviceId());

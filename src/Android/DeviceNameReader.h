@@ -41,11 +41,8 @@ public:
 
 protected:
     void startRequest() override;
-    void requestAccepted(long replyTag) override;
-    bool readOwn(QByteArrayView data, long tag) override;
     void failed(const QString &message) override;
 
 private:
     std::atomic<DeviceNameReaderDelegate *> m_delegate{nullptr};
-    std::optional<QByteArray> m_resultData;
 };

@@ -8,7 +8,8 @@ PidReader::PidReader()
     : AdbRequestSocket({.transportReply = TransportReplyTag,
                         .requestReplies = {PsReplyTag},
                         .failureLength = FailureLengthTag,
-                        .failureMessage = FailureMessageTag})
+                        .failureMessage = FailureMessageTag,
+                        .output = LineTag})
 {
 }
 
@@ -34,23 +35,7 @@ bool PidReader::addDashArg() const
 
 void PidReader::startRequest()
 {
-    m_resultData = QByteArray();
     sendRequest(m_addDashArg ? QStringLiteral("shell:ps -A") : QStringLiteral("shell:ps"), PsReplyTag);
-}
-
-void PidReader::requestAccepted(long)
-{
-    readWithTag(LineTag);
-}
-
-bool PidReader::readOwn(QByteArrayView data, long tag)
-{
-    if (tag != LineTag)
-        return false;
-    if (m_resultData)
-        m_resultData->append(data.data(), data.size());
-    readWithTag(LineTag);
-    return true;
 }
 
 void PidReader::replyNotOkay(QByteArrayView reply, long tag)
@@ -70,8 +55,8 @@ void PidReader::didDisconnect(const std::optional<AdbError> &error)
     if (error && error->code != AsyncSocket::ClosedError)
         QF_LOG_ERROR(QStringLiteral("Error: %1").arg(error->toString()));
     AdbSocket::didDisconnect(error);
-    if (m_resultData && !m_resultData->isEmpty()) {
-        const std::optional<QString> output = AdbProtocol::stringFromData(*m_resultData);
+    if (const QByteArray bytes = takeOutput(); !bytes.isEmpty()) {
+        const std::optional<QString> output = AdbProtocol::stringFromData(bytes);
         if (PidReaderDelegate *d = m_delegate.load())
             d->pidReceived(output);
     }

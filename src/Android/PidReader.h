@@ -41,13 +41,10 @@ public:
 
 protected:
     void startRequest() override;
-    void requestAccepted(long replyTag) override;
-    bool readOwn(QByteArrayView data, long tag) override;
     void replyNotOkay(QByteArrayView reply, long tag) override;
     void unknownReadState(long tag) override;
 
 private:
     std::atomic<PidReaderDelegate *> m_delegate{nullptr};
     std::atomic<bool> m_addDashArg{true};
-    std::optional<QByteArray> m_resultData; // absent until the command is sent
 };
