@@ -14,9 +14,6 @@ namespace {
 
 constexpr int QueueTimerIntervalMs = 500;
 
-// Versions of the filters of every datasource, so a per-thread cache never mistakes one for another.
-std::atomic<quint64> g_filterVersions{0};
-
 } // namespace
 
 LogDatasource::LogDatasource(const Clock *clock, quint64 bufferCapacity, QObject *parent)
@@ -26,7 +23,6 @@ LogDatasource::LogDatasource(const Clock *clock, quint64 bufferCapacity, QObject
       m_namer(*m_clock),
       m_bufferCapacity(bufferCapacity)
 {
-    storeFilter(Filter()); // a version of its own
     m_queueTimer = new QTimer(this);
     m_queueTimer->setInterval(QueueTimerIntervalMs);
     connect(m_queueTimer, &QTimer::timeout, this, &LogDatasource::onQueueCheckTimerTick);
@@ -422,30 +418,7 @@ void LogDatasource::abortSession(void (LogDatasource::*notify)())
 
 Filter LogDatasource::logDataFilter() const
 {
-    std::lock_guard lock(m_filterMutex);
-    return m_logDataFilter;
-}
-
-void LogDatasource::storeFilter(const Filter &filter)
-{
-    std::lock_guard lock(m_filterMutex); // a leaf: nothing else is taken under it
-    m_logDataFilter = filter;
-    m_filterVersion.store(g_filterVersions.fetch_add(1) + 1, std::memory_order_release);
-}
-
-FilterEvaluator *LogDatasource::lineFilter() const
-{
-    // The line path reads the filter for every line: a per-thread evaluator, refreshed only when the
-    // filter changed, spares it the mutex, the reference counting and its text buffers. Versions are
-    // unique across datasources.
-    thread_local quint64 cachedVersion = 0;
-    thread_local std::unique_ptr<FilterEvaluator> cached;
-    if (m_filterVersion.load(std::memory_order_acquire) != cachedVersion) {
-        std::lock_guard lock(m_filterMutex);
-        cached = m_logDataFilter.isNull() ? nullptr : std::make_unique<FilterEvaluator>(m_logDataFilter);
-        cachedVersion = m_filterVersion.load(std::memory_order_relaxed);
-    }
-    return cached.get();
+    return m_filter.get();
 }
 
 void LogDatasource::setLogDataFilter(const Filter &filter)
@@ -456,7 +429,7 @@ void LogDatasource::setLogDataFilter(const Filter &filter)
 void LogDatasource::filterJob(const Filter &filter)
 {
     if (filter.isNull()) {
-        storeFilter(Filter());
+        m_filter.set(Filter());
         m_store.clearView();
         postToMain([this] { notifyLogUpdated(); });
         return;
@@ -464,13 +437,13 @@ void LogDatasource::filterJob(const Filter &filter)
 
     // New lines use the new filter from here on; the snapshot is filtered outside the lock, then the
     // lines that arrived meanwhile are filtered again under it, so none is lost from the view.
-    storeFilter(filter);
+    m_filter.set(filter);
     const LogStore::Snapshot snapshot = m_store.snapshot();
     QString error;
     QList<LogEntry> matches = filterEntries(snapshot.entries, filter, &error);
     const qsizetype count = error.isEmpty() ? m_store.commitFilter(snapshot, std::move(matches), filter, &error) : -1;
     if (!error.isEmpty()) {
-        storeFilter(Filter());
+        m_filter.set(Filter());
         m_store.clearView();
         QF_LOG(QStringLiteral("setLogDataFilter: %1 failed: %2").arg(filter.toString(), error));
         postToMain([this, error] {

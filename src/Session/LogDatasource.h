@@ -8,6 +8,7 @@
 #include "Log/BoundedBuffer.h"
 #include "Log/LogDocument.h"
 #include "Log/LogEntry.h"
+#include "Session/CurrentFilter.h"
 #include "Session/LogStore.h"
 #include "Session/ProcessNamer.h"
 
@@ -182,10 +183,6 @@ private:
     void loadPID();
 
     void filterJob(const Filter &filter);
-    void storeFilter(const Filter &filter);
-    // The current filter's evaluator for this thread, null without a filter; valid until the next
-    // call on this thread.
-    FilterEvaluator *lineFilter() const;
     // The live line path (LogDatasourceLive.cpp): parse outside every lock, then one commit.
     LogEntry parseLiveLine(QByteArrayView utf8Line);
     // `text`: the line as logLineReceived had it, for the diagnostic of a bad line.
@@ -219,11 +216,7 @@ private:
     LogStore m_store;    // the log lock
     ProcessNamer m_namer; // the pid lock
 
-    // The current filter: read by every line without the log lock. Its own leaf mutex guards only the
-    // handle (copied out, never evaluated under it).
-    mutable std::mutex m_filterMutex;
-    Filter m_logDataFilter;
-    std::atomic<quint64> m_filterVersion{0}; // changes with m_logDataFilter
+    CurrentFilter m_filter; // read by every line without the log lock
 
     std::atomic<bool> m_isLogging{false};
     LogIndexCounter m_counter;

@@ -44,7 +44,7 @@ void LogDatasource::logLineReceived(const std::optional<QString> &line)
 {
     const QString text = line.value_or(QString());
     const QByteArray utf8 = text.toUtf8();
-    FilterEvaluator *filter = lineFilter();
+    FilterEvaluator *filter = m_filter.evaluatorForThisThread();
     LogStore::Line live;
     parseLiveLine(utf8, &text, filter, &live);
     commitLiveLines({&live, 1}, filter != nullptr);
@@ -52,7 +52,7 @@ void LogDatasource::logLineReceived(const std::optional<QString> &line)
 
 void LogDatasource::logLineDataReceived(QByteArrayView line)
 {
-    FilterEvaluator *filter = lineFilter();
+    FilterEvaluator *filter = m_filter.evaluatorForThisThread();
     LogStore::Line live;
     parseLiveLine(line, nullptr, filter, &live);
     commitLiveLines({&live, 1}, filter != nullptr);
@@ -62,7 +62,7 @@ void LogDatasource::logLinesDataReceived(QByteArrayView lines)
 {
     // Under a flood a thousand lines arrive at once: parsed first, then taken under one log lock.
     std::vector<LogStore::Line> &batch = m_batch;
-    FilterEvaluator *filter = lineFilter();
+    FilterEvaluator *filter = m_filter.evaluatorForThisThread();
     forEachLine(lines, [&](QByteArrayView line) { parseLiveLine(line, nullptr, filter, &batch.emplace_back()); });
     commitLiveLines(batch, filter != nullptr);
     batch.clear(); // the buffers hold the entries now; the capacity stays for the next run
