@@ -39,8 +39,7 @@ public:
             return false;
         m_pos = end;
         qsizetype begin = start;
-        if (!previous.isEmpty() && end - begin >= previous.size() &&
-            std::memcmp(m_line.data() + begin, previous.data(), size_t(previous.size())) == 0)
+        if (!previous.isEmpty() && end - begin >= previous.size() && startsWith(begin, previous))
             begin += previous.size();
         if (begin == end)
             return false;
@@ -88,6 +87,15 @@ private:
                 break;
             m_pos += n;
         }
+    }
+
+    // Delimiters are one or two bytes: compared inline, a call to memcmp cost more than the compare.
+    bool startsWith(qsizetype at, QByteArrayView delimiter) const
+    {
+        const char *p = m_line.data() + at;
+        if (delimiter.size() == 1)
+            return *p == delimiter[0];
+        return std::memcmp(p, delimiter.data(), size_t(delimiter.size())) == 0;
     }
 
     qsizetype find(QByteArrayView delimiter, qsizetype from) const
