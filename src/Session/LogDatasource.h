@@ -185,8 +185,10 @@ private:
     void filterJob(const Filter &filter);
     // The live line path (LogDatasourceLive.cpp): parse outside every lock, then one commit.
     LogEntry parseLiveLine(QByteArrayView utf8Line);
-    // `text`: the line as logLineReceived had it, for the diagnostic of a bad line.
-    void parseLiveLine(QByteArrayView utf8Line, const QString *text, FilterEvaluator *filter, LogStore::Line *out);
+    // `text`: the line as logLineReceived had it, for the diagnostic of a bad line. `ascii`: the caller
+    // saw only ASCII bytes, so the UTF-8 check is skipped.
+    void parseLiveLine(QByteArrayView utf8Line, const QString *text, FilterEvaluator *filter, LogStore::Line *out,
+                       bool ascii = false);
     void commitLiveLines(std::span<LogStore::Line> lines, bool hasFilter);
 
     // GUI-thread announcements; each asserts the thread.
