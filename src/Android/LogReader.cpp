@@ -3,6 +3,12 @@
 
 #include "Helpers/Logger.h"
 
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 void LogReaderDelegate::logLineDataReceived(QByteArrayView line)
 {
     // One decoder per reader thread: the line path allocates nothing but the QString.
@@ -12,8 +18,44 @@ void LogReaderDelegate::logLineDataReceived(QByteArrayView line)
 
 void LogReaderDelegate::logLinesDataReceived(QByteArrayView lines)
 {
-    forEachLine(lines, [this](QByteArrayView line) { logLineDataReceived(line); });
+    forEachLine(lines, [this](QByteArrayView line, bool) { logLineDataReceived(line); });
 }
+
+qsizetype LogReaderDelegate::firstLineLength(QByteArrayView lines, bool *ascii)
+{
+    const char *const begin = lines.data();
+    const char *const end = begin + lines.size();
+    *ascii = false;
+#if defined(__SSE2__)
+    const __m128i lineFeed = _mm_set1_epi8('\n');
+    int high = 0;
+    const char *p = begin;
+    for (; end - p >= 16; p += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const int feeds = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, lineFeed));
+        const int highs = _mm_movemask_epi8(bytes);
+        if (feeds) {
+            const int at = __builtin_ctz(unsigned(feeds));
+            *ascii = (high | (highs & ((1 << at) - 1))) == 0;
+            return p - begin + at + 1;
+        }
+        high |= highs;
+    }
+    for (; p < end; ++p) {
+        high |= uchar(*p) & 0x80;
+        if (*p == '\n') {
+            *ascii = high == 0;
+            return p - begin + 1;
+        }
+    }
+    *ascii = high == 0;
+    return lines.size();
+#else
+    const void *feed = std::memchr(begin, '\n', size_t(lines.size()));
+    return feed ? static_cast<const char *>(feed) - begin + 1 : lines.size();
+#endif
+}
+
 
 LogReader::LogReader()
     : AdbRequestSocket({.transportReply = TransportReplyTag,

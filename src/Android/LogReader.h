@@ -24,16 +24,21 @@ public:
     // the call. This is what the reader calls; the default hands them one by one to
     // logLineDataReceived. A delegate that gains from taking lines in bulk overrides it.
     virtual void logLinesDataReceived(QByteArrayView lines);
-    // Calls `line` with each line of such a run, its terminator included.
+    // Calls `line(view, ascii)` with each line of such a run, its terminator included; `ascii` true
+    // means the line is all ASCII (so valid UTF-8 without a further check).
     template <typename F> static void forEachLine(QByteArrayView lines, F &&line)
     {
         while (!lines.isEmpty()) {
-            const qsizetype end = lines.indexOf('\n');
-            const qsizetype length = end < 0 ? lines.size() : end + 1;
-            line(lines.first(length));
+            bool ascii = false;
+            const qsizetype length = firstLineLength(lines, &ascii);
+            line(lines.first(length), ascii);
             lines = lines.sliced(length);
         }
     }
+    // Length of the first line with its line feed (all of `lines` when it has none), and whether it
+    // is all ASCII: one pass finds both, where finding the end and checking UTF-8 were two. Without
+    // SSE2 *ascii stays false.
+    static qsizetype firstLineLength(QByteArrayView lines, bool *ascii);
     virtual void logReaderStopped() = 0;
     // "FAIL" whose message does not mention "device not found"; domain "logReader", code 2.
     virtual void logReaderStoppedWithError(const AdbError &error) = 0;

@@ -8,54 +8,6 @@
 
 #include <QThreadPool>
 
-#include <cstring>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
-namespace {
-
-// Length of the first line of `lines` with its line feed (all of it when it has none), and whether
-// that line is all ASCII. One pass does both: finding the line end and checking UTF-8 were two
-// passes over every byte. Without SSE2 `ascii` stays false and the caller checks as before.
-qsizetype firstLine(QByteArrayView lines, bool *ascii)
-{
-    const char *const begin = lines.data();
-    const char *const end = begin + lines.size();
-    *ascii = false;
-#if defined(__SSE2__)
-    const __m128i lineFeed = _mm_set1_epi8('\n');
-    int high = 0;
-    const char *p = begin;
-    for (; end - p >= 16; p += 16) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
-        const int feeds = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, lineFeed));
-        const int highs = _mm_movemask_epi8(bytes);
-        if (feeds) {
-            const int at = __builtin_ctz(unsigned(feeds));
-            *ascii = (high | (highs & ((1 << at) - 1))) == 0;
-            return p - begin + at + 1;
-        }
-        high |= highs;
-    }
-    for (; p < end; ++p) {
-        high |= uchar(*p) & 0x80;
-        if (*p == '\n') {
-            *ascii = high == 0;
-            return p - begin + 1;
-        }
-    }
-    *ascii = high == 0;
-    return lines.size();
-#else
-    const void *feed = std::memchr(begin, '\n', size_t(lines.size()));
-    return feed ? static_cast<const char *>(feed) - begin + 1 : lines.size();
-#endif
-}
-
-} // namespace
-
 LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
 {
     // The reader hands the line with its line feed; a carriage return before it stays in the text.
@@ -111,12 +63,9 @@ void LogDatasource::logLinesDataReceived(QByteArrayView lines)
     // Under a flood a thousand lines arrive at once: parsed first, then taken under one log lock.
     std::vector<LogStore::Line> &batch = m_batch;
     FilterEvaluator *filter = m_filter.evaluatorForThisThread();
-    while (!lines.isEmpty()) {
-        bool ascii = false;
-        const qsizetype length = firstLine(lines, &ascii);
-        parseLiveLine(lines.first(length), nullptr, filter, &batch.emplace_back(), ascii);
-        lines = lines.sliced(length);
-    }
+    forEachLine(lines, [&](QByteArrayView line, bool ascii) {
+        parseLiveLine(line, nullptr, filter, &batch.emplace_back(), ascii);
+    });
     commitLiveLines(batch, filter != nullptr);
     batch.clear(); // the buffers hold the entries now; the capacity stays for the next run
 }

@@ -128,8 +128,9 @@ TEST_F(AdbReadersTest, ClearLogOnStartClearsOnOneConnectionAndStreamsOnASecond)
         ASSERT_TRUE(waitUntil([&] { return rec.size() >= (clear ? 1 : 31); }, 15000));
         reader.stop();
         ASSERT_TRUE(waitUntil([&] { return rec.count("stopped") == 1; }, 5000));
-        if (clear) // the clearing connection ended silently
+        if (clear) { // the clearing connection ended silently
             EXPECT_EQ(rec.events().join(u'|'), "line:--------- beginning of main\n|stopped");
+        }
         EXPECT_EQ(proxy.count(), clear ? 2 : 1);
     }
 }

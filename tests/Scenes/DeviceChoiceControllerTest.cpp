@@ -37,8 +37,8 @@ protected:
 TEST_F(DeviceChoiceControllerTest, ALoneDeviceIsTakenUnlessUnauthorizedAndNoneIsQuiet)
 {
     devices.onDevicesConnected({});
-    devices.onDevicesConnected({{"unauthorized", "unauthorized"}});
-    devices.onDevicesConnected({{"emu-A", "device", "Pixel_A"}});
+    devices.onDevicesConnected({{"unauthorized", "unauthorized", {}, {}}});
+    devices.onDevicesConnected({{"emu-A", "device", "Pixel_A", {}}});
     EXPECT_EQ(unauthorized.count(), 1);
     EXPECT_EQ(unauthorized.value(0).value(0).toString(), "unauthorized");
     EXPECT_EQ(chosen.count(), 1);
@@ -50,7 +50,7 @@ TEST_F(DeviceChoiceControllerTest, ALoneDeviceIsTakenUnlessUnauthorizedAndNoneIs
 
 TEST_F(DeviceChoiceControllerTest, PickerListsTheDevicesInKeyOrderAndConnectsTheChosenOneOrNone)
 {
-    devices.onDevicesConnected({{"emu-B", "device", {}, "sdk_b"}, {"emu-A", "device", "Pixel_A"}});
+    devices.onDevicesConnected({{"emu-B", "device", {}, "sdk_b"}, {"emu-A", "device", "Pixel_A", {}}});
     DevicePickerSheet *picker = devices.devicePickerSheet();
     ASSERT_TRUE(picker && picker->isVisible());
     EXPECT_EQ(picker->deviceTitles(), (QStringList{"Pixel_A - emu-A", "sdk_b - emu-B"}));
@@ -77,7 +77,7 @@ TEST_F(DeviceChoiceControllerTest, PickerListsTheDevicesInKeyOrderAndConnectsThe
 TEST_F(DeviceChoiceControllerTest, AModelNameRetitlesOnlyTheLoggedDevice)
 {
     window.setWindowTitle("before");
-    devices.onDevicesConnected({{"emu-A", "device"}, {"emu-B", "device"}});
+    devices.onDevicesConnected({{"emu-A", "device", {}, {}}, {"emu-B", "device", {}, {}}});
     devices.onDeviceModel("emu-A", "Phone_A");
     EXPECT_EQ(window.windowTitle(), "before");
     datasource.setDeviceId("emu-B");
