@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Android/AdbRequestSocket.h"
+
+#include <QDateTime>
+#include <QImage>
+
+#include <atomic>
+#include <optional>
+
+// Called on the thread that called ScreencapReader::connect(), exactly one of the two per connection.
+class ScreencapReaderDelegate
+{
+public:
+    virtual ~ScreencapReaderDelegate() = default;
+    // The decoded screenshot; a null image when the bytes did not decode.
+    virtual void screencapReceived(const QImage &image) = 0;
+    // Nothing arrived: the server's failure message (domain "logReader", code 1), the disconnection's
+    // error, or absent. (The name keeps its historical misspelling.)
+    virtual void screenapFailedWithError(const std::optional<AdbError> &error) = 0;
+};
+
+// Takes one screenshot per connection with "screencap -p": the PNG is read in pieces ending at "IEND",
+// the shell's LF -> CR LF translation undone, and the image decoded on the connection's thread.
+class ScreencapReader : public AdbRequestSocket
+{
+public:
+    enum Tag : long {
+        FailureLengthTag = 0,
+        FailureMessageTag = 1,
+        TransportReplyTag = 2,
+        ScreencapReplyTag = 3,
+        PngTag = 4,
+    };
+
+    ScreencapReader();
+
+    void setDelegate(ScreencapReaderDelegate *delegate);
+    // When the current capture's command was sent; invalid before the first.
+    QDateTime captureStart() const;
+
+    void didDisconnect(const std::optional<AdbError> &error) override;
+
+    // Every CR LF becomes LF unless the CR is the last byte; every other byte stays. So a lone CR
+    // stays, and CR CR LF becomes CR LF.
+    static QByteArray repairLineEndings(QByteArrayView data);
+    // The repaired bytes decoded as an image; null when they do not decode. A PNG cut off after the
+    // "IEND" type (the read stops there, so its CRC never arrives) decodes as well.
+    static QImage createImageFromData(QByteArrayView data);
+
+protected:
+    void startRequest() override;
+    void requestAccepted(long replyTag) override;
+    void replyNotOkay(QByteArrayView reply, long tag) override;
+    void failed(const QString &message) override;
+    bool readOwn(QByteArrayView data, long tag) override;
+    void unknownReadState(long tag) override;
+
+private:
+    std::atomic<ScreencapReaderDelegate *> m_delegate{nullptr};
+    std::atomic<qint64> m_captureStartMs{-1};
+    QByteArray m_resultData; // connecting thread only
+};
