@@ -19,6 +19,7 @@ class LogDocumentController;
 class LogTableController;
 class MainWindow;
 class ReconnectPolicy;
+class RemoteScreenMonitorSheet;
 class RepeatingTimer;
 class SavedFiltersController;
 
@@ -72,6 +73,8 @@ public:
     void onLogTagHelp();
     void onHelpClick();
     void preferences();
+    // Shows or hides the remote screen of the current device; the window is made on first use and kept.
+    void remoteScreenMonitor();
 
     // --- Connection ---
     void onConnectButtonPressed();
@@ -122,6 +125,7 @@ public:
     DeviceChoiceController *deviceChoice() const { return m_devices.get(); }
     LogDocumentController *documents() const { return m_documents.get(); }
     DevicePickerSheet *devicePickerSheet() const;
+    RemoteScreenMonitorSheet *remoteScreenMonitorSheet() const { return m_remoteScreen.get(); }
     bool isDatasourceDevice() const { return m_isDatasourceDevice; }
     bool autoReconnect() const;
 
@@ -145,6 +149,7 @@ private:
     std::unique_ptr<DeviceChoiceController> m_devices;
     std::unique_ptr<LogDocumentController> m_documents;
     QPointer<AboutDialog> m_about;
+    std::unique_ptr<RemoteScreenMonitorSheet> m_remoteScreen;
 
     bool m_isDatasourceDevice = false;
 
