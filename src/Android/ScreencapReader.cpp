@@ -87,7 +87,10 @@ void ScreencapReader::didDisconnect(const std::optional<AdbError> &error)
     AdbSocket::didDisconnect(error);
     ScreencapReaderDelegate *d = m_delegate.load();
     if (!m_resultData.isEmpty()) {
-        const QImage image = createImageFromData(std::exchange(m_resultData, QByteArray()));
+        const QByteArray data = std::exchange(m_resultData, QByteArray());
+        if (d)
+            d->screencapWillDecode();
+        const QImage image = createImageFromData(data);
         if (d)
             d->screencapReceived(image);
         return;
@@ -125,7 +128,10 @@ QByteArray ScreencapReader::repairLineEndings(QByteArrayView data)
 
 QImage ScreencapReader::createImageFromData(QByteArrayView data)
 {
-    QByteArray bytes = repairLineEndings(data);
+    // A PNG starts with CR LF SUB LF: when that arrived intact, the shell did not translate (a current
+    // device's binary-clean shell), and repairing would break the signature itself.
+    static const QByteArray signature("\x89PNG\r\n\x1a\n", 8);
+    QByteArray bytes = data.startsWith(signature) ? data.toByteArray() : repairLineEndings(data);
     // The read ends at "IEND": give the chunk back its fixed CRC, which libpng insists on.
     if (bytes.endsWith("IEND"))
         bytes.append(iendCrc());

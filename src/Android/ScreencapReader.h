@@ -9,11 +9,15 @@
 #include <atomic>
 #include <optional>
 
-// Called on the thread that called ScreencapReader::connect(), exactly one of the two per connection.
+// Called on the thread that called ScreencapReader::connect(): per connection either screencapWillDecode
+// and then screencapReceived, or screenapFailedWithError.
 class ScreencapReaderDelegate
 {
 public:
     virtual ~ScreencapReaderDelegate() = default;
+    // All bytes of a capture have arrived and are about to be decoded on this thread; a continuous
+    // consumer starts the next capture here, so the device works on it while this one decodes.
+    virtual void screencapWillDecode() {}
     // The decoded screenshot; a null image when the bytes did not decode.
     virtual void screencapReceived(const QImage &image) = 0;
     // Nothing arrived: the server's failure message (domain "logReader", code 1), the disconnection's
@@ -45,7 +49,8 @@ public:
     // Every CR LF becomes LF unless the CR is the last byte; every other byte stays. So a lone CR
     // stays, and CR CR LF becomes CR LF.
     static QByteArray repairLineEndings(QByteArrayView data);
-    // The repaired bytes decoded as an image; null when they do not decode. A PNG cut off after the
+    // The repaired bytes decoded as an image; null when they do not decode. Bytes that begin with an
+    // intact PNG signature were not translated and are decoded as they are. A PNG cut off after the
     // "IEND" type (the read stops there, so its CRC never arrives) decodes as well.
     static QImage createImageFromData(QByteArrayView data);
 

@@ -27,7 +27,12 @@ public:
 
     void start() { m_thread->connect(); }
 
-    // The reader's thread.
+    // The reader's thread. The next capture starts once the bytes are in, before this one decodes.
+    void screencapWillDecode() override
+    {
+        if (m_owner->m_isRunning && !m_cancelled && m_owner->m_autoRefresh)
+            m_reader->connect();
+    }
     void screencapReceived(const QImage &image) override
     {
         if (!m_owner->m_isRunning || m_cancelled)
@@ -36,8 +41,6 @@ public:
         const quint64 generation = m_generation;
         QMetaObject::invokeMethod(
             owner, [owner, generation, image] { owner->deliverImage(generation, image); }, Qt::QueuedConnection);
-        if (m_owner->m_autoRefresh)
-            m_reader->connect();
     }
     void screenapFailedWithError(const std::optional<AdbError> &error) override
     {

@@ -74,7 +74,7 @@ QByteArray DeviceScreen::capture()
     QBuffer buffer(&png);
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, "PNG");
-    writer.setQuality(90); // light compression: the frame rate should be the transfer's, not zlib's
+    writer.setQuality(80); // zlib level 1: the frame rate should be the transfer's, not zlib's
     writer.write(frame);
     return png;
 }
