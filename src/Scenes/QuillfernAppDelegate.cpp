@@ -23,6 +23,7 @@
 #include <QDesktopServices>
 #include <QLineEdit>
 #include <QProcess>
+#include <QScreen>
 #include <QUrlQuery>
 
 namespace {
@@ -276,9 +277,11 @@ void QuillfernAppDelegate::remoteScreenMonitor()
     if (!m_remoteScreen) {
         m_remoteScreen = std::make_unique<RemoteScreenMonitorSheet>(connectionSettingsFromStore());
         m_remoteScreen->setDeviceId(deviceId);
-        // Beside the main window, where there is room.
+        // Beside the main window, overlapping it where the screen is too narrow.
         const QRect frame = m_window->frameGeometry();
-        m_remoteScreen->move(frame.right() + 8, frame.top());
+        const QRect screen = m_window->screen()->availableGeometry();
+        m_remoteScreen->move(std::max(screen.left(), std::min(frame.right() + 8, screen.right() - m_remoteScreen->width())),
+                             frame.top());
     }
     if (m_remoteScreen->isVisible()) {
         QF_LOG(QStringLiteral("closing mirror window: %1").arg(m_remoteScreen->deviceId()));

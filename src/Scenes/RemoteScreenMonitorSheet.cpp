@@ -15,6 +15,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
+#include <QScreen>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -53,6 +54,11 @@ RemoteScreenMonitorSheet::RemoteScreenMonitorSheet(const AdbConnectionSettings &
     close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);
+
+    // A phone's proportions until the first image says otherwise, as tall as the screen allows.
+    const int available = screen() ? screen()->availableGeometry().height() : 1000;
+    const int viewHeight = std::min(900, available - 110);
+    resize(viewHeight * 9 / 20, viewHeight + 80);
 }
 
 RemoteScreenMonitorSheet::~RemoteScreenMonitorSheet() = default;
@@ -64,7 +70,11 @@ void RemoteScreenMonitorSheet::createToolBar()
     bar->setMovable(false);
     bar->setFloatable(false);
     bar->setToolButtonStyle(Qt::ToolButtonTextUnderIcon);
-    bar->setIconSize(QSize(20, 20));
+    bar->setIconSize(QSize(16, 16));
+    // Compact, so the window stays phone-narrow beside the main window.
+    QFont small = bar->font();
+    small.setPointSizeF(small.pointSizeF() * 0.85);
+    bar->setFont(small);
     const QStyle *s = style();
     auto add = [&](const QString &text, const QIcon &icon, void (RemoteScreenMonitorSheet::*slot)()) {
         QAction *action = bar->addAction(icon, text);
@@ -73,11 +83,9 @@ void RemoteScreenMonitorSheet::createToolBar()
     };
     m_autoRefreshItem = add(tr("Stop"), QIcon(), &RemoteScreenMonitorSheet::onToggleAutoRefresh);
     m_snapshotItem = add(tr("Snapshot"), s->standardIcon(QStyle::SP_BrowserReload), &RemoteScreenMonitorSheet::takeSnapshot);
-    bar->addSeparator();
     add(tr("Menu"), s->standardIcon(QStyle::SP_TitleBarMenuButton), &RemoteScreenMonitorSheet::menuKey);
     add(tr("Home"), s->standardIcon(QStyle::SP_DirHomeIcon), &RemoteScreenMonitorSheet::homeKey);
     add(tr("Back"), s->standardIcon(QStyle::SP_ArrowBack), &RemoteScreenMonitorSheet::backKey);
-    bar->addSeparator();
     QAction *copy = add(tr("Copy"), s->standardIcon(QStyle::SP_FileDialogContentsView),
                         &RemoteScreenMonitorSheet::copyScaledImage);
     copy->setShortcut(QKeySequence::Copy);
@@ -360,11 +368,19 @@ void RemoteScreenMonitorSheet::resizeEvent(QResizeEvent *event)
 
 void RemoteScreenMonitorSheet::keepProportions()
 {
-    // X11 has no content aspect ratio a toolkit can set; the height follows the width instead.
+    // X11 has no content aspect ratio a toolkit can set; the height follows the width instead, and
+    // where that would leave the screen, the width follows the height.
     if (m_screenSize.isEmpty() || !isVisible())
         return;
-    const int wanted = int(std::lround(double(m_imageView->width()) * m_screenSize.height() / m_screenSize.width()));
-    const int delta = wanted - m_imageView->height();
-    if (std::abs(delta) > 1)
-        resize(width(), height() + delta);
+    const double aspect = double(m_screenSize.height()) / m_screenSize.width();
+    const int chrome = height() - m_imageView->height();
+    int viewWidth = m_imageView->width();
+    int viewHeight = int(std::lround(viewWidth * aspect));
+    if (const QScreen *s = screen(); s && viewHeight + chrome > s->availableGeometry().height()) {
+        viewHeight = s->availableGeometry().height() - chrome;
+        viewWidth = int(std::lround(viewHeight / aspect));
+    }
+    const QSize wanted(width() - m_imageView->width() + viewWidth, viewHeight + chrome);
+    if (std::abs(wanted.width() - width()) > 1 || std::abs(wanted.height() - height()) > 1)
+        resize(wanted);
 }

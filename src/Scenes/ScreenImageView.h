@@ -19,6 +19,7 @@ public:
     bool hasImage() const { return !m_image.isNull(); }
 
     QSize sizeHint() const override { return {360, 800}; }
+    QSize minimumSizeHint() const override { return {90, 200}; }
 
 signals:
     void entered();
