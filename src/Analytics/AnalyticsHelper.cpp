@@ -72,9 +72,12 @@ void AnalyticsHelper::applyServer()
     m_server = server;
     if (server.isEmpty()) {
         QF_LOG(QStringLiteral("usage statistics off"));
+        // The session end stays in the queue: nothing goes to the server the user just removed.
         QMetaObject::invokeMethod(m_context, [this] {
-            if (m_client)
+            if (m_client) {
+                m_client->setHost(QString());
                 m_client->suspend();
+            }
             delete m_client;
             m_client = nullptr;
         }, Qt::QueuedConnection);

@@ -9,12 +9,37 @@
 #include <QDialogButtonBox>
 #include <QFile>
 #include <QFontDatabase>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QVBoxLayout>
+
+namespace {
+
+// Every field that is sent, one a line; the backtrace and the log lines spelled out below their key.
+QString readableReport(const QByteArray &crashJson)
+{
+    const QJsonObject crash = QJsonDocument::fromJson(crashJson).object();
+    QString text;
+    for (auto it = crash.begin(); it != crash.end(); ++it) {
+        const QString value = it.value().isString()
+                                  ? it.value().toString()
+                                  : QString::fromUtf8(QJsonDocument(QJsonArray{it.value()}).toJson(QJsonDocument::Compact))
+                                        .mid(1)
+                                        .chopped(1);
+        if (value.contains(QLatin1Char('\n')))
+            text += it.key() + QStringLiteral(":\n    ") + value.split(QLatin1Char('\n')).join(QStringLiteral("\n    ")) + QLatin1Char('\n');
+        else
+            text += it.key() + QStringLiteral(": ") + value + QLatin1Char('\n');
+    }
+    return text;
+}
+
+} // namespace
 
 CrashReportSheet::CrashReportSheet(const QString &server, const QByteArray &crashJson, QWidget *parent)
     : QDialog(parent)
@@ -37,7 +62,7 @@ CrashReportSheet::CrashReportSheet(const QString &server, const QByteArray &cras
     m_details->setReadOnly(true);
     m_details->setLineWrapMode(QPlainTextEdit::NoWrap);
     m_details->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    m_details->setPlainText(QString::fromUtf8(QJsonDocument::fromJson(crashJson).toJson(QJsonDocument::Indented)));
+    m_details->setPlainText(readableReport(crashJson));
     auto *buttons = new QDialogButtonBox(this);
     m_dontSend = buttons->addButton(QStringLiteral("Don't Send"), QDialogButtonBox::RejectRole);
     m_send = buttons->addButton(QStringLiteral("Send"), QDialogButtonBox::AcceptRole);
