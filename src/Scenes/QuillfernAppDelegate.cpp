@@ -289,6 +289,7 @@ void QuillfernAppDelegate::remoteScreenMonitor()
     } else {
         QF_LOG(QStringLiteral("opening mirror window: %1").arg(deviceId));
         m_remoteScreen->setDeviceId(deviceId);
+        m_remoteScreen->setConnectionSettings(connectionSettingsFromStore()); // the preferences may have changed
         m_remoteScreen->showWindow();
     }
 }

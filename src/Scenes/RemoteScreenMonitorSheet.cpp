@@ -29,8 +29,7 @@ RemoteScreenMonitorSheet::RemoteScreenMonitorSheet(const AdbConnectionSettings &
     setObjectName(QStringLiteral("RemoteScreenMonitor"));
     setWindowTitle(tr("Remote Screen Monitor"));
     setAttribute(Qt::WA_DeleteOnClose, false);
-    m_touchWriter->setConnectionSettings(settings);
-    m_typeWriter->setConnectionSettings(settings);
+    setConnectionSettings(settings);
 
     m_imageView = new ScreenImageView(this);
     m_imageView->setFocusPolicy(Qt::StrongFocus); // key presses reach keyPressEvent through it
@@ -92,6 +91,15 @@ void RemoteScreenMonitorSheet::createToolBar()
     copy->setToolTip(tr("Copy the image as shown"));
     add(tr("Copy Full Image"), s->standardIcon(QStyle::SP_FileDialogDetailedView),
                         &RemoteScreenMonitorSheet::copyFullImage);
+}
+
+void RemoteScreenMonitorSheet::setConnectionSettings(const AdbConnectionSettings &settings)
+{
+    m_settings = settings;
+    m_touchWriter->setConnectionSettings(settings);
+    m_typeWriter->setConnectionSettings(settings);
+    if (m_screenSource)
+        m_screenSource->setConnectionSettings(settings);
 }
 
 void RemoteScreenMonitorSheet::setDeviceId(const QString &deviceId)

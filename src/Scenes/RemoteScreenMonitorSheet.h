@@ -31,6 +31,8 @@ public:
     explicit RemoteScreenMonitorSheet(const AdbConnectionSettings &settings, QWidget *parent = nullptr);
     ~RemoteScreenMonitorSheet() override;
 
+    // The server to talk to; takes effect with the next capture and the next input.
+    void setConnectionSettings(const AdbConnectionSettings &settings);
     QString deviceId() const { return m_deviceId; }
     void setDeviceId(const QString &deviceId);
     // Shows the window and (re)starts monitoring with auto refresh, whatever the switch shows.
