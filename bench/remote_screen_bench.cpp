@@ -2,7 +2,7 @@
 // The remote screen's speed against a simulated 1080 x 2400 device through the real adb server:
 //  1. frames/s of DeviceScreenDatasource's auto refresh against a plain loop of
 //     `adb -s SERIAL exec-out screencap -p > /dev/null`, alternated round by round (goal ratio >= 0.9);
-//  2. the decode of one screenshot (on the reader's thread) and its smooth scaling into a
+//  2. the decode of one screenshot (on the datasource's decoding thread) and its smooth scaling into a
 //     window-sized view as the view paints it (goal: under 16 ms on the GUI thread);
 //  3. tap latency: TouchWriter::sendTouchForPoint until the line is in the device's input log
 //     (goal <= 100 ms).
@@ -190,7 +190,7 @@ int main(int argc, char **argv)
         painter.end();
         paintMs.append(double(t.nsecsElapsed()) / 1e6);
     }
-    out << QStringLiteral("decode of one %1 screenshot (%2 bytes, reader thread): median %3 ms; scaled paint into "
+    out << QStringLiteral("decode of one %1 screenshot (%2 bytes, decoding thread): median %3 ms; scaled paint into "
                           "432x960 (GUI thread): median %4 ms (goal < 16 ms)")
                .arg(screenSize)
                .arg(png.size())

@@ -6,6 +6,7 @@
 
 #include <QBuffer>
 #include <QImageReader>
+#include <QThreadPool>
 
 #include <cstring>
 
@@ -87,12 +88,18 @@ void ScreencapReader::didDisconnect(const std::optional<AdbError> &error)
     AdbSocket::didDisconnect(error);
     ScreencapReaderDelegate *d = m_delegate.load();
     if (!m_resultData.isEmpty()) {
-        const QByteArray data = std::exchange(m_resultData, QByteArray());
+        QByteArray data = std::exchange(m_resultData, QByteArray());
         if (d)
             d->screencapWillDecode();
-        const QImage image = createImageFromData(data);
-        if (d)
-            d->screencapReceived(image);
+        auto decode = [d, data = std::move(data)] {
+            const QImage image = createImageFromData(data);
+            if (d)
+                d->screencapReceived(image);
+        };
+        if (QThreadPool *pool = m_decodePool.load())
+            pool->start(std::move(decode));
+        else
+            decode();
         return;
     }
     QF_LOG(QStringLiteral("no screenshot data: %1").arg(error ? error->toString() : QStringLiteral("(null)")));

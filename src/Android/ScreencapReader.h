@@ -6,11 +6,14 @@
 #include <QDateTime>
 #include <QImage>
 
+class QThreadPool;
+
 #include <atomic>
 #include <optional>
 
 // Called on the thread that called ScreencapReader::connect(): per connection either screencapWillDecode
-// and then screencapReceived, or screenapFailedWithError.
+// and then screencapReceived, or screenapFailedWithError. With a decode pool set, screencapReceived
+// runs on a thread of that pool instead (in capture order when the pool has one thread).
 class ScreencapReaderDelegate
 {
 public:
@@ -41,6 +44,9 @@ public:
     ScreencapReader();
 
     void setDelegate(ScreencapReaderDelegate *delegate);
+    // Decodes on this pool rather than the connection's thread, so that thread can already carry the
+    // next capture. The pool must outlive every capture handed to it (wait for it after the reader).
+    void setDecodePool(QThreadPool *pool) { m_decodePool = pool; }
     // When the current capture's command was sent; invalid before the first.
     QDateTime captureStart() const;
 
@@ -65,5 +71,6 @@ protected:
 private:
     std::atomic<ScreencapReaderDelegate *> m_delegate{nullptr};
     std::atomic<qint64> m_captureStartMs{-1};
+    std::atomic<QThreadPool *> m_decodePool{nullptr};
     QByteArray m_resultData; // connecting thread only
 };

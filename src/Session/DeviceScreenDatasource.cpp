@@ -6,6 +6,8 @@
 #include "Helpers/Logger.h"
 #include "Helpers/MainThread.h"
 
+#include <QThreadPool>
+
 // One monitoring cycle: the reader on its thread and the delegate that relays its results.
 class DeviceScreenDatasource::Cycle : public ScreencapReaderDelegate
 {
@@ -17,12 +19,18 @@ public:
         m_reader->setConnectionSettings(owner->m_settings);
         m_reader->setDeviceId(owner->m_deviceId);
         m_reader->setDelegate(this);
+        // One decoding thread: images stay in capture order, and the socket's thread is free for the
+        // next capture while one decodes.
+        m_decoder.setMaxThreadCount(1);
+        m_decoder.setExpiryTimeout(-1);
+        m_reader->setDecodePool(&m_decoder);
         m_thread = std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("screencap"));
     }
     ~Cycle() override
     {
         m_cancelled = true;
-        m_thread.reset(); // waits: no callback runs after this
+        m_thread.reset(); // waits for the reader's thread
+        m_decoder.waitForDone(); // and for a decode still under way: no callback runs after this
     }
 
     void start() { m_thread->connect(); }
@@ -33,6 +41,7 @@ public:
         if (m_owner->m_isRunning && !m_cancelled && m_owner->m_autoRefresh)
             m_reader->connect();
     }
+    // The decoding thread.
     void screencapReceived(const QImage &image) override
     {
         if (!m_owner->m_isRunning || m_cancelled)
@@ -55,6 +64,7 @@ private:
     const quint64 m_generation;
     std::atomic<bool> m_cancelled{false};
     ScreencapReader *m_reader = nullptr; // owned by m_thread
+    QThreadPool m_decoder;
     std::unique_ptr<AdbSocketThread> m_thread;
 };
 

@@ -27,9 +27,10 @@ public:
 // image has arrived (no timer: as fast as the device and the server deliver).
 //
 // Threads: created and driven on the GUI thread. Each monitoring cycle runs one ScreencapReader on an
-// AdbSocketThread of its own; its callbacks decode there, post the delegate calls to the GUI thread and
-// start the next capture there. isRunning and autoRefresh are atomics read by that thread. stop
-// destroys the cycle (waiting for its thread), so nothing of a stopped cycle reaches the delegate.
+// AdbSocketThread of its own, which starts the next capture as soon as a capture's bytes are in; a
+// decoding thread of the cycle decodes them, in order, and posts the delegate calls to the GUI thread.
+// isRunning and autoRefresh are atomics read by those threads. stop destroys the cycle (waiting for
+// both threads), so nothing of a stopped cycle reaches the delegate.
 class DeviceScreenDatasource : public QObject
 {
 public:
