@@ -27,7 +27,8 @@ MessageNoteSheet::MessageNoteSheet(QWidget *parent)
     connect(buttons, &QDialogButtonBox::rejected, this, &MessageNoteSheet::onMessageNoteCancel);
 
     auto *layout = new QVBoxLayout(this);
-    layout->addWidget(new QLabel(tr("Note:"), this));
+    m_label = new QLabel(this);
+    layout->addWidget(m_label);
     layout->addWidget(m_messageNote);
     layout->addSpacing(8);
     layout->addWidget(buttons);
@@ -39,6 +40,7 @@ void MessageNoteSheet::setMultiSelect(bool multi)
 {
     m_isMultiSelect = multi;
     setWindowTitle(multi ? tr("Add Note To Selected") : tr("Add Note"));
+    m_label->setText(multi ? tr("Note for every selected line:") : tr("Note for this line:"));
 }
 
 void MessageNoteSheet::onMessageNoteCancel()

@@ -3,6 +3,7 @@
 
 #include <QDialog>
 
+class QLabel;
 class QLineEdit;
 class QPushButton;
 
@@ -32,6 +33,7 @@ signals:
 
 private:
     QLineEdit *m_messageNote = nullptr;
+    QLabel *m_label = nullptr;
     QPushButton *m_add = nullptr;
     bool m_isMultiSelect = false;
 };
