@@ -54,29 +54,29 @@ public:
     {
         if (!m_blocks)
             return true;
-        qsizetype bytes = 0;
+        // One pass: a worker may name an entry ("app") between two looks at it, so nothing is sized ahead.
+        qsizetype used = 0;
+        auto reserve = [this, &used](qsizetype more) {
+            if (used + more > m_buffer.size())
+                m_buffer.resize(std::max(used + more, 2 * m_buffer.size()));
+            return m_buffer.data() + used;
+        };
         for (int row = first; row <= last; ++row) {
             for (const LogEntry::Field field : SearchedFields) {
                 QByteArrayView view;
-                bytes += (rows[row].storedUtf8(field, &view) ? view.size() : rows[row].value(field).size()) + 1;
-            }
-        }
-        // UTF-8 never takes fewer bytes than UTF-16 takes code units.
-        m_buffer.resize(bytes);
-        QChar *out = m_buffer.data();
-        for (int row = first; row <= last; ++row) {
-            for (const LogEntry::Field field : SearchedFields) {
-                QByteArrayView view;
+                QChar *out;
                 if (rows[row].storedUtf8(field, &view)) {
-                    out = m_decoder.appendToBuffer(out, view);
+                    // UTF-8 never takes fewer bytes than UTF-16 takes code units.
+                    out = m_decoder.appendToBuffer(reserve(view.size() + 1), view);
                 } else {
                     const QString value = rows[row].value(field);
-                    out = std::copy(value.cbegin(), value.cend(), out);
+                    out = std::copy(value.cbegin(), value.cend(), reserve(value.size() + 1));
                 }
                 *out++ = u'\n';
+                used = out - m_buffer.constData();
             }
         }
-        m_buffer.truncate(out - m_buffer.constData());
+        m_buffer.truncate(used);
         return m_joined.match(m_buffer).hasMatch();
     }
 
