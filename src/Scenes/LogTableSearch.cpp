@@ -25,20 +25,22 @@ void LogTableSearch::beep()
         QApplication::beep();
 }
 
-QList<int> LogTableSearch::selectedRowNumbers() const
+std::optional<int> LogTableSearch::selectedRow() const
 {
-    QList<int> rows;
-    for (const QModelIndex &index : m_table->selectionModel()->selectedRows())
-        rows.append(index.row());
-    std::sort(rows.begin(), rows.end());
-    return rows;
+    // The row selected last: the current one when it is selected, else the highest selected.
+    const QItemSelectionModel *selection = m_table->selectionModel();
+    const int current = selection->currentIndex().row();
+    if (current >= 0 && selection->isRowSelected(current, {}))
+        return current;
+    std::optional<int> highest;
+    for (const QModelIndex &index : selection->selectedRows())
+        highest = std::max(highest.value_or(-1), index.row());
+    return highest;
 }
 
 void LogTableSearch::doSearch(const QString &text, int direction)
 {
-    const QList<int> selected = selectedRowNumbers();
-    const LogSearch::Result result = LogSearch::find(
-        m_model->rows(), text, selected.isEmpty() ? std::nullopt : std::optional<int>(selected.front()), direction);
+    const LogSearch::Result result = LogSearch::find(m_model->rows(), text, selectedRow(), direction);
     if (result.startIndex < 0) { // no rows or no text: only the highlight goes
         m_table->viewport()->update();
         return;

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <functional>
+#include <optional>
 
 class LogTableModel;
 class QKeyEvent;
@@ -39,7 +40,7 @@ public:
 private:
     void beep();
     void setSearchFieldText(const QString &text);
-    QList<int> selectedRowNumbers() const;
+    std::optional<int> selectedRow() const;
 
     SelectableTableView *m_table;
     LogTableModel *m_model;
