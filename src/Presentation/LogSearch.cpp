@@ -5,6 +5,7 @@
 #include <QStringDecoder>
 
 #include <array>
+#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -27,6 +28,17 @@ bool joinedMayMiss(const QString &pattern)
     return false;
 }
 
+// A text without any special character of the expression syntax matches exactly where its UTF-8 bytes
+// occur in a value's UTF-8 bytes, so it is searched without decoding (the common case: a typed word).
+QByteArray literalUtf8(const QString &pattern)
+{
+    for (const QChar c : pattern) {
+        if (QStringView(u"\\^$.|?*+()[]{}").contains(c) || c == QChar::ReplacementCharacter)
+            return {};
+    }
+    return pattern.toUtf8();
+}
+
 class Matcher
 {
 public:
@@ -34,6 +46,7 @@ public:
         : m_exact(text)
         , m_joined(text, QRegularExpression::MultilineOption)
         , m_blocks(!joinedMayMiss(text))
+        , m_literal(literalUtf8(text))
         , m_decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless)
     {
     }
@@ -42,6 +55,8 @@ public:
 
     std::optional<LogEntry::Field> matchRow(const LogEntry &entry) const
     {
+        if (!m_literal.isEmpty())
+            return matchLiteral(entry);
         for (const LogEntry::Field field : SearchedFields) {
             if (m_exact.match(entry.value(field)).hasMatch())
                 return field;
@@ -52,6 +67,13 @@ public:
     // False only when no row in [first, last] can match.
     bool blockMayMatch(const QList<LogEntry> &rows, int first, int last)
     {
+        if (!m_literal.isEmpty()) {
+            for (int row = first; row <= last; ++row) {
+                if (matchLiteral(rows[row]))
+                    return true;
+            }
+            return false;
+        }
         if (!m_blocks)
             return true;
         // One pass: a worker may name an entry ("app") between two looks at it, so nothing is sized ahead.
@@ -81,9 +103,25 @@ public:
     }
 
 private:
+    std::optional<LogEntry::Field> matchLiteral(const LogEntry &entry) const
+    {
+        for (const LogEntry::Field field : SearchedFields) {
+            QByteArrayView view;
+            QByteArray written; // a value set after the entry was made ("app", "note")
+            if (!entry.storedUtf8(field, &view)) {
+                written = entry.utf8Value(field);
+                view = written;
+            }
+            if (memmem(view.data(), size_t(view.size()), m_literal.constData(), size_t(m_literal.size())))
+                return field;
+        }
+        return std::nullopt;
+    }
+
     QRegularExpression m_exact;
     QRegularExpression m_joined;
     bool m_blocks;
+    QByteArray m_literal; // empty: a regular expression proper
     QStringDecoder m_decoder;
     QString m_buffer;
 };

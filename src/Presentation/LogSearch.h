@@ -17,8 +17,9 @@
 // Rows are tried a block at a time: a block's values joined by line feeds are matched once (multi-line,
 // so ^ and $ still see each value's ends), and only a block with a match is tried value by value. A
 // pattern whose meaning the joining could change (\A, \z, \G, negative look-arounds) is tried value by
-// value throughout. Pure: no widgets, any thread; a long search screens blocks on a second thread of its
-// own, joined before find() returns.
+// value throughout. A text with no special character is searched as plain bytes in the values' UTF-8.
+// Pure: no widgets, any thread; a long search screens blocks on a second thread of its own, joined
+// before find() returns.
 class LogSearch
 {
 public:
