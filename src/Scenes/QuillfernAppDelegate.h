@@ -67,6 +67,7 @@ public:
     bool openFile(const QString &path); // application:openFile:; always true
     void newWindow();
     void orderFrontStandardAboutPanel();
+    void applicationWillResignActive();
 
     // --- Main-window commands ---
     void clearLog();
@@ -74,6 +75,11 @@ public:
     void onLogTagHelp();
     void onHelpClick();
     void preferences();
+    // Opens the bundled "atext" script in the desktop's terminal ($TERMINAL, else x-terminal-emulator):
+    // each line typed there goes to the device as text input.
+    void openTypingTerminal();
+    // Where "atext" is: beside the executable (a build tree), else in the install's share folder.
+    static QString typingScriptPath();
 
     // --- Connection ---
     void onConnectButtonPressed();

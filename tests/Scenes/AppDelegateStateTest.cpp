@@ -14,6 +14,7 @@
 #include "support/ManualTime.h"
 
 #include <QAction>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -41,8 +42,9 @@ protected:
         options.reconnectTimer = std::move(ownedTimer);
         options.startAdb = [this](std::function<void(bool)> done) { pendingAdbStart = std::move(done); };
         options.openUrl = [this](const QUrl &url) { openedUrls << url; };
-        options.startDetached = [this](const QString &program, const QStringList &) {
+        options.startDetached = [this](const QString &program, const QStringList &arguments) {
             startedPrograms << program;
+            startedArguments << arguments;
             return true;
         };
         options.logReaderHooks.startLogReader = [this](const QString &device) {
@@ -115,6 +117,7 @@ protected:
     std::function<void(bool)> pendingAdbStart;
     QList<QUrl> openedUrls;
     QStringList startedPrograms;
+    QList<QStringList> startedArguments;
     QStringList recordedEvents;
     QString streamDevice;
     std::atomic<int> streamsStarted{0};
@@ -274,8 +277,7 @@ TEST_F(AppDelegateStateTest, StatusLineFollowsRowsAndFilter)
 
 TEST_F(AppDelegateStateTest, PlatformCommands)
 {
-    addDevices(deviceA);
-    launch();
+    launchStreaming();
     app->newWindow();
     EXPECT_EQ(startedPrograms, QStringList{QCoreApplication::applicationFilePath()});
     app->onHelpClick();
@@ -286,4 +288,16 @@ TEST_F(AppDelegateStateTest, PlatformCommands)
     EXPECT_TRUE(openedUrls[0].query(QUrl::FullyDecoded).contains("subject=Quillfern Feedback"));
     EXPECT_EQ(openedUrls[1], QuillfernAppDelegate::LogTagHelpUrl);
     EXPECT_EQ(openedUrls[2], QuillfernAppDelegate::SharedFiltersUrl);
+
+    // The typing terminal: the desktop's terminal runs the bundled script for the streaming device.
+    qputenv("TERMINAL", "my-terminal");
+    app->window()->actions().typingTerminal->trigger();
+    qunsetenv("TERMINAL");
+    const QString script = QuillfernAppDelegate::typingScriptPath();
+    ASSERT_TRUE(script.endsWith("/atext")) << script.toStdString();
+    EXPECT_TRUE(QFileInfo(script).isExecutable());
+    ASSERT_EQ(startedPrograms.size(), 2);
+    EXPECT_EQ(startedPrograms[1], "my-terminal");
+    EXPECT_EQ(startedArguments[1], QStringList({"-e", script, "emu-A"}));
+    EXPECT_EQ(recordedEvents.count("openTypingTerminal"), 1);
 }
