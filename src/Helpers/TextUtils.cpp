@@ -1,25 +1,73 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/TextUtils.h"
 
+#include <algorithm>
+
 namespace TextUtils {
 
 namespace {
 
 constexpr char16_t LineFeed = u'\n';
 
-// Room for the input and a little indentation; the output grows from there as needed.
-QString outputFor(const QString &text)
+// The printers' output: units written through a raw pointer into a buffer that doubles when full,
+// since QString::append per unit costs several times the rest of the loop.
+class Output
 {
-    QString out;
-    out.reserve(text.size() + text.size() / 2 + 16);
-    return out;
-}
+public:
+    Output(QString &target, qsizetype expected)
+        : m_text(target), m_size(target.size())
+    {
+        m_text.resize(m_size + expected + 64);
+        m_data = reinterpret_cast<char16_t *>(m_text.data());
+    }
+    Output(const Output &) = delete;
+    Output &operator=(const Output &) = delete;
+
+    // Cuts the buffer to what was written; nothing may be put afterwards.
+    void finish() { m_text.truncate(m_size); }
+
+    void put(char16_t c)
+    {
+        if (m_size == m_text.size())
+            grow(1);
+        m_data[m_size++] = c;
+    }
+    void put(QStringView s)
+    {
+        if (m_size + s.size() > m_text.size())
+            grow(s.size());
+        std::copy(s.utf16(), s.utf16() + s.size(), m_data + m_size);
+        m_size += s.size();
+    }
+    void addTabs(qsizetype count)
+    {
+        for (qsizetype i = 0; i < count; ++i)
+            put(Tab);
+    }
+    void trimEnd()
+    {
+        while (m_size > 0 && (m_data[m_size - 1] == u'\n' || m_data[m_size - 1] == u' '))
+            --m_size;
+    }
+
+private:
+    void grow(qsizetype atLeast)
+    {
+        m_text.resize(qMax(m_text.size() * 2, m_size + atLeast + 64));
+        m_data = reinterpret_cast<char16_t *>(m_text.data());
+    }
+
+    QString &m_text;
+    qsizetype m_size;
+    char16_t *m_data;
+};
 
 } // namespace
 
 QString lenientJsonPrettyPrinter(const QString &text)
 {
-    QString out = outputFor(text);
+    QString result;
+    Output out(result, text.size() + text.size() / 2);
     qsizetype depth = 0;
     bool inString = false;
     char16_t prev = 0;
@@ -29,7 +77,7 @@ QString lenientJsonPrettyPrinter(const QString &text)
         if (prev != u'\\')
             inString = candidate;
         if (inString || (depth <= 0 && c != u'{' && c != u'[')) {
-            out.append(ch);
+            out.put(c);
             prev = c;
             continue;
         }
@@ -41,53 +89,54 @@ QString lenientJsonPrettyPrinter(const QString &text)
             break; // depth > 0 here, so whitespace between tokens always goes
         case u'{':
         case u'[':
-            out.append(LineFeed);
-            addTabs(depth, out);
-            out.append(ch);
-            out.append(LineFeed);
+            out.put(LineFeed);
+            out.addTabs(depth);
+            out.put(c);
+            out.put(LineFeed);
             ++depth;
-            addTabs(depth, out);
+            out.addTabs(depth);
             break;
         case u']':
-            trimEnd(out);
-            out.append(LineFeed);
-            addTabs(depth - 1, out);
-            out.append(ch);
-            out.append(LineFeed);
+            out.trimEnd();
+            out.put(LineFeed);
+            out.addTabs(depth - 1);
+            out.put(c);
+            out.put(LineFeed);
             --depth;
-            addTabs(depth, out);
+            out.addTabs(depth);
             break;
         case u'}':
-            trimEnd(out);
-            out.append(LineFeed);
-            addTabs(depth - 1, out);
-            out.append(ch);
+            out.trimEnd();
+            out.put(LineFeed);
+            out.addTabs(depth - 1);
+            out.put(c);
             if (depth >= 2) {
-                out.append(LineFeed);
-                addTabs(depth - 1, out);
+                out.put(LineFeed);
+                out.addTabs(depth - 1);
             }
             --depth;
             break;
         case u',':
-            trimEnd(out);
-            out.append(u',');
-            out.append(LineFeed);
-            addTabs(depth, out);
+            out.trimEnd();
+            out.put(u',');
+            out.put(LineFeed);
+            out.addTabs(depth);
             break;
         case u':':
             // Only right after the key's closing quote: with a blank in between the colon stays bare.
             if (prev == u'"')
-                out.append(u" : ");
+                out.put(u" : ");
             else
-                out.append(ch);
+                out.put(c);
             break;
         default:
-            out.append(ch);
+            out.put(c);
             break;
         }
         prev = c;
     }
-    return out;
+    out.finish();
+    return result;
 }
 
 QString lenientXMLPrettyPrinter(const QString &text)
@@ -102,7 +151,7 @@ QString &xmlPrettyPrinter(const QString &text, qsizetype index, qsizetype tabCou
     qsizetype i = qMax<qsizetype>(index, 0);
     if (length - 1 <= i)
         return result;
-    result.reserve(result.size() + length + length / 2 + 16);
+    Output out(result, length + length / 2);
     qsizetype tabs = tabCount;
     bool inClosingTag = false;
     for (; i < length; ++i) {
@@ -111,24 +160,24 @@ QString &xmlPrettyPrinter(const QString &text, qsizetype index, qsizetype tabCou
             const char16_t n = text[i + 1].unicode();
             // "??", not "?>": a doubled question mark anywhere starts over at the left margin.
             if ((c == u'<' && n == u'?') || (c == u'?' && n == u'?')) {
-                result.append(LineFeed);
-                result.append(QChar(c));
+                out.put(LineFeed);
+                out.put(c);
                 tabs = 0;
                 continue;
             }
             if (c == u'<' && n == u'!') {
-                result.append(LineFeed);
-                addTabs(tabs, result);
-                result.append(QChar(c));
+                out.put(LineFeed);
+                out.addTabs(tabs);
+                out.put(c);
                 continue;
             }
             if (c == u'<' && n == u'/') {
                 // A closing tag after text stays on the text's line; after another closing tag it does not.
                 if (inClosingTag) {
-                    result.append(LineFeed);
-                    addTabs(tabs, result);
+                    out.put(LineFeed);
+                    out.addTabs(tabs);
                 }
-                result.append(QChar(c));
+                out.put(c);
                 inClosingTag = true;
                 continue;
             }
@@ -136,15 +185,16 @@ QString &xmlPrettyPrinter(const QString &text, qsizetype index, qsizetype tabCou
         if (c == u'<') {
             ++tabs;
             inClosingTag = false;
-            result.append(LineFeed);
-            addTabs(tabs, result);
-            result.append(QChar(c));
+            out.put(LineFeed);
+            out.addTabs(tabs);
+            out.put(c);
             continue;
         }
-        result.append(QChar(c));
+        out.put(c);
         if (c == u'>' && inClosingTag)
             --tabs;
     }
+    out.finish();
     return result;
 }
 
