@@ -124,6 +124,7 @@ void MainWindow::createActions()
     a.exportFilters = make(tr("Export Selected Filters..."));
     a.quit = make(tr("Quit"), QKeySequence::Quit);
     a.clearLog = make(tr("Clear Log"), QKeySequence(Qt::CTRL | Qt::Key_K));
+    a.copy = make(tr("Copy"), QKeySequence::Copy);
     a.addFilter = make(tr("New Filter..."));
     a.editFilter = make(tr("Edit Filter..."));
     a.removeFilter = make(tr("Delete Filter..."));
@@ -159,6 +160,7 @@ void MainWindow::createMenus()
     file->addAction(a.quit);
 
     QMenu *edit = menuBar()->addMenu(tr("&Edit"));
+    edit->addAction(a.copy);
     edit->addAction(a.find);
     edit->addAction(a.clearLog);
     edit->addSeparator();

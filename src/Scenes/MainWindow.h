@@ -42,6 +42,7 @@ public:
         QAction *exportFilters = nullptr;
         QAction *quit = nullptr;
         QAction *clearLog = nullptr;
+        QAction *copy = nullptr;
         QAction *addFilter = nullptr;
         QAction *editFilter = nullptr;
         QAction *removeFilter = nullptr;

@@ -13,6 +13,7 @@
 #include "Scenes/MainWindow.h"
 #include "Scenes/PreferencesWindow.h"
 #include "Scenes/SavedFiltersController.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "Session/ConnectionStatus.h"
 #include "Session/ReconnectPolicy.h"
 
@@ -175,6 +176,7 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.save, &QAction::triggered, this, &QuillfernAppDelegate::saveDocument);
     connect(a.saveAsText, &QAction::triggered, this, &QuillfernAppDelegate::saveDocumentAsText);
     connect(a.clearLog, &QAction::triggered, this, &QuillfernAppDelegate::clearLog);
+    connect(a.copy, &QAction::triggered, this, &QuillfernAppDelegate::copy);
     connect(a.biggerFont, &QAction::triggered, m_table.get(), &LogTableController::biggerFont);
     connect(a.smallerFont, &QAction::triggered, m_table.get(), &LogTableController::smallerFont);
     connect(a.logTagHelp, &QAction::triggered, this, &QuillfernAppDelegate::onLogTagHelp);
@@ -223,6 +225,30 @@ void QuillfernAppDelegate::clearLog()
     m_logDatasource->clearLog();
     m_table->showRows({});
     updateStatus();
+}
+
+void QuillfernAppDelegate::copy()
+{
+    if (m_textViewerWindow && m_textViewerWindow->isKeyWindow()) {
+        m_textViewerWindow->copy();
+        return;
+    }
+    // table copy: wired when LogTableController::copy lands
+}
+
+TextViewerWindowController *QuillfernAppDelegate::textViewer()
+{
+    if (!m_textViewerWindow) {
+        m_textViewerWindow = std::make_unique<TextViewerWindowController>([this](const QUrl &url) { openUrl(url); });
+        // Closing the main window still quits with the viewer open.
+        m_textViewerWindow->setAttribute(Qt::WA_QuitOnClose, false);
+    }
+    return m_textViewerWindow.get();
+}
+
+void QuillfernAppDelegate::showTextViewer(const QString &text)
+{
+    textViewer()->showText(text);
 }
 
 void QuillfernAppDelegate::filterToolbarClicked(int segment)

@@ -8,12 +8,15 @@
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
 #include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
 #include <QAction>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -281,4 +284,25 @@ TEST_F(AppDelegateStateTest, PlatformCommands)
     EXPECT_TRUE(openedUrls[0].query(QUrl::FullyDecoded).contains("subject=Quillfern Feedback"));
     EXPECT_EQ(openedUrls[1], QuillfernAppDelegate::LogTagHelpUrl);
     EXPECT_EQ(openedUrls[2], QuillfernAppDelegate::SharedFiltersUrl);
+}
+
+TEST_F(AppDelegateStateTest, CopyGoesToTheMessageViewerOnlyWhileItIsTheActiveWindow)
+{
+    addDevices(deviceA);
+    launch();
+    app->showTextViewer(QStringLiteral("first"));
+    TextViewerWindowController *viewer = app->textViewer();
+    app->showTextViewer(QStringLiteral("message"));
+    EXPECT_EQ(app->textViewer(), viewer) << "one viewer, reused";
+    EXPECT_EQ(viewer->text(), "message");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return viewer->isKeyWindow(); }, 3000));
+    app->window()->actions().copy->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "message");
+
+    QGuiApplication::clipboard()->setText(QStringLiteral("kept"));
+    viewer->close();
+    app->window()->activateWindow();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer->isKeyWindow(); }, 3000));
+    app->copy();
+    EXPECT_NE(QGuiApplication::clipboard()->text(), "message");
 }
