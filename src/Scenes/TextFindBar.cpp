@@ -7,7 +7,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QStyle>
 #include <QTextCursor>
 #include <QToolButton>
 
@@ -23,18 +22,18 @@ TextFindBar::TextFindBar(QPlainTextEdit *textView, QWidget *parent)
     m_field->setObjectName(QStringLiteral("findField"));
     m_field->setPlaceholderText(tr("Find"));
     m_field->setClearButtonEnabled(true);
-    m_field->setMaximumWidth(320);
+    m_field->setMinimumWidth(240);
+    m_field->setMaximumWidth(360);
 
-    auto button = [this](const QString &text, QStyle::StandardPixmap icon, const QString &toolTip) {
+    auto button = [this](const QString &text, const QString &toolTip) {
         auto *b = new QToolButton(this);
-        b->setIcon(style()->standardIcon(icon));
         b->setText(text);
         b->setToolTip(toolTip);
         b->setAutoRaise(true);
         return b;
     };
-    QToolButton *previous = button(tr("Previous"), QStyle::SP_ArrowUp, tr("Find Previous (Shift+F3)"));
-    QToolButton *next = button(tr("Next"), QStyle::SP_ArrowDown, tr("Find Next (F3)"));
+    QToolButton *previous = button(tr("Previous"), tr("Find Previous (Shift+F3)"));
+    QToolButton *next = button(tr("Next"), tr("Find Next (F3)"));
     auto *doneButton = new QToolButton(this);
     doneButton->setText(tr("Done"));
     doneButton->setAutoRaise(true);

@@ -95,6 +95,7 @@ TextViewerWindowController::TextViewerWindowController(std::function<void(const 
     m_textView = new QPlainTextEdit(content);
     m_textView->setObjectName(QStringLiteral("textView"));
     m_textView->setFrameShape(QFrame::NoFrame);
+    m_textView->document()->setDocumentMargin(8);
     m_textView->setContextMenuPolicy(Qt::CustomContextMenu);
     m_textView->installEventFilter(this);
     m_textView->viewport()->installEventFilter(this);
