@@ -14,8 +14,7 @@ constexpr char16_t LineFeed = u'\n';
 class Output
 {
 public:
-    Output(QString &target, qsizetype expected)
-        : m_text(target), m_size(target.size())
+    Output(QString &target, qsizetype expected) : m_text(target), m_size(target.size())
     {
         m_text.resize(m_size + expected + 64);
         m_data = reinterpret_cast<char16_t *>(m_text.data());

@@ -10,8 +10,7 @@
 #include <QTextCursor>
 #include <QToolButton>
 
-TextFindBar::TextFindBar(QPlainTextEdit *textView, QWidget *parent)
-    : QWidget(parent), m_textView(textView)
+TextFindBar::TextFindBar(QPlainTextEdit *textView, QWidget *parent) : QWidget(parent), m_textView(textView)
 {
     setObjectName(QStringLiteral("findBar"));
     auto *layout = new QHBoxLayout(this);

@@ -119,7 +119,8 @@ TextViewerWindowController::~TextViewerWindowController() = default;
 
 void TextViewerWindowController::createActions()
 {
-    auto make = [this](const QString &text, const QList<QKeySequence> &shortcuts, void (TextViewerWindowController::*slot)()) {
+    auto make = [this](const QString &text, const QList<QKeySequence> &shortcuts,
+                       void (TextViewerWindowController::*slot)()) {
         auto *action = new QAction(text, this);
         action->setShortcuts(shortcuts);
         connect(action, &QAction::triggered, this, slot);
@@ -137,8 +138,7 @@ void TextViewerWindowController::createActions()
     QAction *findAction = make(tr("Find"), {QKeySequence::Find}, &TextViewerWindowController::find);
     make(tr("Find Next"), {QKeySequence(Qt::Key_F3), QKeySequence(Qt::CTRL | Qt::Key_G)},
          &TextViewerWindowController::findNext);
-    make(tr("Find Previous"),
-         {QKeySequence(Qt::SHIFT | Qt::Key_F3), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_G)},
+    make(tr("Find Previous"), {QKeySequence(Qt::SHIFT | Qt::Key_F3), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_G)},
          &TextViewerWindowController::findPrevious);
     QAction *print = make(tr("Print..."), {QKeySequence::Print}, &TextViewerWindowController::printDocument);
     QAction *pastebin = make(tr("Send to Pastebin"), {}, &TextViewerWindowController::onSendToPastebin);

@@ -19,7 +19,8 @@
 
 namespace {
 
-struct TextViewerTest : ::testing::Test {
+struct TextViewerTest : ::testing::Test
+{
     QList<QUrl> opened;
     TextViewerWindowController viewer{[this](const QUrl &url) { opened << url; }};
 
@@ -119,7 +120,8 @@ TEST_F(TextViewerTest, Base64DecodesTheWholeTextOrExplainsWhyNot)
         EXPECT_EQ(dialogs::answer(&viewer, "OK"), c.alert);
         EXPECT_EQ(viewer.text(), c.input);
         EXPECT_EQ(log.lines(),
-                  QStringList({QStringLiteral("Base64 decoded string was empty so ignore result. Input: '%1'").arg(c.input)}));
+                  QStringList(
+                      {QStringLiteral("Base64 decoded string was empty so ignore result. Input: '%1'").arg(c.input)}));
     }
 }
 
@@ -171,7 +173,8 @@ TEST_F(TextViewerTest, LinksAreMarkedAndOpenOnAClick)
     for (auto it = block.begin(); !it.atEnd(); ++it)
         if (it.fragment().charFormat().isAnchor())
             hrefs << it.fragment().charFormat().anchorHref() + '=' + it.fragment().text();
-    EXPECT_EQ(hrefs, QStringList({"https://example.org/a?b=1=https://example.org/a?b=1", "http://www.x.org=www.x.org"}));
+    EXPECT_EQ(hrefs,
+              QStringList({"https://example.org/a?b=1=https://example.org/a?b=1", "http://www.x.org=www.x.org"}));
 
     QTextCursor inLink(viewer.textView()->document());
     inLink.setPosition(10);
