@@ -356,6 +356,9 @@ void TextViewerWindowController::replaceTarget(const QString &replacement)
 void TextViewerWindowController::markLinks(QTextCursor &editing)
 {
     const QString all = m_textView->document()->toRawText();
+    // One edit block: the layout is redone once at its end, not once per link (a long one-line
+    // message with thousands of links would otherwise be laid out thousands of times).
+    editing.beginEditBlock();
     QTextCharFormat plain;
     plain.setAnchor(false);
     plain.setAnchorHref(QString());
@@ -384,6 +387,7 @@ void TextViewerWindowController::markLinks(QTextCursor &editing)
         editing.mergeCharFormat(format);
     }
     editing.clearSelection();
+    editing.endEditBlock();
 }
 
 QString TextViewerWindowController::linkAt(const QPoint &viewportPosition) const
