@@ -147,6 +147,24 @@ TEST_F(TextViewerTest, FindWrapsBothWaysCaseInsensitivelyAndLeavesTheSelectionWh
     EXPECT_FALSE(bar->findNext());
     QTest::keyClick(bar->field(), Qt::Key_Escape);
     EXPECT_FALSE(bar->isVisible());
+
+    // The window's keys, from the text.
+    bar->field()->setText(QStringLiteral("two"));
+    viewer.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&viewer));
+    viewer.textView()->setFocus();
+    const std::pair<QKeyCombination, int> keys[] = {{Qt::Key_F3, 4},
+                                                    {Qt::CTRL | Qt::Key_G, 12},
+                                                    {Qt::SHIFT | Qt::Key_F3, 4},
+                                                    {Qt::CTRL | Qt::SHIFT | Qt::Key_G, 12}};
+    for (const auto &[key, expected] : keys) {
+        QTest::keyClick(viewer.textView(), key.key(), key.keyboardModifiers());
+        EXPECT_EQ(at(), expected) << QKeySequence(key).toString().toStdString();
+    }
+    QTest::keyClick(viewer.textView(), Qt::Key_F, Qt::ControlModifier);
+    EXPECT_TRUE(bar->isVisible());
+    QTest::keyClick(viewer.textView(), Qt::Key_W, Qt::ControlModifier);
+    EXPECT_FALSE(viewer.isVisible());
 }
 
 TEST_F(TextViewerTest, CopyTakesTheSelectionOrEverythingAndKeepsAnEmptySelection)
