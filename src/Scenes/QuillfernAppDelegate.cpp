@@ -471,14 +471,22 @@ void QuillfernAppDelegate::adbDeviceNotFound(const AdbError &error)
 
 void QuillfernAppDelegate::adbDeviceNotAuthorized(const QString &deviceId)
 {
+    recordEvent(QStringLiteral("error-not-authorized"));
     showAlert(QStringLiteral("Device Not Authorized. Allow USB debugging from device %1").arg(deviceId),
               QStringLiteral("Device Not Authorized\n\nAllow USB debugging from device %1").arg(deviceId));
 }
 
 void QuillfernAppDelegate::showAdbNotRunningError()
 {
+    recordEvent(QStringLiteral("error-adb-not-running"));
     showAlert(QStringLiteral("ADB not running. Make sure ADB is running. From Terminal: adb start-server"),
               QStringLiteral("ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server"));
+}
+
+void QuillfernAppDelegate::recordEvent(const QString &name) const
+{
+    if (m_options.recordEvent)
+        m_options.recordEvent(name);
 }
 
 void QuillfernAppDelegate::showAlert(const QString &logLine, const QString &alertText)

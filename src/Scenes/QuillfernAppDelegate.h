@@ -49,6 +49,8 @@ public:
         std::function<bool(const QString &program, const QStringList &arguments)> startDetached;
         // Replaces the log stream reader (tests that play a device without adb).
         LogDatasource::ReaderHooks logReaderHooks;
+        // Records a usage event (AnalyticsHelper::eventRecorder); null records nothing.
+        std::function<void(const QString &name)> recordEvent;
     };
 
     explicit QuillfernAppDelegate(Options options);
@@ -97,6 +99,8 @@ public:
     static QString getDeviceTitle(const DeviceEntry &device);
     void adbDeviceNotAuthorized(const QString &deviceId);
     void showAdbNotRunningError();
+    // Records a usage event ("error-not-authorized", "openTypingTerminal", ...); does nothing without a recorder.
+    void recordEvent(const QString &name) const;
     void onLogUpdated() override;
 
     // --- LogDatasourceDelegate (GUI thread) ---

@@ -54,6 +54,8 @@ protected:
         };
         options.logReaderHooks.stopLogReader = [this] { endStream(); };
         options.logReaderHooks.startPidLookup = [](bool, const QString &) {}; // no process list here
+        recordedEvents.clear();
+        options.recordEvent = [this](const QString &name) { recordedEvents << name; };
         app = std::make_unique<QuillfernAppDelegate>(std::move(options));
     }
     void TearDown() override
@@ -116,6 +118,7 @@ protected:
     std::function<void(bool)> pendingAdbStart;
     QList<QUrl> openedUrls;
     QStringList startedPrograms;
+    QStringList recordedEvents;
     QString streamDevice;
     std::atomic<int> streamsStarted{0};
     std::unique_ptr<QuillfernAppDelegate> app;
@@ -204,14 +207,15 @@ TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
         std::optional<QByteArray> devices; // none: the ADB server is not reachable
         QString alert;
         QString logLine;
+        QStringList usageEvents;
     } cases[] = {
         {QByteArray(), "No Android device found. \n\nMake sure device is connected and developer mode is enabled.",
-         "No Android device found. Make sure device is connected and developer mode is enabled."},
+         "No Android device found. Make sure device is connected and developer mode is enabled.", {}},
         // The model lookup of the nameless device finds no server script: it fails quietly.
         {"unauthorized\tdevice\n", "Device Not Authorized\n\nAllow USB debugging from device unauthorized",
-         "Device Not Authorized. Allow USB debugging from device unauthorized"},
+         "Device Not Authorized. Allow USB debugging from device unauthorized", {"error-not-authorized"}},
         {std::nullopt, "ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server",
-         "ADB not running. Make sure ADB is running. From Terminal: adb start-server"},
+         "ADB not running. Make sure ADB is running. From Terminal: adb start-server", {"error-adb-not-running"}},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.logLine.toStdString());
@@ -228,6 +232,7 @@ TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
             std::exchange(pendingAdbStart, {})(false);
         }
         EXPECT_EQ(dialogs::answer(app->window(), "OK"), "Alert\n" + c.alert);
+        EXPECT_EQ(recordedEvents, c.usageEvents);
         EXPECT_EQ(state(), "No devices connected|Run");
         EXPECT_TRUE(QTest::qWaitFor([&] { return lastRowText().contains(c.logLine); }, 3000));
         EXPECT_EQ(app->tableController()->model()->rows().back().value(LogEntry::Type), "QF");
