@@ -13,6 +13,7 @@
 #include "Scenes/MainWindow.h"
 #include "Scenes/PreferencesWindow.h"
 #include "Scenes/SavedFiltersController.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "Session/ConnectionStatus.h"
 #include "Session/ReconnectPolicy.h"
 
@@ -186,6 +187,7 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.save, &QAction::triggered, this, &QuillfernAppDelegate::saveDocument);
     connect(a.saveAsText, &QAction::triggered, this, &QuillfernAppDelegate::saveDocumentAsText);
     connect(a.clearLog, &QAction::triggered, this, &QuillfernAppDelegate::clearLog);
+    connect(a.copy, &QAction::triggered, this, &QuillfernAppDelegate::copy);
     connect(a.biggerFont, &QAction::triggered, m_table.get(), &LogTableController::biggerFont);
     connect(a.smallerFont, &QAction::triggered, m_table.get(), &LogTableController::smallerFont);
     connect(a.logTagHelp, &QAction::triggered, this, &QuillfernAppDelegate::onLogTagHelp);
@@ -196,12 +198,12 @@ void QuillfernAppDelegate::connectWindow()
     connect(m_window->searchField(), &QLineEdit::textChanged, m_table.get(), &LogTableController::setSearchText);
     connect(m_window->searchField(), &QLineEdit::textEdited, m_table.get(), &LogTableController::search);
     connect(m_window->searchField(), &QLineEdit::returnPressed, m_table.get(), &LogTableController::findNext);
-    connect(a.copy, &QAction::triggered, m_table.get(), &LogTableController::copy);
     connect(a.copyMessage, &QAction::triggered, m_table.get(), &LogTableController::copyMessageOnly);
     connect(a.viewMessage, &QAction::triggered, m_table.get(), &LogTableController::onViewText);
     connect(a.findNext, &QAction::triggered, m_table.get(), &LogTableController::findNext);
     connect(a.findPrevious, &QAction::triggered, m_table.get(), &LogTableController::findPrevious);
     connect(a.typingTerminal, &QAction::triggered, this, &QuillfernAppDelegate::openTypingTerminal);
+    connect(m_table.get(), &LogTableController::viewTextRequested, this, &QuillfernAppDelegate::showTextViewer);
     connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
         if (state != Qt::ApplicationActive)
             applicationWillResignActive();
@@ -251,6 +253,30 @@ void QuillfernAppDelegate::clearLog()
     m_logDatasource->clearLog();
     m_table->showRows({});
     updateStatus();
+}
+
+void QuillfernAppDelegate::copy()
+{
+    if (m_textViewerWindow && m_textViewerWindow->isKeyWindow()) {
+        m_textViewerWindow->copy();
+        return;
+    }
+    m_table->copy();
+}
+
+TextViewerWindowController *QuillfernAppDelegate::textViewer()
+{
+    if (!m_textViewerWindow) {
+        m_textViewerWindow = std::make_unique<TextViewerWindowController>([this](const QUrl &url) { openUrl(url); });
+        // Closing the main window still quits with the viewer open.
+        m_textViewerWindow->setAttribute(Qt::WA_QuitOnClose, false);
+    }
+    return m_textViewerWindow.get();
+}
+
+void QuillfernAppDelegate::showTextViewer(const QString &text)
+{
+    textViewer()->showText(text);
 }
 
 void QuillfernAppDelegate::filterToolbarClicked(int segment)

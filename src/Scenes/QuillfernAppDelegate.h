@@ -21,6 +21,7 @@ class MainWindow;
 class ReconnectPolicy;
 class RepeatingTimer;
 class SavedFiltersController;
+class TextViewerWindowController;
 
 // The application controller: owns the main window, the log model and the device list, is the
 // delegate of both, and runs the connection state machine (Run/Stop, the 5-second reconnection to
@@ -80,6 +81,14 @@ public:
     void openTypingTerminal();
     // Where "atext" is: beside the executable (a build tree), else in the install's share folder.
     static QString typingScriptPath();
+    // The Copy command: the message viewer's text when it is the active window, else the table's rows.
+    void copy();
+
+    // --- Message viewer ---
+    // Created on first use and kept.
+    TextViewerWindowController *textViewer();
+    // Shows the viewer with `text`.
+    void showTextViewer(const QString &text);
 
     // --- Connection ---
     void onConnectButtonPressed();
@@ -155,6 +164,7 @@ private:
     std::unique_ptr<DeviceChoiceController> m_devices;
     std::unique_ptr<LogDocumentController> m_documents;
     QPointer<AboutDialog> m_about;
+    std::unique_ptr<TextViewerWindowController> m_textViewerWindow;
 
     bool m_isDatasourceDevice = false;
 

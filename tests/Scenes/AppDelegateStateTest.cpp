@@ -8,6 +8,7 @@
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
 #include "support/LogCapture.h"
@@ -15,6 +16,8 @@
 
 #include <QAction>
 #include <QFileInfo>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -300,4 +303,28 @@ TEST_F(AppDelegateStateTest, PlatformCommands)
     EXPECT_EQ(startedPrograms[1], "my-terminal");
     EXPECT_EQ(startedArguments[1], QStringList({"-e", script, "emu-A"}));
     EXPECT_EQ(recordedEvents.count("openTypingTerminal"), 1);
+}
+
+TEST_F(AppDelegateStateTest, CopyGoesToTheMessageViewerOnlyWhileItIsTheActiveWindow)
+{
+    addDevices(deviceA);
+    launch();
+    app->showTextViewer(QStringLiteral("first"));
+    TextViewerWindowController *viewer = app->textViewer();
+    app->showTextViewer(QStringLiteral("message"));
+    EXPECT_EQ(app->textViewer(), viewer) << "one viewer, reused";
+    EXPECT_EQ(viewer->text(), "message");
+    emit app->tableController()->viewTextRequested(QStringLiteral("from the table"));
+    EXPECT_EQ(viewer->text(), "from the table") << "View Message, double click and the process tree reach the viewer";
+    app->showTextViewer(QStringLiteral("message"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return viewer->isKeyWindow(); }, 3000));
+    app->window()->actions().copy->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "message");
+
+    QGuiApplication::clipboard()->setText(QStringLiteral("kept"));
+    viewer->close();
+    app->window()->activateWindow();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer->isKeyWindow(); }, 3000));
+    app->copy();
+    EXPECT_NE(QGuiApplication::clipboard()->text(), "message");
 }
