@@ -48,7 +48,13 @@ public:
         QAction *removeFilter = nullptr;
         QAction *biggerFont = nullptr;
         QAction *smallerFont = nullptr;
+        QAction *copy = nullptr;
+        QAction *copyMessage = nullptr;
+        QAction *viewMessage = nullptr;
         QAction *find = nullptr;
+        QAction *findNext = nullptr;
+        QAction *findPrevious = nullptr;
+        QAction *typingTerminal = nullptr;
         QAction *logTagHelp = nullptr;
         QAction *sharedFilters = nullptr;
         QAction *feedback = nullptr;

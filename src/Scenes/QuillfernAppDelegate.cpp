@@ -14,6 +14,7 @@
 #include "Scenes/PreferencesWindow.h"
 #include "Scenes/RemoteScreenMonitorSheet.h"
 #include "Scenes/SavedFiltersController.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "Session/ConnectionStatus.h"
 #include "Session/ReconnectPolicy.h"
 
@@ -21,6 +22,8 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QFileInfo>
+#include <QGuiApplication>
 #include <QLineEdit>
 #include <QProcess>
 #include <QScreen>
@@ -120,6 +123,15 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
     m_table = std::make_unique<LogTableController>(m_window->logTable());
     m_filters = std::make_unique<SavedFiltersController>(m_window.get(), m_logDatasource.get(), m_table.get());
     m_filters->setStopLogging([this] { stopLogging(); });
+    LogTableController::Collaborators with;
+    with.searchField = m_window->searchField();
+    with.filterList = m_window->filterList();
+    with.filters = m_filters.get();
+    with.sheetParent = m_window.get();
+    with.clearLog = [this] { clearLog(); };
+    with.setAppName = [this](const QString &name, const QString &pid) { m_logDatasource->setAppName(name, pid); };
+    with.openUrl = [this](const QUrl &url) { openUrl(url); };
+    m_table->setCollaborators(std::move(with));
     m_documents = std::make_unique<LogDocumentController>(m_window.get(), m_logDatasource.get(), m_table.get(),
                                                           m_filters.get(), m_reconnect.get());
     m_documents->setLeaveDevice([this] {
@@ -179,6 +191,7 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.save, &QAction::triggered, this, &QuillfernAppDelegate::saveDocument);
     connect(a.saveAsText, &QAction::triggered, this, &QuillfernAppDelegate::saveDocumentAsText);
     connect(a.clearLog, &QAction::triggered, this, &QuillfernAppDelegate::clearLog);
+    connect(a.copy, &QAction::triggered, this, &QuillfernAppDelegate::copy);
     connect(a.biggerFont, &QAction::triggered, m_table.get(), &LogTableController::biggerFont);
     connect(a.smallerFont, &QAction::triggered, m_table.get(), &LogTableController::smallerFont);
     connect(a.logTagHelp, &QAction::triggered, this, &QuillfernAppDelegate::onLogTagHelp);
@@ -187,6 +200,18 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.about, &QAction::triggered, this, &QuillfernAppDelegate::orderFrontStandardAboutPanel);
     connect(m_window->filterList(), &FilterListView::segmentClicked, this, &QuillfernAppDelegate::filterToolbarClicked);
     connect(m_window->searchField(), &QLineEdit::textChanged, m_table.get(), &LogTableController::setSearchText);
+    connect(m_window->searchField(), &QLineEdit::textEdited, m_table.get(), &LogTableController::search);
+    connect(m_window->searchField(), &QLineEdit::returnPressed, m_table.get(), &LogTableController::findNext);
+    connect(a.copyMessage, &QAction::triggered, m_table.get(), &LogTableController::copyMessageOnly);
+    connect(a.viewMessage, &QAction::triggered, m_table.get(), &LogTableController::onViewText);
+    connect(a.findNext, &QAction::triggered, m_table.get(), &LogTableController::findNext);
+    connect(a.findPrevious, &QAction::triggered, m_table.get(), &LogTableController::findPrevious);
+    connect(a.typingTerminal, &QAction::triggered, this, &QuillfernAppDelegate::openTypingTerminal);
+    connect(m_table.get(), &LogTableController::viewTextRequested, this, &QuillfernAppDelegate::showTextViewer);
+    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state != Qt::ApplicationActive)
+            applicationWillResignActive();
+    });
     connect(m_window.get(), &MainWindow::closing, this, &QuillfernAppDelegate::applicationWillTerminate);
 }
 
@@ -220,6 +245,11 @@ void QuillfernAppDelegate::orderFrontStandardAboutPanel()
     m_about->raise();
 }
 
+void QuillfernAppDelegate::applicationWillResignActive()
+{
+    m_table->setLiveSearching(false);
+}
+
 // --- Main-window commands ---
 
 void QuillfernAppDelegate::clearLog()
@@ -227,6 +257,30 @@ void QuillfernAppDelegate::clearLog()
     m_logDatasource->clearLog();
     m_table->showRows({});
     updateStatus();
+}
+
+void QuillfernAppDelegate::copy()
+{
+    if (m_textViewerWindow && m_textViewerWindow->isKeyWindow()) {
+        m_textViewerWindow->copy();
+        return;
+    }
+    m_table->copy();
+}
+
+TextViewerWindowController *QuillfernAppDelegate::textViewer()
+{
+    if (!m_textViewerWindow) {
+        m_textViewerWindow = std::make_unique<TextViewerWindowController>([this](const QUrl &url) { openUrl(url); });
+        // Closing the main window still quits with the viewer open.
+        m_textViewerWindow->setAttribute(Qt::WA_QuitOnClose, false);
+    }
+    return m_textViewerWindow.get();
+}
+
+void QuillfernAppDelegate::showTextViewer(const QString &text)
+{
+    textViewer()->showText(text);
 }
 
 void QuillfernAppDelegate::filterToolbarClicked(int segment)
@@ -292,6 +346,33 @@ void QuillfernAppDelegate::remoteScreenMonitor()
         m_remoteScreen->setConnectionSettings(connectionSettingsFromStore()); // the preferences may have changed
         m_remoteScreen->showWindow();
     }
+}
+
+QString QuillfernAppDelegate::typingScriptPath()
+{
+    const QString dir = QCoreApplication::applicationDirPath();
+    for (const QString &candidate : {dir + QStringLiteral("/atext"), dir + QStringLiteral("/../share/quillfern/atext")}) {
+        if (QFileInfo(candidate).isFile())
+            return QFileInfo(candidate).canonicalFilePath();
+    }
+    return {};
+}
+
+void QuillfernAppDelegate::openTypingTerminal()
+{
+    recordEvent(QStringLiteral("openTypingTerminal"));
+    const QString script = typingScriptPath();
+    if (script.isEmpty()) {
+        QF_LOG_ERROR(QStringLiteral("typing terminal: the atext script is not installed"));
+        return;
+    }
+    const QString terminal = qEnvironmentVariableIsEmpty("TERMINAL") ? QStringLiteral("x-terminal-emulator")
+                                                                      : qEnvironmentVariable("TERMINAL");
+    QStringList arguments{QStringLiteral("-e"), script};
+    if (const QString device = m_logDatasource->deviceId(); !device.isEmpty())
+        arguments << device;
+    const bool ok = m_options.startDetached(terminal, arguments);
+    QF_LOG(QStringLiteral("typing terminal: %1 %2 started:%3").arg(terminal, arguments.join(u' ')).arg(ok));
 }
 
 void QuillfernAppDelegate::openUrl(const QUrl &url)

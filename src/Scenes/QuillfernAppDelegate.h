@@ -22,6 +22,7 @@ class ReconnectPolicy;
 class RemoteScreenMonitorSheet;
 class RepeatingTimer;
 class SavedFiltersController;
+class TextViewerWindowController;
 
 // The application controller: owns the main window, the log model and the device list, is the
 // delegate of both, and runs the connection state machine (Run/Stop, the 5-second reconnection to
@@ -68,6 +69,7 @@ public:
     bool openFile(const QString &path); // application:openFile:; always true
     void newWindow();
     void orderFrontStandardAboutPanel();
+    void applicationWillResignActive();
 
     // --- Main-window commands ---
     void clearLog();
@@ -77,6 +79,19 @@ public:
     void preferences();
     // Shows or hides the remote screen of the current device; the window is made on first use and kept.
     void remoteScreenMonitor();
+    // Opens the bundled "atext" script in the desktop's terminal ($TERMINAL, else x-terminal-emulator):
+    // each line typed there goes to the device as text input.
+    void openTypingTerminal();
+    // Where "atext" is: beside the executable (a build tree), else in the install's share folder.
+    static QString typingScriptPath();
+    // The Copy command: the message viewer's text when it is the active window, else the table's rows.
+    void copy();
+
+    // --- Message viewer ---
+    // Created on first use and kept.
+    TextViewerWindowController *textViewer();
+    // Shows the viewer with `text`.
+    void showTextViewer(const QString &text);
 
     // --- Connection ---
     void onConnectButtonPressed();
@@ -154,6 +169,7 @@ private:
     std::unique_ptr<LogDocumentController> m_documents;
     QPointer<AboutDialog> m_about;
     std::unique_ptr<RemoteScreenMonitorSheet> m_remoteScreen;
+    std::unique_ptr<TextViewerWindowController> m_textViewerWindow;
 
     bool m_isDatasourceDevice = false;
 

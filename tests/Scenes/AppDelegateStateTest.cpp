@@ -10,12 +10,16 @@
 #include "Scenes/QuillfernAppDelegate.h"
 #include "Scenes/RemoteScreenMonitorSheet.h"
 #include "Session/DeviceScreenDatasource.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
 #include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
 #include <QAction>
+#include <QFileInfo>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -43,8 +47,9 @@ protected:
         options.reconnectTimer = std::move(ownedTimer);
         options.startAdb = [this](std::function<void(bool)> done) { pendingAdbStart = std::move(done); };
         options.openUrl = [this](const QUrl &url) { openedUrls << url; };
-        options.startDetached = [this](const QString &program, const QStringList &) {
+        options.startDetached = [this](const QString &program, const QStringList &arguments) {
             startedPrograms << program;
+            startedArguments << arguments;
             return true;
         };
         options.logReaderHooks.startLogReader = [this](const QString &device) {
@@ -117,6 +122,7 @@ protected:
     std::function<void(bool)> pendingAdbStart;
     QList<QUrl> openedUrls;
     QStringList startedPrograms;
+    QList<QStringList> startedArguments;
     QStringList recordedEvents;
     QString streamDevice;
     std::atomic<int> streamsStarted{0};
@@ -276,8 +282,7 @@ TEST_F(AppDelegateStateTest, StatusLineFollowsRowsAndFilter)
 
 TEST_F(AppDelegateStateTest, PlatformCommands)
 {
-    addDevices(deviceA);
-    launch();
+    launchStreaming();
     app->newWindow();
     EXPECT_EQ(startedPrograms, QStringList{QCoreApplication::applicationFilePath()});
     app->onHelpClick();
@@ -288,6 +293,42 @@ TEST_F(AppDelegateStateTest, PlatformCommands)
     EXPECT_TRUE(openedUrls[0].query(QUrl::FullyDecoded).contains("subject=Quillfern Feedback"));
     EXPECT_EQ(openedUrls[1], QuillfernAppDelegate::LogTagHelpUrl);
     EXPECT_EQ(openedUrls[2], QuillfernAppDelegate::SharedFiltersUrl);
+
+    // The typing terminal: the desktop's terminal runs the bundled script for the streaming device.
+    qputenv("TERMINAL", "my-terminal");
+    app->window()->actions().typingTerminal->trigger();
+    qunsetenv("TERMINAL");
+    const QString script = QuillfernAppDelegate::typingScriptPath();
+    ASSERT_TRUE(script.endsWith("/atext")) << script.toStdString();
+    EXPECT_TRUE(QFileInfo(script).isExecutable());
+    ASSERT_EQ(startedPrograms.size(), 2);
+    EXPECT_EQ(startedPrograms[1], "my-terminal");
+    EXPECT_EQ(startedArguments[1], QStringList({"-e", script, "emu-A"}));
+    EXPECT_EQ(recordedEvents.count("openTypingTerminal"), 1);
+}
+
+TEST_F(AppDelegateStateTest, CopyGoesToTheMessageViewerOnlyWhileItIsTheActiveWindow)
+{
+    addDevices(deviceA);
+    launch();
+    app->showTextViewer(QStringLiteral("first"));
+    TextViewerWindowController *viewer = app->textViewer();
+    app->showTextViewer(QStringLiteral("message"));
+    EXPECT_EQ(app->textViewer(), viewer) << "one viewer, reused";
+    EXPECT_EQ(viewer->text(), "message");
+    emit app->tableController()->viewTextRequested(QStringLiteral("from the table"));
+    EXPECT_EQ(viewer->text(), "from the table") << "View Message, double click and the process tree reach the viewer";
+    app->showTextViewer(QStringLiteral("message"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return viewer->isKeyWindow(); }, 3000));
+    app->window()->actions().copy->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "message");
+
+    QGuiApplication::clipboard()->setText(QStringLiteral("kept"));
+    viewer->close();
+    app->window()->activateWindow();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer->isKeyWindow(); }, 3000));
+    app->copy();
+    EXPECT_NE(QGuiApplication::clipboard()->text(), "message");
 }
 
 TEST_F(AppDelegateStateTest, RemoteScreenOpensAndClosesForTheCurrentDeviceAndIsKept)
