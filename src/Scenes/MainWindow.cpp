@@ -111,8 +111,8 @@ void MainWindow::createActions()
     a.autoFollow->setToolTip(tr("Keep the newest line in view"));
     a.remoteScreen = make(tr("Screen"));
     a.remoteScreen->setIcon(QIcon(QStringLiteral(":/icons/remote.png")));
-    a.remoteScreen->setToolTip(tr("Remote screen (not available yet)"));
-    a.remoteScreen->setEnabled(false);
+    a.remoteScreen->setToolTip(tr("Show or hide the device's screen"));
+    a.remoteScreenMenu = make(tr("Remote Screen"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     a.preferences = make(tr("Preferences"), QKeySequence(Qt::CTRL | Qt::Key_Comma));
     a.preferences->setIcon(QIcon(QStringLiteral(":/icons/preferences.png")));
     a.preferences->setMenuRole(QAction::PreferencesRole);
@@ -195,7 +195,7 @@ void MainWindow::createMenus()
 
     QMenu *device = menuBar()->addMenu(tr("&Device"));
     device->addAction(a.connect);
-    device->addAction(a.remoteScreen);
+    device->addAction(a.remoteScreenMenu);
     device->addAction(a.typingTerminal);
 
     QMenu *help = menuBar()->addMenu(tr("&Help"));

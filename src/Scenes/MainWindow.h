@@ -33,6 +33,7 @@ public:
         QAction *connect = nullptr; // Run/Stop
         QAction *autoFollow = nullptr;
         QAction *remoteScreen = nullptr;
+        QAction *remoteScreenMenu = nullptr; // the Device menu's item for the same command
         QAction *preferences = nullptr;
         QAction *newWindow = nullptr;
         QAction *open = nullptr;

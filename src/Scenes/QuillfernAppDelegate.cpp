@@ -12,6 +12,7 @@
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/PreferencesWindow.h"
+#include "Scenes/RemoteScreenMonitorSheet.h"
 #include "Scenes/SavedFiltersController.h"
 #include "Scenes/TextViewerWindowController.h"
 #include "Session/ConnectionStatus.h"
@@ -25,6 +26,7 @@
 #include <QGuiApplication>
 #include <QLineEdit>
 #include <QProcess>
+#include <QScreen>
 #include <QUrlQuery>
 
 namespace {
@@ -182,6 +184,8 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.autoFollow, &QAction::triggered, this, [this] { m_table->toggleAutoFollow(); });
     connect(m_table.get(), &LogTableController::scrollToBottomChanged, m_window.get(), &MainWindow::setAutoFollowChecked);
     connect(a.preferences, &QAction::triggered, this, &QuillfernAppDelegate::preferences);
+    connect(a.remoteScreen, &QAction::triggered, this, &QuillfernAppDelegate::remoteScreenMonitor);
+    connect(a.remoteScreenMenu, &QAction::triggered, this, &QuillfernAppDelegate::remoteScreenMonitor);
     connect(a.newWindow, &QAction::triggered, this, &QuillfernAppDelegate::newWindow);
     connect(a.open, &QAction::triggered, this, &QuillfernAppDelegate::openLogcatFile);
     connect(a.save, &QAction::triggered, this, &QuillfernAppDelegate::saveDocument);
@@ -319,6 +323,29 @@ void QuillfernAppDelegate::preferences()
         connect(prefs, &QuillfernPreferences::fontsChanged, m_table.get(), &LogTableController::fontsChanged);
     }
     prefs->showWindow();
+}
+
+void QuillfernAppDelegate::remoteScreenMonitor()
+{
+    const QString deviceId = m_logDatasource->deviceId();
+    if (!m_remoteScreen) {
+        m_remoteScreen = std::make_unique<RemoteScreenMonitorSheet>(connectionSettingsFromStore());
+        m_remoteScreen->setDeviceId(deviceId);
+        // Beside the main window, overlapping it where the screen is too narrow.
+        const QRect frame = m_window->frameGeometry();
+        const QRect screen = m_window->screen()->availableGeometry();
+        m_remoteScreen->move(std::max(screen.left(), std::min(frame.right() + 8, screen.right() - m_remoteScreen->width())),
+                             frame.top());
+    }
+    if (m_remoteScreen->isVisible()) {
+        QF_LOG(QStringLiteral("closing mirror window: %1").arg(m_remoteScreen->deviceId()));
+        m_remoteScreen->close();
+    } else {
+        QF_LOG(QStringLiteral("opening mirror window: %1").arg(deviceId));
+        m_remoteScreen->setDeviceId(deviceId);
+        m_remoteScreen->setConnectionSettings(connectionSettingsFromStore()); // the preferences may have changed
+        m_remoteScreen->showWindow();
+    }
 }
 
 QString QuillfernAppDelegate::typingScriptPath()

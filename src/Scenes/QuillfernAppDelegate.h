@@ -19,6 +19,7 @@ class LogDocumentController;
 class LogTableController;
 class MainWindow;
 class ReconnectPolicy;
+class RemoteScreenMonitorSheet;
 class RepeatingTimer;
 class SavedFiltersController;
 class TextViewerWindowController;
@@ -76,6 +77,8 @@ public:
     void onLogTagHelp();
     void onHelpClick();
     void preferences();
+    // Shows or hides the remote screen of the current device; the window is made on first use and kept.
+    void remoteScreenMonitor();
     // Opens the bundled "atext" script in the desktop's terminal ($TERMINAL, else x-terminal-emulator):
     // each line typed there goes to the device as text input.
     void openTypingTerminal();
@@ -141,6 +144,7 @@ public:
     DeviceChoiceController *deviceChoice() const { return m_devices.get(); }
     LogDocumentController *documents() const { return m_documents.get(); }
     DevicePickerSheet *devicePickerSheet() const;
+    RemoteScreenMonitorSheet *remoteScreenMonitorSheet() const { return m_remoteScreen.get(); }
     bool isDatasourceDevice() const { return m_isDatasourceDevice; }
     bool autoReconnect() const;
 
@@ -164,6 +168,7 @@ private:
     std::unique_ptr<DeviceChoiceController> m_devices;
     std::unique_ptr<LogDocumentController> m_documents;
     QPointer<AboutDialog> m_about;
+    std::unique_ptr<RemoteScreenMonitorSheet> m_remoteScreen;
     std::unique_ptr<TextViewerWindowController> m_textViewerWindow;
 
     bool m_isDatasourceDevice = false;

@@ -8,6 +8,8 @@
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
+#include "Scenes/RemoteScreenMonitorSheet.h"
+#include "Session/DeviceScreenDatasource.h"
 #include "Scenes/TextViewerWindowController.h"
 #include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
@@ -327,4 +329,30 @@ TEST_F(AppDelegateStateTest, CopyGoesToTheMessageViewerOnlyWhileItIsTheActiveWin
     ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer->isKeyWindow(); }, 3000));
     app->copy();
     EXPECT_NE(QGuiApplication::clipboard()->text(), "message");
+}
+
+TEST_F(AppDelegateStateTest, RemoteScreenOpensAndClosesForTheCurrentDeviceAndIsKept)
+{
+    launchStreaming();
+    const MainWindow::Actions &a = app->window()->actions();
+    EXPECT_TRUE(a.remoteScreen->isEnabled());
+    EXPECT_EQ(a.remoteScreenMenu->shortcut(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
+    a.remoteScreenMenu->trigger();
+    RemoteScreenMonitorSheet *sheet = app->remoteScreenMonitorSheet();
+    ASSERT_NE(sheet, nullptr);
+    EXPECT_TRUE(sheet->isVisible());
+    EXPECT_EQ(sheet->deviceId(), QStringLiteral("emu-A"));
+    // The scripted server has nothing for a screenshot: the capture fails and the window offers Start.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return sheet->autoRefreshItem()->text() == QStringLiteral("Start"); }, 5000));
+
+    a.remoteScreen->trigger();
+    EXPECT_FALSE(sheet->isVisible());
+    EXPECT_FALSE(sheet->screenSource()->isRunning());
+    // Reopened: the same window, monitoring again whatever its switch shows.
+    a.remoteScreen->trigger();
+    EXPECT_EQ(app->remoteScreenMonitorSheet(), sheet);
+    EXPECT_TRUE(sheet->isVisible());
+    EXPECT_TRUE(sheet->screenSource()->isRunning());
+    EXPECT_EQ(log.count(QStringLiteral("opening mirror window: emu-A")), 2);
+    EXPECT_EQ(log.count(QStringLiteral("closing mirror window: emu-A")), 1);
 }
