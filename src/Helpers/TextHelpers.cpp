@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/TextHelpers.h"
 
+#include <QLocale>
+
 #include <cstring>
 
 namespace qf {
@@ -127,4 +129,13 @@ bool qf::isValidUtf8(QByteArrayView bytes)
         ++p;
     // Everything before p is ASCII, so p starts a character.
     return p == end || QByteArrayView(p, end - p).isValidUtf8();
+}
+
+QString qf::groupedCount(qint64 count)
+{
+    QLocale locale;
+    if (locale.language() == QLocale::C)
+        locale = QLocale(QLocale::English, QLocale::UnitedStates);
+    locale.setNumberOptions(locale.numberOptions() & ~QLocale::OmitGroupSeparator);
+    return locale.toString(count);
 }

@@ -49,4 +49,8 @@ std::optional<QString> removeSubstringBetween(const QString &text, QStringView s
 // QByteArrayView::isValidUtf8 with a fast lane for the common all-ASCII log line.
 bool isValidUtf8(QByteArrayView bytes);
 
+// A count for people to read, with the user's thousands separator ("55,000"); the C locale, which
+// has none, reads as English.
+QString groupedCount(qint64 count);
+
 } // namespace qf

@@ -2,6 +2,7 @@
 #include "Scenes/LogDocumentController.h"
 
 #include "Helpers/Logger.h"
+#include "Helpers/TextHelpers.h"
 #include "Log/LogDocument.h"
 #include "Scenes/FilterListView.h"
 #include "Scenes/LogTableController.h"
@@ -66,10 +67,11 @@ void LogDocumentController::saveDocumentAsText()
     saveFile({QStringLiteral("log"), QStringLiteral("txt"), QStringLiteral("quillfern")});
 }
 
-void LogDocumentController::saveFile(const QStringList &extensions)
+void LogDocumentController::saveFile(const QStringList &extensions, std::function<void()> afterSaved)
 {
     QPointer<LogDocumentController> self(this);
-    m_window->chooseFileToSave(tr("Save Log"), extensions, true, [self, extensions](const QString &path, bool visible) {
+    m_window->chooseFileToSave(tr("Save Log"), extensions, true,
+                               [self, extensions, afterSaved = std::move(afterSaved)](const QString &path, bool visible) {
         if (!self)
             return;
         QF_LOG(QStringLiteral("save to:%1, visible:%2, rows:%3, allowedExt:%4")
@@ -77,7 +79,7 @@ void LogDocumentController::saveFile(const QStringList &extensions)
                    .arg(int(visible))
                    .arg(visible ? self->m_table->model()->rowCount() : qsizetype(self->m_logDatasource->logEventCount()))
                    .arg(extensions.join(QLatin1Char(','))));
-        self->writeLogFile(path, visible);
+        self->writeLogFile(path, visible, afterSaved);
     });
 }
 
@@ -90,7 +92,7 @@ void LogDocumentController::showProgressLater(const QString &text, const bool &r
     });
 }
 
-void LogDocumentController::writeLogFile(const QString &path, bool visibleOnly)
+void LogDocumentController::writeLogFile(const QString &path, bool visibleOnly, std::function<void()> afterSaved)
 {
     // Snapshots: the entries are shared handles, safe to read on the worker.
     QList<LogEntry> rows = visibleOnly ? QList<LogEntry>(m_table->model()->rows().cbegin(), m_table->model()->rows().cend())
@@ -98,6 +100,8 @@ void LogDocumentController::writeLogFile(const QString &path, bool visibleOnly)
     ++m_generation;
     m_saving = true;
     showProgressLater(tr("Saving %1").arg(QFileInfo(path).fileName()), m_saving);
+    // Only a save of the whole log keeps every line; the visible rows alone leave the others unsaved.
+    QList<LogEntry> kept = visibleOnly ? QList<LogEntry>() : rows;
     auto cancelled = m_cancelFlag = std::make_shared<std::atomic<bool>>(false);
     m_workers.append(runInBackground<QString>(
         this,
@@ -116,14 +120,18 @@ void LogDocumentController::writeLogFile(const QString &path, bool visibleOnly)
                 return file.errorString();
             return QString();
         },
-        [this, path](QString error) {
+        [this, path, kept = std::move(kept), afterSaved = std::move(afterSaved)](QString error) {
             m_saving = false;
             m_window->hideProgress();
             if (!error.isEmpty()) {
                 QF_LOG_ERROR(QStringLiteral("save failed: %1, %2").arg(path, error));
                 m_window->showAlert(tr("The log could not be saved."), tr("%1\n\n%2").arg(path, error));
             }
+            if (error.isEmpty())
+                markKept(kept);
             emit fileSaved(path, error.isEmpty());
+            if (error.isEmpty() && afterSaved)
+                afterSaved();
         }));
 }
 
@@ -134,8 +142,49 @@ void LogDocumentController::openLogcatFile()
                                {tr("Log files (*.quillfern *.log *.txt)"), tr("Filters (*.filters)"), tr("All files (*)")},
                                [self](const QString &path) {
                                    if (self)
-                                       self->openFile(path);
+                                       self->openAfterAsking(path);
                                });
+}
+
+void LogDocumentController::openAfterAsking(const QString &path)
+{
+    const qsizetype unsaved = SavedFiltersController::isFilterFile(path) ? 0 : unsavedLineCount();
+    if (unsaved == 0) {
+        openFile(path);
+        return;
+    }
+    QPointer<LogDocumentController> self(this);
+    m_window->askChoice(unsaved == 1 ? tr("The log holds 1 line that was not saved.")
+                                     : tr("The log holds %1 lines that were not saved.").arg(qf::groupedCount(unsaved)),
+                        tr("Opening %1 replaces the log. Save it first?").arg(QFileInfo(path).fileName()),
+                        {tr("Save"), tr("Discard"), tr("Cancel")}, [self, path](int chosen) {
+                            if (!self)
+                                return;
+                            if (chosen == 0)
+                                self->saveFile({QStringLiteral("quillfern"), QStringLiteral("log"), QStringLiteral("txt")},
+                                               [self, path] {
+                                                   if (self)
+                                                       self->openFile(path);
+                                               });
+                            else if (chosen == 1)
+                                self->openFile(path);
+                        });
+}
+
+qsizetype LogDocumentController::unsavedLineCount() const
+{
+    qsizetype count = 0;
+    for (const LogEntry &entry : m_logDatasource->getDataAll())
+        if ((!m_keptUpTo || entry.idx() > *m_keptUpTo) && entry.value(LogEntry::Type) != QLatin1String("QF"))
+            ++count;
+    return count;
+}
+
+void LogDocumentController::markKept(const QList<LogEntry> &entries)
+{
+    for (const LogEntry &entry : entries)
+        if (!m_keptUpTo || entry.idx() > *m_keptUpTo)
+            m_keptUpTo = entry.idx();
 }
 
 void LogDocumentController::openFile(const QString &path)
@@ -196,6 +245,7 @@ void LogDocumentController::setFileContents(const QList<LogEntry> &entries, cons
     m_filters->setPredicate(Filter());
     m_window->filterList()->selectRow(0);
     m_logDatasource->setLogDataFromFile(entries);
+    markKept(entries); // the file holds them
     m_window->setWindowTitle(path);
     m_table->changeScrollToBottom(true);
 }

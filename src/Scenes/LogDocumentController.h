@@ -11,6 +11,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class LogDatasource;
 class LogTableController;
@@ -39,10 +40,16 @@ public:
 
     void saveDocument();
     void saveDocumentAsText();
-    void saveFile(const QStringList &extensions);
+    // `afterSaved` runs once the file was written without error (not when the panel is cancelled).
+    void saveFile(const QStringList &extensions, std::function<void()> afterSaved = {});
     // Writes the rows now (saveFile calls it once the user has chosen).
-    void writeLogFile(const QString &path, bool visibleOnly);
+    void writeLogFile(const QString &path, bool visibleOnly, std::function<void()> afterSaved = {});
+    // File > Open. When the live log holds lines that no save or file holds, it asks first whether to
+    // save them, discard them or keep everything; a filters file never replaces the log, so it never asks.
     void openLogcatFile();
+    // Lines of the log, other than the program's own messages, newer than the last save of the whole
+    // log or the last file opened.
+    qsizetype unsavedLineCount() const;
     void openFile(const QString &path);
     void setFileContents(const QList<LogEntry> &entries, const QString &path);
     // The Cancel button of a long open or save.
@@ -55,6 +62,8 @@ signals:
 
 private:
     void loadFileInBackground(const QString &path);
+    void openAfterAsking(const QString &path);
+    void markKept(const QList<LogEntry> &entries);
     void showProgressLater(const QString &text, const bool &running);
 
     QPointer<MainWindow> m_window;
@@ -64,6 +73,7 @@ private:
     ReconnectPolicy *m_reconnect;
     std::function<void()> m_leaveDevice;
 
+    std::optional<quint64> m_keptUpTo; // idx of the newest entry a save or a file holds
     quint64 m_generation = 0; // a newer open or a cancel makes older loads' results void
     bool m_loading = false;
     bool m_saving = false;

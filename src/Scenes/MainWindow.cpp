@@ -307,6 +307,29 @@ QMessageBox *MainWindow::ask(const QString &message, const QString &informativeT
     return box;
 }
 
+QMessageBox *MainWindow::askChoice(const QString &message, const QString &informativeText,
+                                   const QStringList &buttons, std::function<void(int)> done)
+{
+    auto *box = new QMessageBox(this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowModality(Qt::WindowModal);
+    box->setWindowTitle(QApplication::applicationDisplayName());
+    box->setIcon(QMessageBox::Warning);
+    box->setText(message);
+    box->setInformativeText(informativeText);
+    QList<QAbstractButton *> added;
+    for (const QString &title : buttons)
+        added.append(box->addButton(title, QMessageBox::ActionRole));
+    if (!added.isEmpty()) {
+        box->setDefaultButton(qobject_cast<QPushButton *>(added.last()));
+        box->setEscapeButton(added.last());
+    }
+    connect(box, &QMessageBox::finished, this,
+            [box, added, done = std::move(done)](int) { done(int(added.indexOf(box->clickedButton()))); });
+    box->open();
+    return box;
+}
+
 QFileDialog *MainWindow::chooseFileToOpen(const QString &title, const QStringList &nameFilters,
                                           std::function<void(const QString &)> done)
 {

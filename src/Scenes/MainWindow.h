@@ -86,6 +86,10 @@ public:
     QMessageBox *showAlert(const QString &message, const QString &informativeText);
     QMessageBox *ask(const QString &message, const QString &informativeText, const QString &acceptText,
                      const QString &rejectText, std::function<void(bool accepted)> done);
+    // A question with several answers: `done` gets the index of the chosen button in `buttons`, or -1
+    // when the box was closed without one. The last button is the default, and Escape closes.
+    QMessageBox *askChoice(const QString &message, const QString &informativeText, const QStringList &buttons,
+                           std::function<void(int chosen)> done);
     // File panels (the toolkit's own, not the desktop's, so they behave the same everywhere).
     QFileDialog *chooseFileToOpen(const QString &title, const QStringList &nameFilters,
                                   std::function<void(const QString &path)> done);

@@ -317,9 +317,14 @@ void SavedFiltersController::importFilters()
                                });
 }
 
+bool SavedFiltersController::isFilterFile(const QString &path)
+{
+    return path.toLower().endsWith(QLatin1String("filters"));
+}
+
 bool SavedFiltersController::openIfFilterFile(const QString &path)
 {
-    if (!path.toLower().endsWith(QLatin1String("filters")))
+    if (!isFilterFile(path))
         return false;
     importFile(path);
     return true;

@@ -77,6 +77,7 @@ public:
 
     // A path ending in "filters" (any case) is imported and true returned; other files are not touched.
     bool openIfFilterFile(const QString &path);
+    static bool isFilterFile(const QString &path); // by its name: "*.filters"
 
 signals:
     void filtersChanged();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Session/ConnectionStatus.h"
 
+#include "Helpers/TextHelpers.h"
+
 namespace ConnectionStatus {
 
 QString getDeviceTitle(const QString &id, const QString &name, const QString &product)
@@ -39,12 +41,12 @@ QString statusText(bool filterActive, quint64 shownRows, quint64 totalEntries, b
     QString text;
     if (filterActive) {
         if (shownRows != 0 || totalEntries != 0) {
-            text = QStringLiteral("Viewing %1 of %2").arg(shownRows).arg(totalEntries);
+            text = QStringLiteral("Viewing %1 of %2").arg(qf::groupedCount(qint64(shownRows)), qf::groupedCount(qint64(totalEntries)));
             if (isLogging)
                 text += QLatin1Char('+');
         }
     } else if (shownRows != 0) {
-        text = QStringLiteral("Viewing: %1").arg(shownRows);
+        text = QStringLiteral("Viewing: %1").arg(qf::groupedCount(qint64(shownRows)));
     }
     if (text.isEmpty())
         text = QStringLiteral("No Data       v(%1)").arg(version);

@@ -223,3 +223,48 @@ TEST_F(LogDocumentControllerTest, ADictionaryDocumentIsRecognisedAndLoggedOnceBu
     EXPECT_EQ(log.count(QStringLiteral("dictionary format:%1, lines:3").arg(path)), 1);
     EXPECT_EQ(rowsOf(datasource.getDataAll()), rowsOf(all));
 }
+
+TEST_F(LogDocumentControllerTest, OpeningAFileOverUnsavedLiveLinesAsksFirst)
+{
+    QString text;
+    for (int i = 0; i < 3; ++i)
+        text += logcatLine(QStringLiteral("14:05:0%1.789").arg(i), 1234, 5678, "W", "Tag", "file line");
+    const QString file = writeTestFile(dir.filePath("other.log"), text.toUtf8());
+    const auto appendLive = [&](int count) {
+        for (int i = 0; i < count; ++i)
+            datasource.appendRow(LogEntry::create(datasource.getIndex(), {"01-23 14:05:01.789", "", "1", "2", "I", "Live",
+                                                                           QStringLiteral("live %1").arg(i), ""}));
+    };
+    const auto openChosen = [&](const QString &answer) {
+        documents.openLogcatFile();
+        EXPECT_TRUE(dialogs::choose(&window, file));
+        return dialogs::answer(&window, answer);
+    };
+    QSignalSpy opened(&documents, &LogDocumentController::fileOpened);
+    datasource.logMessage("Started logging"); // the program's own lines are not the user's to lose
+    appendLive(1201);
+    ASSERT_EQ(documents.unsavedLineCount(), 1201);
+
+    // Cancel keeps everything.
+    EXPECT_EQ(openChosen("Cancel"), "The log holds 1,201 lines that were not saved.\n"
+                                    "Opening other.log replaces the log. Save it first?");
+    EXPECT_EQ(datasource.logEventCount(), 1202u);
+    EXPECT_TRUE(opened.isEmpty());
+
+    // Save writes the whole log, then opens the file; the file's lines need no saving.
+    const QList<LogEntry> live = datasource.getDataAll();
+    openChosen("Save");
+    EXPECT_TRUE(dialogs::choose(&window, dir.filePath("kept.quillfern")));
+    ASSERT_TRUE(opened.wait(5000));
+    EXPECT_EQ(readAll(dir.filePath("kept.quillfern")), LogDocument::savedText(live));
+    EXPECT_EQ(documents.unsavedLineCount(), 0);
+
+    // Only lines newer than the last save or file count; Discard opens without saving.
+    appendLive(1);
+    opened.clear();
+    EXPECT_TRUE(openChosen("Discard").startsWith("The log holds 1 line that was not saved."));
+    ASSERT_TRUE(opened.wait(5000));
+    documents.openLogcatFile();
+    EXPECT_TRUE(dialogs::choose(&window, file));
+    ASSERT_TRUE(opened.wait(5000)) << "nothing unsaved: no question";
+}

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Session/ConnectionStatus.h"
 
+#include <QLocale>
+
 #include <gtest/gtest.h>
 
 using namespace ConnectionStatus;
@@ -38,4 +40,12 @@ TEST(ConnectionStatusTest, StatusLine)
     // A filter hiding everything still reports the totals.
     EXPECT_EQ(statusText(true, 0, 250, false, "1.2"), "Viewing 0 of 250");
     EXPECT_EQ(statusText(true, 3, 250, true, "1.2"), "Viewing 3 of 250+");
+    // Large counts are grouped so a million reads at a glance; the C locale reads as English.
+    const QLocale before;
+    QLocale::setDefault(QLocale::c());
+    EXPECT_EQ(statusText(false, 1234567, 1234567, true, "1.2"), "Viewing: 1,234,567");
+    EXPECT_EQ(statusText(true, 55000, 1000000, false, "1.2"), "Viewing 55,000 of 1,000,000");
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    EXPECT_EQ(statusText(false, 55000, 55000, true, "1.2"), "Viewing: 55.000");
+    QLocale::setDefault(before);
 }
