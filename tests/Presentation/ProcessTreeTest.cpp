@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Presentation/ProcessTree.h"
-#include "Log/LogDocument.h"
 #include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
-
-#include <QProcess>
 
 namespace {
 
@@ -60,19 +57,4 @@ TEST(ProcessTreeTest, NumericCompareOrdersDigitRunsByValue)
         SCOPED_TRACE(std::string(c.a) + " vs " + c.b);
         EXPECT_EQ(ProcessTree::numericCompare(QString::fromLatin1(c.a), QString::fromLatin1(c.b)), c.order);
     }
-}
-
-TEST(ProcessTreeTest, LogdumpPrintsTheTreeOfALogFile)
-{
-    const QString path = QStringLiteral(QF_TEST_DATA_DIR "/threadtime_simple_clock.log");
-    LogIndexCounter counter;
-    const QList<LogEntry> entries = LogDocument::readTextFile(path, counter).entries;
-    ASSERT_FALSE(entries.isEmpty());
-    QProcess dump;
-    dump.start(QStringLiteral(QF_TOOLS_DIR "/quillfern-logdump"), {QStringLiteral("--process-tree"), path});
-    ASSERT_TRUE(dump.waitForFinished(30000));
-    EXPECT_EQ(dump.exitCode(), 0);
-    const QString printed = QString::fromUtf8(dump.readAllStandardOutput());
-    EXPECT_EQ(printed, ProcessTree::text(entries));
-    EXPECT_TRUE(printed.contains(QStringLiteral(" (process)\n"))); // lines with processes, not the header alone
 }
