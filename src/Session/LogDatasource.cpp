@@ -7,6 +7,7 @@
 #include "Helpers/MainThread.h"
 #include "Log/LogLineParser.h"
 
+#include <QThread>
 #include <QThreadPool>
 #include <QTimer>
 
@@ -141,6 +142,12 @@ void LogDatasource::retire(std::unique_ptr<AdbSocketThread> worker)
         --m_retiring;
         m_waitDone.notify_all();
     });
+}
+
+bool LogDatasource::fromRetiredLogReader()
+{
+    std::lock_guard lock(m_readerMutex);
+    return m_logWorker && m_logWorker->thread() != QThread::currentThread() && !isMainThread();
 }
 
 void LogDatasource::stopLogReader()
@@ -302,14 +309,27 @@ void LogDatasource::onQueueCheckTimerTick()
 
 void LogDatasource::logReaderStopped()
 {
+    // A retired reader (its session replaced while it was ending) has nothing more to say.
+    if (fromRetiredLogReader()) {
+        QF_LOG(QStringLiteral("end of a replaced stream"));
+        return;
+    }
+    // A FAIL reply ends a stream twice (the reply, then the server's close): one report per session.
+    const quint64 session = m_logReaderSession.load();
+    if (m_stopReportedSession.exchange(session) == session)
+        return;
     // A reader of an older session (stopped, then a new start was asked for) does not end the new one.
-    const bool current = m_logReaderSession == m_session.load();
+    const bool current = session == m_session.load();
     if (current)
         m_isLogging = false;
     const QString device = m_store.endOfStream(current);
     m_namer.endOfStream();
     QF_LOG(QStringLiteral("deviceId:%1").arg(device));
-    logMessage(device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected %1").arg(device));
+    const QString row = device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected %1").arg(device);
+    if (m_quietRetry)
+        QF_LOG(QStringLiteral("retry ended: %1").arg(row)); // only the first retry writes its rows
+    else
+        logMessage(row);
     if (!current)
         return;
     postToMain([this] {
@@ -359,6 +379,8 @@ void LogDatasource::dropDeviceAndLookup()
 {
     m_store.clearDeviceId();
     replaceReader(&LogDatasource::m_pidWorker, nullptr);
+    // The retired lookup will not answer any more.
+    m_namer.lookupFailed(QStringLiteral("the device is gone"));
 }
 
 // ---------------------------------------------------------------------------------------------

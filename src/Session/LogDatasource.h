@@ -132,6 +132,10 @@ public:
     void appendRow(const LogEntry &entry); // to the full log only; a null entry is ignored
     quint64 getIndex();                    // next "idx"
 
+    // While the controller retries a device that is away, a stream that ends writes its "Disconnected"
+    // row to the diagnostic log only.
+    void setQuietRetry(bool quiet) { m_quietRetry = quiet; }
+
     // Trailing announcement, run by the 0.5 s timer of a live session; public so tests drive it.
     void onQueueCheckTimerTick();
 
@@ -179,6 +183,7 @@ private:
     // inside, after any callback it is running; the destructor waits for every retired reader.
     void retire(std::unique_ptr<AdbSocketThread> worker);
     void stopLogReader();
+    bool fromRetiredLogReader(); // on a reader's thread: is it not the current log reader's?
     void startLookup(std::optional<bool> addDashA); // with the "-A" argument, when one is to start
     void loadPID();
 
@@ -224,6 +229,8 @@ private:
     LogIndexCounter m_counter;
     std::atomic<quint64> m_session{0};          // bumped by every startLogger
     std::atomic<quint64> m_logReaderSession{0}; // session of the current log reader
+    std::atomic<quint64> m_stopReportedSession{0}; // the last session whose stream end was handled
+    std::atomic<bool> m_quietRetry{false};
     std::atomic<bool> m_dataChangedPending{false};
     const quint64 m_bufferCapacity;
     QDateTime m_startTime; // GUI thread
