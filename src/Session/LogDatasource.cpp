@@ -445,11 +445,18 @@ Filter LogDatasource::logDataFilter() const
 
 void LogDatasource::setLogDataFilter(const Filter &filter)
 {
-    m_filterPool->start([this, filter] { filterJob(filter); });
+    const quint64 request = ++m_filterRequests;
+    m_filterPool->start([this, filter, request] { filterJob(filter, request); });
 }
 
-void LogDatasource::filterJob(const Filter &filter)
+void LogDatasource::filterJob(const Filter &filter, quint64 request)
 {
+    // Every key in the search box asks for a whole-log pass; over a large file they used to queue up, and
+    // the view showed an older key's rows for seconds. A newer request ends this one (the newest is queued
+    // behind it and announces the view).
+    const auto superseded = [this, request] { return m_filterRequests.load() != request; };
+    if (superseded())
+        return;
     if (filter.isNull()) {
         m_filter.set(Filter());
         m_store.clearView();
@@ -462,7 +469,11 @@ void LogDatasource::filterJob(const Filter &filter)
     m_filter.set(filter);
     const LogStore::Snapshot snapshot = m_store.snapshot();
     QString error;
-    QList<LogEntry> matches = filterEntries(snapshot.entries, filter, &error);
+    QList<LogEntry> matches = filterEntries(snapshot.entries, filter, &error, superseded);
+    if (superseded()) {
+        QF_LOG(QStringLiteral("setLogDataFilter: %1 superseded").arg(filter.toString()));
+        return;
+    }
     const qsizetype count = error.isEmpty() ? m_store.commitFilter(snapshot, std::move(matches), filter, &error) : -1;
     if (!error.isEmpty()) {
         m_filter.set(Filter());

@@ -109,7 +109,7 @@ public:
     void stopLogger(); // idempotent
     void clearLog();
     // Refilters the whole log off the GUI thread; a null Filter clears it. A filter that cannot be
-    // evaluated is dropped and filterCorrupt() is emitted.
+    // evaluated is dropped and filterCorrupt() is emitted. A newer call ends a pass still running.
     void setLogDataFilter(const Filter &filter);
     Filter logDataFilter() const;
     // Stops logging, then (on the pool) makes the full log unbounded and replaces its content.
@@ -187,7 +187,7 @@ private:
     void startLookup(std::optional<bool> addDashA); // with the "-A" argument, when one is to start
     void loadPID();
 
-    void filterJob(const Filter &filter);
+    void filterJob(const Filter &filter, quint64 request);
     // The live line path (LogDatasourceLive.cpp): parse outside every lock, then one commit.
     LogEntry parseLiveLine(QByteArrayView utf8Line);
     // `text`: the line as logLineReceived had it, for the diagnostic of a bad line. `ascii`: the caller
@@ -232,6 +232,7 @@ private:
     std::atomic<quint64> m_stopReportedSession{0}; // the last session whose stream end was handled
     std::atomic<bool> m_quietRetry{false};
     std::atomic<bool> m_dataChangedPending{false};
+    std::atomic<quint64> m_filterRequests{0}; // bumped by every setLogDataFilter; a job runs while it is its own
     const quint64 m_bufferCapacity;
     QDateTime m_startTime; // GUI thread
 
