@@ -188,6 +188,7 @@ void LogDatasource::startLogger()
     m_isLogging = true;
     m_startTime = QDateTime::currentDateTime();
     m_logReaderSession = ++m_session;
+    m_sessionHasLines = false;
     loadPID();
     m_store.setCapacity(m_bufferCapacity);
     const QString device = m_store.deviceId();
@@ -326,7 +327,7 @@ void LogDatasource::logReaderStopped()
     m_namer.endOfStream();
     QF_LOG(QStringLiteral("deviceId:%1").arg(device));
     const QString row = device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected %1").arg(device);
-    if (m_quietRetry)
+    if (m_quietRetry && !m_sessionHasLines)
         QF_LOG(QStringLiteral("retry ended: %1").arg(row)); // only the first retry writes its rows
     else
         logMessage(row);

@@ -132,9 +132,11 @@ public:
     void appendRow(const LogEntry &entry); // to the full log only; a null entry is ignored
     quint64 getIndex();                    // next "idx"
 
-    // While the controller retries a device that is away, a stream that ends writes its "Disconnected"
-    // row to the diagnostic log only.
+    // While the controller retries a device that is away, a stream that ends without a line writes its
+    // "Disconnected" row to the diagnostic log only.
     void setQuietRetry(bool quiet) { m_quietRetry = quiet; }
+    // The current (or last) session has had a device line: the device is there.
+    bool sessionHasLines() const { return m_sessionHasLines.load(); }
 
     // Trailing announcement, run by the 0.5 s timer of a live session; public so tests drive it.
     void onQueueCheckTimerTick();
@@ -231,6 +233,7 @@ private:
     std::atomic<quint64> m_logReaderSession{0}; // session of the current log reader
     std::atomic<quint64> m_stopReportedSession{0}; // the last session whose stream end was handled
     std::atomic<bool> m_quietRetry{false};
+    std::atomic<bool> m_sessionHasLines{false}; // reset by startLogger, set by the reader's thread
     std::atomic<bool> m_dataChangedPending{false};
     std::atomic<quint64> m_filterRequests{0}; // bumped by every setLogDataFilter; a job runs while it is its own
     const quint64 m_bufferCapacity;
