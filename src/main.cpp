@@ -1,19 +1,33 @@
 // SPDX-License-Identifier: MIT
+#include "Analytics/AnalyticsHelper.h"
+#include "Analytics/CrashHandler.h"
+#include "Analytics/CrashReports.h"
+#include "BuildInfo.h"
 #include "Helpers/Logger.h"
+#include "Scenes/CrashReportSheet.h"
+#include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
 
 #include <QApplication>
 #include <QFileInfo>
 #include <QIcon>
 #include <QMetaObject>
+#include <QStandardPaths>
 
 int main(int argc, char **argv)
 {
+    // The names fix the data folder, which the crash handler needs before anything else runs.
+    QApplication::setOrganizationName(QStringLiteral("Quillfern"));
+    QApplication::setApplicationName(QStringLiteral("Quillfern"));
+    QApplication::setApplicationVersion(QStringLiteral(QF_VERSION));
+    CrashHandler::install(CrashReports::defaultFolder(),
+                          QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) +
+                              QStringLiteral("/logs/Quillfern.log"),
+                          QF_VERSION, QF_GIT_REVISION);
+
     // The icons live in the widget library, a static library: register its resources by hand.
     Q_INIT_RESOURCE(resources);
     QApplication app(argc, argv);
-    QApplication::setOrganizationName(QStringLiteral("Quillfern"));
-    QApplication::setApplicationName(QStringLiteral("Quillfern"));
     QApplication::setApplicationDisplayName(QStringLiteral("Quillfern"));
     QApplication::setDesktopFileName(QStringLiteral("quillfern"));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/quillfern-256.png")));
@@ -21,9 +35,14 @@ int main(int argc, char **argv)
     QApplication::setQuitOnLastWindowClosed(true);
 
     Logger::getInstance().registerLogger();
+    AnalyticsHelper analytics;
+    analytics.registerApp();
 
-    QuillfernAppDelegate controller;
+    QuillfernAppDelegate::Options options;
+    options.recordEvent = analytics.eventRecorder();
+    QuillfernAppDelegate controller(std::move(options));
     controller.applicationDidFinishLaunching();
+    CrashReportSheet::offerPendingReports(controller.window(), analytics, CrashReports::defaultFolder());
 
     // A log file named on the command line opens as if the desktop had handed it over.
     const QStringList arguments = QApplication::arguments().mid(1);

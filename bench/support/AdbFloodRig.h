@@ -60,8 +60,12 @@ inline bool waitFor(const std::function<bool()> &predicate, int timeoutMs)
     return true;
 }
 
-// Starts the server and the flooding simulator and points the client's settings at them.
-inline bool setUpRig(Rig &rig, const QString &home, quint16 firstPort, QTextStream &out)
+// Starts the server and the simulator (by default flooding its log; deviceOptions replace that) and
+// points the client's settings at them.
+inline bool setUpRig(Rig &rig, const QString &home, quint16 firstPort, QTextStream &out,
+                     const QStringList &deviceOptions = {QStringLiteral("--rate"), QStringLiteral("0"),
+                                                         QStringLiteral("--buffer"), QStringLiteral("0"),
+                                                         QStringLiteral("--seed"), QStringLiteral("11")})
 {
     rig.adb = QStandardPaths::findExecutable(QStringLiteral("adb"));
     if (rig.adb.isEmpty()) {
@@ -93,9 +97,8 @@ inline bool setUpRig(Rig &rig, const QString &home, quint16 firstPort, QTextStre
     rig.device->setProcessEnvironment(rig.env);
     rig.device->setStandardErrorFile(home + QStringLiteral("/devsim.log"));
     rig.device->start(QStringLiteral(QF_TOOLS_DIR "/quillfern-devsim"),
-                      {QStringLiteral("--rate"), QStringLiteral("0"), QStringLiteral("--buffer"), QStringLiteral("0"),
-                       QStringLiteral("--seed"), QStringLiteral("11"), QStringLiteral("--adb-port"),
-                       QString::number(rig.port), QStringLiteral("--adb"), rig.adb, QStringLiteral("--connect")});
+                      deviceOptions + QStringList{QStringLiteral("--adb-port"), QString::number(rig.port),
+                                                  QStringLiteral("--adb"), rig.adb, QStringLiteral("--connect")});
     QByteArray line;
     if (!waitFor(
             [&] {

@@ -15,9 +15,9 @@ struct Default {
 };
 
 // The one table of keys and defaults.
-const std::array<Default, 19> &table()
+const std::array<Default, 22> &table()
 {
-    static const std::array<Default, 19> defaults{{
+    static const std::array<Default, 22> defaults{{
         {SettingsKey::logVerboseBold, false},
         {SettingsKey::logDebugBold, false},
         {SettingsKey::logInfoBold, false},
@@ -37,6 +37,9 @@ const std::array<Default, 19> &table()
         {SettingsKey::adbLogTags, QVariant()},      // none: absent reads ""
         {SettingsKey::maxBufferSize, QVariant()},   // none: the buffer keeps 55000
         {SettingsKey::predicates, QVariant()},      // created by the saved-filter code
+        {SettingsKey::analyticsServer, QString()},  // off until the user names a server
+        {SettingsKey::openUDID, QVariant()},        // made on first use by the analytics client
+        {SettingsKey::openUDIDCreatedTS, QVariant()},
     }};
     return defaults;
 }
@@ -162,6 +165,11 @@ std::optional<int> Settings::bufferCapacityOverride()
     if (!ok || size < 1)
         return std::nullopt;
     return int(qMin<qlonglong>(size, std::numeric_limits<int>::max()));
+}
+
+QString Settings::analyticsServer()
+{
+    return value(SettingsKey::analyticsServer).toString().trimmed();
 }
 
 SettingsNotifier &SettingsNotifier::instance()

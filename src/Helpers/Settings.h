@@ -33,6 +33,11 @@ inline constexpr QStringView maxBufferSize = u"QUILLFERN_MAX_BUFFER_SIZE";
 // Saved filters: a map name -> printed filter text. Its default set is created by the saved-filter code
 // when the key is absent, so no default is registered here.
 inline constexpr QStringView predicates = u"predicates";
+// Usage statistics: the analytics server's base address; empty (the default) means nothing is sent.
+inline constexpr QStringView analyticsServer = u"analyticsServer";
+// The anonymous device id of the usage statistics (40 hexadecimal digits) and when it was made.
+inline constexpr QStringView openUDID = u"OpenUDID";
+inline constexpr QStringView openUDIDCreatedTS = u"OpenUDID_createdTS";
 } // namespace SettingsKey
 
 // The per-user settings store (QSettings, organisation and application "Quillfern"), with the registered
@@ -75,6 +80,7 @@ public:
     static bool clearLogOnStart();         // false when absent
     static double defaultFontSize();       // 0 when absent or unreadable; the caller turns 0 into 11
     static std::optional<int> bufferCapacityOverride(); // QUILLFERN_MAX_BUFFER_SIZE when 1 or more
+    static QString analyticsServer();      // trimmed; empty: usage statistics are off
 };
 
 // One change signal for the whole store. Lives on the thread that first asked for it (moved to the

@@ -151,6 +151,31 @@ int LogTableModel::rowAfterPrune(int rowsNow, int rowsBefore, int firstVisibleBe
     return rowsNow - rowsBefore + firstVisibleBefore;
 }
 
+QString LogTableModel::copyText(const QList<LogEntry> &entries, std::optional<LogEntry::Field> key)
+{
+    if (entries.isEmpty())
+        return {};
+    QString out;
+    QString line;
+    for (const LogEntry &entry : entries) {
+        line.clear();
+        if (key) {
+            entry.appendValue(*key, line);
+        } else {
+            for (int field = LogEntry::Time; field <= LogEntry::Note; ++field) {
+                if (field != LogEntry::Time)
+                    line += u'\t';
+                entry.appendValue(LogEntry::Field(field), line);
+            }
+        }
+        line.replace(u'\n', u' ');
+        line.replace(u'\r', u' ');
+        out += line;
+        out += u'\n';
+    }
+    return out;
+}
+
 QString LogTableModel::columnTitle(LogEntry::Field field)
 {
     switch (field) {

@@ -56,6 +56,9 @@ public:
     void setAppearance(const LogAppearance &appearance);
     const LogAppearance &appearance() const { return m_appearance; }
 
+    // Repaints every row: their "app" or "note" was written through the shared entries.
+    void repaintAll();
+
     // The text to highlight in every cell; empty for none.
     void setSearchText(const QString &text);
     const QString &searchText() const { return m_searchText; }
@@ -66,6 +69,11 @@ public:
     static bool followAfterScroll(int lastVisibleRow, int rowCount);
     // The row to bring back into view after `rowsBefore - rowsNow` rows vanished above `firstVisibleBefore`.
     static int rowAfterPrune(int rowsNow, int rowsBefore, int firstVisibleBefore);
+
+    // What Copy puts on the clipboard: one line per entry, the value of `key`, or without a key the eight
+    // values from "time" to "note" joined by tabs ("idx" is never copied); line feeds and carriage returns
+    // inside become blanks and every line ends with a line feed. Null for no entries.
+    static QString copyText(const QList<LogEntry> &entries, std::optional<LogEntry::Field> key);
 
     // Default header titles and widths (in characters of the table font) of each key's column.
     static QString columnTitle(LogEntry::Field field);
@@ -82,7 +90,6 @@ signals:
     void appearanceChanged();
 
 private:
-    void repaintAll();
     // Drops the rows on a pool thread: the last references free their records there.
     static void releaseElsewhere(QVector<LogEntry> rows);
     // How many leading rows of the current snapshot were dropped in `next`, if `next` continues it.

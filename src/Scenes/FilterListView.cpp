@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Scenes/FilterListView.h"
 
+#include "Scenes/SelectableTableView.h"
+
 #include <QHBoxLayout>
+#include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QMouseEvent>
 #include <QStandardItemModel>
@@ -12,11 +15,11 @@
 namespace {
 
 // Announces a user selection before it happens, so "All Messages" can clear the others first.
-class FilterList final : public QListView
+class FilterList final : public SelectableTableView
 {
 public:
     explicit FilterList(FilterListView *owner)
-        : QListView(owner)
+        : SelectableTableView(owner)
         , m_owner(owner)
     {
     }
@@ -26,7 +29,7 @@ protected:
     {
         if (index.isValid() && event && (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::KeyPress))
             emit m_owner->rowAboutToBeSelected(index.row());
-        return QListView::selectionCommand(index, event);
+        return SelectableTableView::selectionCommand(index, event);
     }
 
 private:
@@ -41,12 +44,12 @@ FilterListView::FilterListView(QWidget *parent)
     , m_model(new QStandardItemModel(this))
 {
     m_list->setModel(m_model);
-    m_list->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    m_list->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    m_list->setUniformItemSizes(true);
     m_list->setObjectName(QStringLiteral("filterList"));
+    m_list->horizontalHeader()->hide();
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_list->setRowHeight(m_list->fontMetrics().height() + 6);
     connect(m_list->selectionModel(), &QItemSelectionModel::selectionChanged, this, &FilterListView::onSelectionChanged);
-    connect(m_list, &QListView::doubleClicked, this, [this](const QModelIndex &index) { emit rowDoubleClicked(index.row()); });
+    connect(m_list, &QTableView::doubleClicked, this, [this](const QModelIndex &index) { emit rowDoubleClicked(index.row()); });
 
     auto *segments = new QHBoxLayout;
     segments->setContentsMargins(0, 0, 0, 0);
@@ -114,7 +117,7 @@ void FilterListView::selectRow(int row)
     if (row < 0 || row >= m_model->rowCount())
         return;
     const QModelIndex index = m_model->index(row, 0);
-    m_list->selectionModel()->select(index, QItemSelectionModel::ClearAndSelect);
+    m_list->selectionModel()->select(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     m_list->selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
     m_list->scrollTo(index);
 }
@@ -136,7 +139,7 @@ void FilterListView::clickRow(int row, Qt::KeyboardModifiers modifiers)
         return;
     emit rowAboutToBeSelected(row);
     const auto command = (modifiers & Qt::ControlModifier) ? QItemSelectionModel::Toggle : QItemSelectionModel::ClearAndSelect;
-    m_list->selectionModel()->select(index, command);
+    m_list->selectionModel()->select(index, command | QItemSelectionModel::Rows);
     m_list->selectionModel()->setCurrentIndex(index, QItemSelectionModel::NoUpdate);
 }
 

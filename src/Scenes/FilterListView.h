@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QListView>
 #include <QStringList>
 #include <QWidget>
 
 class QStandardItemModel;
+class SelectableTableView;
 class QToolButton;
 
 // The list of saved filters beside the log: row 0 "All Messages", then the saved filter names in the
-// order given, and under it the three-part control (add, remove, shared filters page).
-// Holds no decisions: it reports clicks and selection changes to the controller.
+// order given, and under it the three-part control (add, remove, shared filters page). The list is a
+// one-column SelectableTableView, so its right-clicked row, menu, keys and double clicks go to the same
+// menu delegate as the log table's. Holds no decisions: it reports clicks and selection changes.
 class FilterListView : public QWidget
 {
     Q_OBJECT
@@ -29,7 +30,7 @@ public:
     void selectRow(int row);         // the row alone
     void clearSelection();
 
-    QListView *listView() const { return m_list; }
+    SelectableTableView *table() const { return m_list; }
     QToolButton *segmentButton(Segment segment) const;
 
     // Clicking a row as the user does (for keyboard and tests alike).
@@ -40,12 +41,13 @@ signals:
     void rowAboutToBeSelected(int row);
     void selectionChanged(const QList<int> &rows);
     void segmentClicked(int segment);
+    // Only without a menu delegate on the table; with one, the delegate gets the double click.
     void rowDoubleClicked(int row);
 
 private:
     void onSelectionChanged();
 
-    QListView *m_list = nullptr;
+    SelectableTableView *m_list = nullptr;
     QStandardItemModel *m_model = nullptr;
     QToolButton *m_segments[3] = {};
     bool m_quiet = false;

@@ -35,7 +35,10 @@ void LogCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &optio
     QStyle *style = widget ? widget->style() : QApplication::style();
 
     // Background, selection and focus as usual, then the text by hand around the mark.
-    const QString text = opt.text;
+    // Tabs drawn as blanks: a tab's width in drawText is not what horizontalAdvance measures, which put
+    // the mark beside its text in stack trace lines (they start with one). One for one, so offsets hold.
+    QString text = opt.text;
+    text.replace(u'\t', u' ');
     opt.text.clear();
     style->drawControl(QStyle::CE_ItemViewItem, &opt, painter, widget);
 

@@ -3,13 +3,24 @@
 
 #include "Helpers/Logger.h"
 #include "Helpers/Settings.h"
+#include "Helpers/LinkFinder.h"
+#include "Presentation/ProcessTree.h"
+#include "Scenes/AppRenamingSheet.h"
+#include "Scenes/FilterListView.h"
 #include "Scenes/LogCellDelegate.h"
+#include "Scenes/LogTableMenus.h"
+#include "Scenes/MessageNoteSheet.h"
+#include "Scenes/SavedFiltersController.h"
 #include "Scenes/SelectableTableView.h"
 
 #include <QApplication>
+#include <QClipboard>
+#include <QDesktopServices>
 #include <QFontMetrics>
 #include <QHeaderView>
 #include <QItemSelectionModel>
+#include <QKeyEvent>
+#include <QLineEdit>
 #include <QMenu>
 #include <QScrollBar>
 
@@ -19,6 +30,7 @@ LogTableController::LogTableController(SelectableTableView *table, QObject *pare
     : QObject(parent)
     , m_table(table)
     , m_model(new LogTableModel(this))
+    , m_search(table, m_model)
 {
     table->setModel(m_model);
     table->setItemDelegate(new LogCellDelegate(table));
@@ -37,6 +49,8 @@ LogTableController::~LogTableController()
     // The view may outlive this controller; it must not keep painting through a dead model.
     if (m_table && m_table->menuDelegate() == this)
         m_table->setMenuDelegate(nullptr);
+    if (m_with.filterList && m_with.filterList->table()->menuDelegate() == this)
+        m_with.filterList->table()->setMenuDelegate(nullptr);
     if (m_table && m_table->model() == m_model) {
         m_table->saveColumnLayout(); // a pending save would find no columns once the model is gone
         m_table->setModel(nullptr);
@@ -255,16 +269,331 @@ void LogTableController::centreRow(int row)
     m_table->verticalScrollBar()->setValue(qMax(0, centred));
 }
 
-std::unique_ptr<QMenu> LogTableController::menuForTableView(SelectableTableView *, int, int)
+void LogTableController::setCollaborators(Collaborators collaborators)
 {
-    return nullptr;
+    if (m_with.filterList && m_with.filterList->table()->menuDelegate() == this)
+        m_with.filterList->table()->setMenuDelegate(nullptr);
+    m_with = std::move(collaborators);
+    m_search.setSearchField(m_with.searchField);
+    m_search.setBeep(m_with.beep);
+    if (m_with.filterList)
+        m_with.filterList->table()->setMenuDelegate(this);
 }
 
-bool LogTableController::onKeyEventForTableView(SelectableTableView *, QKeyEvent *)
+void LogTableController::beep()
 {
+    if (m_with.beep)
+        m_with.beep();
+    else
+        QApplication::beep();
+}
+
+void LogTableController::openUrl(const QUrl &url)
+{
+    QF_LOG(QStringLiteral("open url: %1").arg(url.toString()));
+    if (m_with.openUrl)
+        m_with.openUrl(url);
+    else
+        QDesktopServices::openUrl(url);
+}
+
+// --- Search: LogTableSearch does it ---
+
+void LogTableController::doSearch(const QString &text, int direction)
+{
+    m_search.doSearch(text, direction);
+}
+
+void LogTableController::search(const QString &text)
+{
+    m_search.doSearch(QString(text), 0);
+}
+
+void LogTableController::find()
+{
+    m_search.find();
+}
+
+void LogTableController::findNext()
+{
+    m_search.findNext();
+}
+
+void LogTableController::findPrevious()
+{
+    m_search.findPrevious();
+}
+
+bool LogTableController::onKeyEventForTableView(SelectableTableView *table, QKeyEvent *event)
+{
+    const Qt::KeyboardModifiers held = event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    if (!held)
+        return m_search.handleTypedKey(event);
+    if (held != Qt::ControlModifier)
+        return false;
+    const bool shift = event->modifiers() & Qt::ShiftModifier;
+    if (event->key() == Qt::Key_Backspace) {
+        if (table == m_table) {
+            if (m_with.clearLog)
+                m_with.clearLog();
+        } else if (m_with.filters) {
+            m_with.filters->removeFilter();
+        }
+        return true;
+    }
+    if (shift && event->key() == Qt::Key_C) {
+        copyMessageOnly();
+        return true;
+    }
+    if (shift && event->key() == Qt::Key_V) {
+        onViewText();
+        return true;
+    }
     return false;
 }
 
-void LogTableController::onDoubleClick(SelectableTableView *)
+// --- Copy ---
+
+QList<int> LogTableController::selectedRowNumbers() const
 {
+    QList<int> rows;
+    for (const QModelIndex &index : m_table->selectionModel()->selectedRows())
+        rows.append(index.row());
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+QList<LogEntry> LogTableController::selectedEntries() const
+{
+    QList<LogEntry> entries;
+    for (const int row : selectedRowNumbers())
+        entries.append(m_model->entryAt(ViewRow{row}));
+    return entries;
+}
+
+QString LogTableController::stringForSelectedRow(std::optional<LogEntry::Field> key) const
+{
+    return LogTableModel::copyText(selectedEntries(), key);
+}
+
+void LogTableController::copySelectedRow(std::optional<LogEntry::Field> key)
+{
+    const QString text = stringForSelectedRow(key);
+    if (!text.isNull())
+        QGuiApplication::clipboard()->setText(text);
+}
+
+void LogTableController::copy()
+{
+    copySelectedRow(std::nullopt);
+}
+
+void LogTableController::copyMessageOnly()
+{
+    copySelectedRow(LogEntry::Text);
+}
+
+// --- The right-clicked cell ---
+
+LogEntry LogTableController::rightClickedEntry() const
+{
+    const int row = m_table->rightClickedRow();
+    return row >= 0 && row < m_model->rowCount() ? m_model->entryAt(ViewRow{row}) : LogEntry();
+}
+
+std::optional<LogEntry::Field> LogTableController::rightClickedField() const
+{
+    // The model's columns are the entry keys in key order, whatever order the header shows them in.
+    const int column = m_table->rightClickedColumn();
+    if (column < 0 || column >= LogEntry::FieldCount)
+        return std::nullopt;
+    return LogEntry::Field(column);
+}
+
+QString LogTableController::columnTitle(std::optional<LogEntry::Field> field) const
+{
+    return field ? m_model->headerData(*field, Qt::Horizontal).toString() : QString();
+}
+
+QString LogTableController::rightClickedCellValue() const
+{
+    const std::optional<LogEntry::Field> field = rightClickedField();
+    return field ? rightClickedEntry().value(*field) : QString();
+}
+
+QList<QUrl> LogTableController::linksForRightClickedCell() const
+{
+    return LinkFinder::links(rightClickedCellValue());
+}
+
+void LogTableController::openRightClickedLink()
+{
+    const QList<QUrl> links = linksForRightClickedCell();
+    if (links.isEmpty())
+        beep();
+    else
+        openUrl(links.front());
+}
+
+void LogTableController::onSearchGoogle()
+{
+    const QByteArray query = QUrl::toPercentEncoding(rightClickedCellValue());
+    openUrl(QUrl::fromEncoded("https://www.google.com/search?q=" + query, QUrl::StrictMode));
+}
+
+void LogTableController::onViewText()
+{
+    QString text = stringForSelectedRow(LogEntry::Text);
+    if (text.isNull())
+        text = rightClickedCellValue();
+    if (!text.isEmpty())
+        emit viewTextRequested(text);
+}
+
+void LogTableController::dumpProcessTree()
+{
+    emit viewTextRequested(ProcessTree::text(m_model->rows()));
+}
+
+// --- Notes and app names ---
+
+void LogTableController::addNote()
+{
+    if (!m_noteSheet) {
+        m_noteSheet = new MessageNoteSheet(m_with.sheetParent ? m_with.sheetParent : m_table->window());
+        connect(m_noteSheet, &MessageNoteSheet::addMessageNote, this, &LogTableController::onAddMessageNote);
+    }
+    m_noteSheet->setMultiSelect(false);
+    m_noteSheet->messageNote()->clear();
+    m_noteSheet->open();
+}
+
+void LogTableController::onAddMultiNotes()
+{
+    addNote();
+    m_noteSheet->setMultiSelect(true);
+}
+
+void LogTableController::onAddMessageNote()
+{
+    const QString note = m_noteSheet->messageNote()->text();
+    const QList<LogEntry> entries = m_noteSheet->isMultiSelect() ? selectedEntries() : QList<LogEntry>{rightClickedEntry()};
+    for (const LogEntry &entry : entries) {
+        if (!entry.isNull())
+            entry.setNote(note);
+    }
+    m_model->repaintAll();
+    m_noteSheet->done(1);
+}
+
+void LogTableController::userDefinedAppName()
+{
+    const LogEntry entry = rightClickedEntry();
+    if (entry.isNull())
+        return;
+    if (!m_renameSheet) {
+        m_renameSheet = new AppRenamingSheet(m_with.sheetParent ? m_with.sheetParent : m_table->window());
+        connect(m_renameSheet, &AppRenamingSheet::appRenameSave, this, &LogTableController::onAppRenameSave);
+    }
+    m_renameSheet->setPidToRename(entry.value(LogEntry::Pid));
+    m_renameSheet->appName()->setText(entry.value(LogEntry::App));
+    m_renameSheet->open();
+}
+
+void LogTableController::onAppRenameSave()
+{
+    const std::optional<QString> pid = m_renameSheet->pidToRename();
+    if (!pid) {
+        m_renameSheet->done(0);
+        return; // no process to name: an empty pid must not name every line without one
+    }
+    if (m_with.setAppName)
+        m_with.setAppName(m_renameSheet->appName()->text(), *pid);
+    m_model->repaintAll();
+    m_renameSheet->done(1);
+}
+
+// --- Filter commands ---
+
+void LogTableController::applyQuickFilter()
+{
+    const std::optional<LogEntry::Field> field = rightClickedField();
+    if (m_with.filters && field)
+        m_with.filters->applyQuickFilter(columnTitle(field), LogEntry::keysArray().at(*field), rightClickedCellValue());
+}
+
+void LogTableController::filterBySelected()
+{
+    const std::optional<LogEntry::Field> field = rightClickedField();
+    if (m_with.filters && field)
+        m_with.filters->filterBySelected(columnTitle(field), LogEntry::keysArray().at(*field), rightClickedCellValue());
+}
+
+void LogTableController::updateFilterWithSelected(bool include)
+{
+    const std::optional<LogEntry::Field> field = rightClickedField();
+    if (m_with.filters && field)
+        m_with.filters->updateFilterWithSelected(LogEntry::keysArray().at(*field), rightClickedCellValue(), include);
+}
+
+void LogTableController::editFilter()
+{
+    if (m_with.filters)
+        m_with.filters->editFilter();
+}
+
+void LogTableController::newFilterFromSelected()
+{
+    if (m_with.filters && m_with.filterList)
+        m_with.filters->newFilterFromSelected(m_with.filterList->table()->rightClickedColumn(),
+                                              m_with.filterList->table()->rightClickedRow());
+}
+
+void LogTableController::exportSelectedFilters()
+{
+    if (m_with.filters)
+        m_with.filters->exportSelectedFilters();
+}
+
+// --- SelectableTableViewDelegate ---
+
+std::unique_ptr<QMenu> LogTableController::menuForTableView(SelectableTableView *table, int column, int row)
+{
+    if (table != m_table)
+        return LogTableMenus::filterListMenu(this);
+
+    LogTableMenus::CellContext cell;
+    const QList<LogEntry> selected = selectedEntries();
+    cell.selectedRows = int(selected.size());
+    const std::optional<LogEntry::Field> field =
+        column >= 0 && column < LogEntry::FieldCount ? std::optional(LogEntry::Field(column)) : std::nullopt;
+    if (field) {
+        // The leftmost column shown, whatever the header's order and hidden columns.
+        const QHeaderView *header = m_table->horizontalHeader();
+        int shownBefore = 0;
+        for (int visual = 0; visual < header->visualIndex(column); ++visual)
+            shownBefore += header->isSectionHidden(header->logicalIndex(visual)) ? 0 : 1;
+        cell.firstColumn = shownBefore == 0;
+        cell.columnTitle = columnTitle(field);
+        cell.key = LogEntry::keysArray().at(*field);
+        if (selected.size() == 1)
+            cell.value = selected.front().value(*field).trimmed();
+        const LogEntry clicked = row >= 0 && row < m_model->rowCount() ? m_model->entryAt(ViewRow{row}) : LogEntry();
+        const QString clickedValue = clicked.value(*field);
+        cell.cellIsEmpty = clickedValue.isEmpty();
+        cell.cellHasLink = *field == LogEntry::Text && !LinkFinder::links(clickedValue).isEmpty();
+    }
+    if (m_with.filters) {
+        cell.filterListRow = m_with.filters->selectedRow();
+        cell.filterName = m_with.filters->savedFilters().nameForRow(cell.filterListRow);
+    }
+    return LogTableMenus::logTableMenu(this, cell);
+}
+
+void LogTableController::onDoubleClick(SelectableTableView *table)
+{
+    if (table == m_table)
+        onViewText();
+    else
+        editFilter();
 }

@@ -111,8 +111,8 @@ void MainWindow::createActions()
     a.autoFollow->setToolTip(tr("Keep the newest line in view"));
     a.remoteScreen = make(tr("Screen"));
     a.remoteScreen->setIcon(QIcon(QStringLiteral(":/icons/remote.png")));
-    a.remoteScreen->setToolTip(tr("Remote screen (not available yet)"));
-    a.remoteScreen->setEnabled(false);
+    a.remoteScreen->setToolTip(tr("Show or hide the device's screen"));
+    a.remoteScreenMenu = make(tr("Remote Screen"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
     a.preferences = make(tr("Preferences"), QKeySequence(Qt::CTRL | Qt::Key_Comma));
     a.preferences->setIcon(QIcon(QStringLiteral(":/icons/preferences.png")));
     a.preferences->setMenuRole(QAction::PreferencesRole);
@@ -130,7 +130,16 @@ void MainWindow::createActions()
     a.biggerFont = make(tr("Bigger"));
     a.biggerFont->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
     a.smallerFont = make(tr("Smaller"), QKeySequence(Qt::CTRL | Qt::Key_Minus));
+    a.copy = make(tr("Copy"), QKeySequence::Copy);
+    a.copyMessage = make(tr("Copy Message"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
+    a.viewMessage = make(tr("View Message"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V));
     a.find = make(tr("Find"), QKeySequence::Find);
+    a.findNext = make(tr("Find Next"));
+    a.findNext->setShortcuts({QKeySequence(Qt::Key_F3), QKeySequence(Qt::CTRL | Qt::Key_G)});
+    a.findPrevious = make(tr("Find Previous"));
+    a.findPrevious->setShortcuts({QKeySequence(Qt::SHIFT | Qt::Key_F3), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_G)});
+    a.typingTerminal = make(tr("Typing Terminal"));
+    a.typingTerminal->setToolTip(tr("Type into the device from a terminal window"));
     a.logTagHelp = make(tr("Log Tag Help"));
     a.sharedFilters = make(tr("Shared Filters"));
     a.feedback = make(tr("Send Feedback"));
@@ -159,7 +168,14 @@ void MainWindow::createMenus()
     file->addAction(a.quit);
 
     QMenu *edit = menuBar()->addMenu(tr("&Edit"));
+    edit->addAction(a.copy);
+    edit->addAction(a.copyMessage);
+    edit->addAction(a.viewMessage);
+    edit->addSeparator();
     edit->addAction(a.find);
+    edit->addAction(a.findNext);
+    edit->addAction(a.findPrevious);
+    edit->addSeparator();
     edit->addAction(a.clearLog);
     edit->addSeparator();
     edit->addAction(a.preferences);
@@ -179,7 +195,8 @@ void MainWindow::createMenus()
 
     QMenu *device = menuBar()->addMenu(tr("&Device"));
     device->addAction(a.connect);
-    device->addAction(a.remoteScreen);
+    device->addAction(a.remoteScreenMenu);
+    device->addAction(a.typingTerminal);
 
     QMenu *help = menuBar()->addMenu(tr("&Help"));
     help->addAction(a.logTagHelp);

@@ -33,6 +33,7 @@ public:
         QAction *connect = nullptr; // Run/Stop
         QAction *autoFollow = nullptr;
         QAction *remoteScreen = nullptr;
+        QAction *remoteScreenMenu = nullptr; // the Device menu's item for the same command
         QAction *preferences = nullptr;
         QAction *newWindow = nullptr;
         QAction *open = nullptr;
@@ -47,7 +48,13 @@ public:
         QAction *removeFilter = nullptr;
         QAction *biggerFont = nullptr;
         QAction *smallerFont = nullptr;
+        QAction *copy = nullptr;
+        QAction *copyMessage = nullptr;
+        QAction *viewMessage = nullptr;
         QAction *find = nullptr;
+        QAction *findNext = nullptr;
+        QAction *findPrevious = nullptr;
+        QAction *typingTerminal = nullptr;
         QAction *logTagHelp = nullptr;
         QAction *sharedFilters = nullptr;
         QAction *feedback = nullptr;

@@ -159,6 +159,20 @@ QWidget *QuillfernPreferences::createGeneralView()
     form->addRow(tr("ADB tool:"), m_browseButton);
     form->addRow(QString(), m_clearLogOnConnect);
     form->addRow(QString(), hint);
+
+    // Written when the edit is done, not per keystroke: each new address starts a session there.
+    m_analyticsServer = new QLineEdit(view);
+    m_analyticsServer->setObjectName(QStringLiteral("analyticsServer"));
+    m_analyticsServer->setPlaceholderText(tr("https://stats.example.org"));
+    m_analyticsServer->setMinimumWidth(220);
+    connect(m_analyticsServer, &QLineEdit::editingFinished, this, [this] {
+        if (m_analyticsServer->text().trimmed() != Settings::analyticsServer())
+            Settings::setValue(SettingsKey::analyticsServer, m_analyticsServer->text().trimmed());
+    });
+    auto *statsHint = new QLabel(tr("Empty: no usage statistics or crash reports are sent."), view);
+    statsHint->setEnabled(false);
+    form->addRow(tr("Usage statistics server:"), m_analyticsServer);
+    form->addRow(QString(), statsHint);
     return view;
 }
 
@@ -256,6 +270,7 @@ void QuillfernPreferences::loadSettings()
     m_adbServer->setText(Settings::adbServer());
     m_adbPort->setText(Settings::adbPort());
     m_clearLogOnConnect->setChecked(Settings::clearLogOnStart());
+    m_analyticsServer->setText(Settings::analyticsServer());
     for (int i = 0; i < LogAppearance::LevelCount; ++i) {
         const auto level = LogAppearance::Level(i);
         m_boldBoxes[i]->setChecked(Settings::value(LogAppearance::boldKey(level)).toBool());

@@ -12,7 +12,8 @@ class QLabel;
 class QLineEdit;
 class QPushButton;
 
-// The preferences window: "General" (ADB server, port, clearing the device log on connect) and
+// The preferences window: "General" (ADB server, port, clearing the device log on connect, the usage
+// statistics server) and
 // "Appearance" (colour and bold flag of each log level). Every edit is written to the settings store
 // at once; colour and bold edits also emit fontsChanged() so the log table reads them again.
 class QuillfernPreferences : public ZWPrefsWindowController
@@ -31,6 +32,7 @@ public:
     QLineEdit *adbServer() const { return m_adbServer; }
     QLineEdit *adbPort() const { return m_adbPort; }
     QCheckBox *clearLogOnConnect() const { return m_clearLogOnConnect; }
+    QLineEdit *analyticsServer() const { return m_analyticsServer; }
     QPushButton *browseButton() const { return m_browseButton; }
     QPushButton *colorWell(LogAppearance::Level level) const { return m_colorWells[level]; }
     QCheckBox *boldCheckBox(LogAppearance::Level level) const { return m_boldBoxes[level]; }
@@ -66,6 +68,7 @@ private:
     QLineEdit *m_adbServer = nullptr;
     QLineEdit *m_adbPort = nullptr;
     QCheckBox *m_clearLogOnConnect = nullptr;
+    QLineEdit *m_analyticsServer = nullptr;
     QPushButton *m_browseButton = nullptr;
     std::array<QPushButton *, LogAppearance::LevelCount> m_colorWells{};
     std::array<QCheckBox *, LogAppearance::LevelCount> m_boldBoxes{};

@@ -12,7 +12,9 @@
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/PreferencesWindow.h"
+#include "Scenes/RemoteScreenMonitorSheet.h"
 #include "Scenes/SavedFiltersController.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "Session/ConnectionStatus.h"
 #include "Session/ReconnectPolicy.h"
 
@@ -20,8 +22,11 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDesktopServices>
+#include <QFileInfo>
+#include <QGuiApplication>
 #include <QLineEdit>
 #include <QProcess>
+#include <QScreen>
 #include <QUrlQuery>
 
 namespace {
@@ -118,6 +123,15 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
     m_table = std::make_unique<LogTableController>(m_window->logTable());
     m_filters = std::make_unique<SavedFiltersController>(m_window.get(), m_logDatasource.get(), m_table.get());
     m_filters->setStopLogging([this] { stopLogging(); });
+    LogTableController::Collaborators with;
+    with.searchField = m_window->searchField();
+    with.filterList = m_window->filterList();
+    with.filters = m_filters.get();
+    with.sheetParent = m_window.get();
+    with.clearLog = [this] { clearLog(); };
+    with.setAppName = [this](const QString &name, const QString &pid) { m_logDatasource->setAppName(name, pid); };
+    with.openUrl = [this](const QUrl &url) { openUrl(url); };
+    m_table->setCollaborators(std::move(with));
     m_documents = std::make_unique<LogDocumentController>(m_window.get(), m_logDatasource.get(), m_table.get(),
                                                           m_filters.get(), m_reconnect.get());
     m_documents->setLeaveDevice([this] {
@@ -170,11 +184,14 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.autoFollow, &QAction::triggered, this, [this] { m_table->toggleAutoFollow(); });
     connect(m_table.get(), &LogTableController::scrollToBottomChanged, m_window.get(), &MainWindow::setAutoFollowChecked);
     connect(a.preferences, &QAction::triggered, this, &QuillfernAppDelegate::preferences);
+    connect(a.remoteScreen, &QAction::triggered, this, &QuillfernAppDelegate::remoteScreenMonitor);
+    connect(a.remoteScreenMenu, &QAction::triggered, this, &QuillfernAppDelegate::remoteScreenMonitor);
     connect(a.newWindow, &QAction::triggered, this, &QuillfernAppDelegate::newWindow);
     connect(a.open, &QAction::triggered, this, &QuillfernAppDelegate::openLogcatFile);
     connect(a.save, &QAction::triggered, this, &QuillfernAppDelegate::saveDocument);
     connect(a.saveAsText, &QAction::triggered, this, &QuillfernAppDelegate::saveDocumentAsText);
     connect(a.clearLog, &QAction::triggered, this, &QuillfernAppDelegate::clearLog);
+    connect(a.copy, &QAction::triggered, this, &QuillfernAppDelegate::copy);
     connect(a.biggerFont, &QAction::triggered, m_table.get(), &LogTableController::biggerFont);
     connect(a.smallerFont, &QAction::triggered, m_table.get(), &LogTableController::smallerFont);
     connect(a.logTagHelp, &QAction::triggered, this, &QuillfernAppDelegate::onLogTagHelp);
@@ -183,6 +200,18 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.about, &QAction::triggered, this, &QuillfernAppDelegate::orderFrontStandardAboutPanel);
     connect(m_window->filterList(), &FilterListView::segmentClicked, this, &QuillfernAppDelegate::filterToolbarClicked);
     connect(m_window->searchField(), &QLineEdit::textChanged, m_table.get(), &LogTableController::setSearchText);
+    connect(m_window->searchField(), &QLineEdit::textEdited, m_table.get(), &LogTableController::search);
+    connect(m_window->searchField(), &QLineEdit::returnPressed, m_table.get(), &LogTableController::findNext);
+    connect(a.copyMessage, &QAction::triggered, m_table.get(), &LogTableController::copyMessageOnly);
+    connect(a.viewMessage, &QAction::triggered, m_table.get(), &LogTableController::onViewText);
+    connect(a.findNext, &QAction::triggered, m_table.get(), &LogTableController::findNext);
+    connect(a.findPrevious, &QAction::triggered, m_table.get(), &LogTableController::findPrevious);
+    connect(a.typingTerminal, &QAction::triggered, this, &QuillfernAppDelegate::openTypingTerminal);
+    connect(m_table.get(), &LogTableController::viewTextRequested, this, &QuillfernAppDelegate::showTextViewer);
+    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state != Qt::ApplicationActive)
+            applicationWillResignActive();
+    });
     connect(m_window.get(), &MainWindow::closing, this, &QuillfernAppDelegate::applicationWillTerminate);
 }
 
@@ -216,6 +245,11 @@ void QuillfernAppDelegate::orderFrontStandardAboutPanel()
     m_about->raise();
 }
 
+void QuillfernAppDelegate::applicationWillResignActive()
+{
+    m_table->setLiveSearching(false);
+}
+
 // --- Main-window commands ---
 
 void QuillfernAppDelegate::clearLog()
@@ -223,6 +257,30 @@ void QuillfernAppDelegate::clearLog()
     m_logDatasource->clearLog();
     m_table->showRows({});
     updateStatus();
+}
+
+void QuillfernAppDelegate::copy()
+{
+    if (m_textViewerWindow && m_textViewerWindow->isKeyWindow()) {
+        m_textViewerWindow->copy();
+        return;
+    }
+    m_table->copy();
+}
+
+TextViewerWindowController *QuillfernAppDelegate::textViewer()
+{
+    if (!m_textViewerWindow) {
+        m_textViewerWindow = std::make_unique<TextViewerWindowController>([this](const QUrl &url) { openUrl(url); });
+        // Closing the main window still quits with the viewer open.
+        m_textViewerWindow->setAttribute(Qt::WA_QuitOnClose, false);
+    }
+    return m_textViewerWindow.get();
+}
+
+void QuillfernAppDelegate::showTextViewer(const QString &text)
+{
+    textViewer()->showText(text);
 }
 
 void QuillfernAppDelegate::filterToolbarClicked(int segment)
@@ -265,6 +323,56 @@ void QuillfernAppDelegate::preferences()
         connect(prefs, &QuillfernPreferences::fontsChanged, m_table.get(), &LogTableController::fontsChanged);
     }
     prefs->showWindow();
+}
+
+void QuillfernAppDelegate::remoteScreenMonitor()
+{
+    const QString deviceId = m_logDatasource->deviceId();
+    if (!m_remoteScreen) {
+        m_remoteScreen = std::make_unique<RemoteScreenMonitorSheet>(connectionSettingsFromStore());
+        m_remoteScreen->setDeviceId(deviceId);
+        // Beside the main window, overlapping it where the screen is too narrow.
+        const QRect frame = m_window->frameGeometry();
+        const QRect screen = m_window->screen()->availableGeometry();
+        m_remoteScreen->move(std::max(screen.left(), std::min(frame.right() + 8, screen.right() - m_remoteScreen->width())),
+                             frame.top());
+    }
+    if (m_remoteScreen->isVisible()) {
+        QF_LOG(QStringLiteral("closing mirror window: %1").arg(m_remoteScreen->deviceId()));
+        m_remoteScreen->close();
+    } else {
+        QF_LOG(QStringLiteral("opening mirror window: %1").arg(deviceId));
+        m_remoteScreen->setDeviceId(deviceId);
+        m_remoteScreen->setConnectionSettings(connectionSettingsFromStore()); // the preferences may have changed
+        m_remoteScreen->showWindow();
+    }
+}
+
+QString QuillfernAppDelegate::typingScriptPath()
+{
+    const QString dir = QCoreApplication::applicationDirPath();
+    for (const QString &candidate : {dir + QStringLiteral("/atext"), dir + QStringLiteral("/../share/quillfern/atext")}) {
+        if (QFileInfo(candidate).isFile())
+            return QFileInfo(candidate).canonicalFilePath();
+    }
+    return {};
+}
+
+void QuillfernAppDelegate::openTypingTerminal()
+{
+    recordEvent(QStringLiteral("openTypingTerminal"));
+    const QString script = typingScriptPath();
+    if (script.isEmpty()) {
+        QF_LOG_ERROR(QStringLiteral("typing terminal: the atext script is not installed"));
+        return;
+    }
+    const QString terminal = qEnvironmentVariableIsEmpty("TERMINAL") ? QStringLiteral("x-terminal-emulator")
+                                                                      : qEnvironmentVariable("TERMINAL");
+    QStringList arguments{QStringLiteral("-e"), script};
+    if (const QString device = m_logDatasource->deviceId(); !device.isEmpty())
+        arguments << device;
+    const bool ok = m_options.startDetached(terminal, arguments);
+    QF_LOG(QStringLiteral("typing terminal: %1 %2 started:%3").arg(terminal, arguments.join(u' ')).arg(ok));
 }
 
 void QuillfernAppDelegate::openUrl(const QUrl &url)
@@ -476,14 +584,22 @@ void QuillfernAppDelegate::adbDeviceNotFound(const AdbError &error)
 
 void QuillfernAppDelegate::adbDeviceNotAuthorized(const QString &deviceId)
 {
+    recordEvent(QStringLiteral("error-not-authorized"));
     showAlert(QStringLiteral("Device Not Authorized. Allow USB debugging from device %1").arg(deviceId),
               QStringLiteral("Device Not Authorized\n\nAllow USB debugging from device %1").arg(deviceId));
 }
 
 void QuillfernAppDelegate::showAdbNotRunningError()
 {
+    recordEvent(QStringLiteral("error-adb-not-running"));
     showAlert(QStringLiteral("ADB not running. Make sure ADB is running. From Terminal: adb start-server"),
               QStringLiteral("ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server"));
+}
+
+void QuillfernAppDelegate::recordEvent(const QString &name) const
+{
+    if (m_options.recordEvent)
+        m_options.recordEvent(name);
 }
 
 void QuillfernAppDelegate::showAlert(const QString &logLine, const QString &alertText)

@@ -19,8 +19,10 @@ class LogDocumentController;
 class LogTableController;
 class MainWindow;
 class ReconnectPolicy;
+class RemoteScreenMonitorSheet;
 class RepeatingTimer;
 class SavedFiltersController;
+class TextViewerWindowController;
 
 // The application controller: owns the main window, the log model and the device list, is the
 // delegate of both, and runs the connection state machine (Run/Stop, the 5-second reconnection to
@@ -48,6 +50,8 @@ public:
         std::function<bool(const QString &program, const QStringList &arguments)> startDetached;
         // Replaces the log stream reader (tests that play a device without adb).
         LogDatasource::ReaderHooks logReaderHooks;
+        // Records a usage event (AnalyticsHelper::eventRecorder); null records nothing.
+        std::function<void(const QString &name)> recordEvent;
     };
 
     explicit QuillfernAppDelegate(Options options);
@@ -65,6 +69,7 @@ public:
     bool openFile(const QString &path); // application:openFile:; always true
     void newWindow();
     void orderFrontStandardAboutPanel();
+    void applicationWillResignActive();
 
     // --- Main-window commands ---
     void clearLog();
@@ -72,6 +77,21 @@ public:
     void onLogTagHelp();
     void onHelpClick();
     void preferences();
+    // Shows or hides the remote screen of the current device; the window is made on first use and kept.
+    void remoteScreenMonitor();
+    // Opens the bundled "atext" script in the desktop's terminal ($TERMINAL, else x-terminal-emulator):
+    // each line typed there goes to the device as text input.
+    void openTypingTerminal();
+    // Where "atext" is: beside the executable (a build tree), else in the install's share folder.
+    static QString typingScriptPath();
+    // The Copy command: the message viewer's text when it is the active window, else the table's rows.
+    void copy();
+
+    // --- Message viewer ---
+    // Created on first use and kept.
+    TextViewerWindowController *textViewer();
+    // Shows the viewer with `text`.
+    void showTextViewer(const QString &text);
 
     // --- Connection ---
     void onConnectButtonPressed();
@@ -89,6 +109,8 @@ public:
     static QString getDeviceTitle(const DeviceEntry &device);
     void adbDeviceNotAuthorized(const QString &deviceId);
     void showAdbNotRunningError();
+    // Records a usage event ("error-not-authorized", "openTypingTerminal", ...); does nothing without a recorder.
+    void recordEvent(const QString &name) const;
     void onLogUpdated() override;
 
     // --- LogDatasourceDelegate (GUI thread) ---
@@ -123,6 +145,7 @@ public:
     DeviceChoiceController *deviceChoice() const { return m_devices.get(); }
     LogDocumentController *documents() const { return m_documents.get(); }
     DevicePickerSheet *devicePickerSheet() const;
+    RemoteScreenMonitorSheet *remoteScreenMonitorSheet() const { return m_remoteScreen.get(); }
     bool isDatasourceDevice() const { return m_isDatasourceDevice; }
     bool autoReconnect() const;
 
@@ -146,6 +169,8 @@ private:
     std::unique_ptr<DeviceChoiceController> m_devices;
     std::unique_ptr<LogDocumentController> m_documents;
     QPointer<AboutDialog> m_about;
+    std::unique_ptr<RemoteScreenMonitorSheet> m_remoteScreen;
+    std::unique_ptr<TextViewerWindowController> m_textViewerWindow;
 
     bool m_isDatasourceDevice = false;
 

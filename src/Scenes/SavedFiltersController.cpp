@@ -13,7 +13,6 @@
 
 #include <QAction>
 #include <QLineEdit>
-#include <QListView>
 #include <QMessageBox>
 
 SavedFiltersController::SavedFiltersController(MainWindow *window, LogDatasource *datasource,
@@ -149,6 +148,57 @@ void SavedFiltersController::editFilter()
     ensureEditor()->setFilterName(name);
     m_editor->setFilterText(m_editorFilter.toString());
     showPredicateEditor();
+}
+
+int SavedFiltersController::selectedRow() const
+{
+    const QList<int> rows = m_window->filterList()->selectedRows();
+    return rows.isEmpty() ? -1 : rows.back();
+}
+
+void SavedFiltersController::applyQuickFilter(const QString &columnTitle, const QString &key, const QString &value)
+{
+    // The level column is titled "Level" here, so its key decides.
+    const QString text =
+        FilterComposer::quickFilterSearchText(key == QLatin1String("type") ? key : columnTitle, value);
+    QLineEdit *field = m_window->searchField();
+    if (field->text() == text)
+        applySelectedFilters();
+    else
+        field->setText(text); // the search box's change rebuilds the active filter
+}
+
+void SavedFiltersController::filterBySelected(const QString &columnTitle, const QString &key, const QString &value)
+{
+    m_editorFilter = FilterComposer::cellComparison(key, value);
+    m_isFirstRun = false;
+    ensureEditor()->setFilterName(FilterComposer::cellFilterName(columnTitle, value));
+    m_editor->setFilterText(m_editorFilter.toString());
+    showPredicateEditor();
+}
+
+void SavedFiltersController::updateFilterWithSelected(const QString &key, const QString &value, bool include)
+{
+    const std::optional<Filter> narrowed =
+        FilterComposer::narrowSelectedFilter(m_filters, selectedRow(), key, value, include);
+    if (!narrowed)
+        return;
+    setPredicate(*narrowed);
+    m_table->setFilterUpdating(true);
+}
+
+void SavedFiltersController::newFilterFromSelected(int rightClickedColumn, int rightClickedRow)
+{
+    const int row = selectedRow();
+    if (row >= 2) {
+        const QString name = m_filters.nameForRow(row);
+        m_editorFilter = m_filters.filter(name);
+        m_isFirstRun = false;
+        ensureEditor()->setFilterName(m_filters.newUnusedPredicateName(name));
+        m_editor->setFilterText(m_editorFilter.toString());
+        showPredicateEditor();
+    }
+    QF_LOG(QStringLiteral("%1, %2, predicate:%3").arg(rightClickedColumn).arg(rightClickedRow).arg(m_predicate.toString()));
 }
 
 void SavedFiltersController::showPredicateEditor()

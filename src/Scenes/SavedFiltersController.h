@@ -60,6 +60,21 @@ public:
     // Import: the file's filters that parse, asking once before replacing filters of the same name, and
     // telling the user what was imported and what skipped.
     void importFilters();
+    // The cell commands of the log table's menu, for the right-clicked cell: its column title, its
+    // entry key and its value.
+    // Quick filter: the search box gets the cell's search text (a level comparison for the "type" key,
+    // whatever the column's title) and the active filter is rebuilt.
+    void applyQuickFilter(const QString &columnTitle, const QString &key, const QString &value);
+    // The editor opens with key ==[cd] "value" and proposes the name "<title>_<value>".
+    void filterBySelected(const QString &columnTitle, const QString &key, const QString &value);
+    // Narrows the saved filter selected in the list (from row 2 on) to include or exclude the cell.
+    void updateFilterWithSelected(const QString &key, const QString &value, bool include);
+    // From list row 2 on: the editor opens with the selected saved filter under a new unused name. The
+    // right-clicked cell of the list is only logged.
+    void newFilterFromSelected(int rightClickedColumn, int rightClickedRow);
+    // The list's selected row (the last of several), -1 for none.
+    int selectedRow() const;
+
     // A path ending in "filters" (any case) is imported and true returned; other files are not touched.
     bool openIfFilterFile(const QString &path);
 

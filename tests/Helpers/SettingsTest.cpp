@@ -53,7 +53,8 @@ TEST_F(SettingsTest, RegisteredDefaultsApplyWhenNothingIsStored)
               "logVerboseBold=false logDebugBold=false logInfoBold=false logWarningBold=false logErrorBold=false "
               "logFatalBold=true logVerboseColor=#0000ff logDebugColorV2=- logInfoColor=#008000 "
               "logWarningColor=#ff8000 logErrorColor=#ff0000 logFatalColor=#ff0000 adbServer=127.0.0.1 adbPort=5037 "
-              "defaultFontSize=- clearLogOnStart=- adbLogTags=- QUILLFERN_MAX_BUFFER_SIZE=- predicates=-");
+              "defaultFontSize=- clearLogOnStart=- adbLogTags=- QUILLFERN_MAX_BUFFER_SIZE=- predicates=- analyticsServer= "
+              "OpenUDID=- OpenUDID_createdTS=-");
     EXPECT_FALSE(Settings::value(u"noSuchKey").isValid());
     EXPECT_EQ(Settings::colorKeys()[1], SettingsKey::logDebugColor.toString()); // level order V, D, ...
     EXPECT_EQ(Settings::boldKeys()[5], SettingsKey::logFatalBold.toString());

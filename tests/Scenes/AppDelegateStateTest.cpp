@@ -8,12 +8,18 @@
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
+#include "Scenes/RemoteScreenMonitorSheet.h"
+#include "Session/DeviceScreenDatasource.h"
+#include "Scenes/TextViewerWindowController.h"
 #include "support/Dialogs.h"
 #include "support/FakeAdbServer.h"
 #include "support/LogCapture.h"
 #include "support/ManualTime.h"
 
 #include <QAction>
+#include <QFileInfo>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -41,8 +47,9 @@ protected:
         options.reconnectTimer = std::move(ownedTimer);
         options.startAdb = [this](std::function<void(bool)> done) { pendingAdbStart = std::move(done); };
         options.openUrl = [this](const QUrl &url) { openedUrls << url; };
-        options.startDetached = [this](const QString &program, const QStringList &) {
+        options.startDetached = [this](const QString &program, const QStringList &arguments) {
             startedPrograms << program;
+            startedArguments << arguments;
             return true;
         };
         options.logReaderHooks.startLogReader = [this](const QString &device) {
@@ -51,6 +58,8 @@ protected:
         };
         options.logReaderHooks.stopLogReader = [this] { endStream(); };
         options.logReaderHooks.startPidLookup = [](bool, const QString &) {}; // no process list here
+        recordedEvents.clear();
+        options.recordEvent = [this](const QString &name) { recordedEvents << name; };
         app = std::make_unique<QuillfernAppDelegate>(std::move(options));
     }
     void TearDown() override
@@ -113,6 +122,8 @@ protected:
     std::function<void(bool)> pendingAdbStart;
     QList<QUrl> openedUrls;
     QStringList startedPrograms;
+    QList<QStringList> startedArguments;
+    QStringList recordedEvents;
     QString streamDevice;
     std::atomic<int> streamsStarted{0};
     std::unique_ptr<QuillfernAppDelegate> app;
@@ -237,14 +248,15 @@ TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
         std::optional<QByteArray> devices; // none: the ADB server is not reachable
         QString alert;
         QString logLine;
+        QStringList usageEvents;
     } cases[] = {
         {QByteArray(), "No Android device found. \n\nMake sure device is connected and developer mode is enabled.",
-         "No Android device found. Make sure device is connected and developer mode is enabled."},
+         "No Android device found. Make sure device is connected and developer mode is enabled.", {}},
         // The model lookup of the nameless device finds no server script: it fails quietly.
         {"unauthorized\tdevice\n", "Device Not Authorized\n\nAllow USB debugging from device unauthorized",
-         "Device Not Authorized. Allow USB debugging from device unauthorized"},
+         "Device Not Authorized. Allow USB debugging from device unauthorized", {"error-not-authorized"}},
         {std::nullopt, "ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server",
-         "ADB not running. Make sure ADB is running. From Terminal: adb start-server"},
+         "ADB not running. Make sure ADB is running. From Terminal: adb start-server", {"error-adb-not-running"}},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.logLine.toStdString());
@@ -261,6 +273,7 @@ TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
             std::exchange(pendingAdbStart, {})(false);
         }
         EXPECT_EQ(dialogs::answer(app->window(), "OK"), "Alert\n" + c.alert);
+        EXPECT_EQ(recordedEvents, c.usageEvents);
         EXPECT_EQ(state(), "No devices connected|Run");
         EXPECT_TRUE(QTest::qWaitFor([&] { return lastRowText().contains(c.logLine); }, 3000));
         EXPECT_EQ(app->tableController()->model()->rows().back().value(LogEntry::Type), "QF");
@@ -305,8 +318,7 @@ TEST_F(AppDelegateStateTest, StatusLineFollowsRowsAndFilter)
 
 TEST_F(AppDelegateStateTest, PlatformCommands)
 {
-    addDevices(deviceA);
-    launch();
+    launchStreaming();
     app->newWindow();
     EXPECT_EQ(startedPrograms, QStringList{QCoreApplication::applicationFilePath()});
     app->onHelpClick();
@@ -317,4 +329,66 @@ TEST_F(AppDelegateStateTest, PlatformCommands)
     EXPECT_TRUE(openedUrls[0].query(QUrl::FullyDecoded).contains("subject=Quillfern Feedback"));
     EXPECT_EQ(openedUrls[1], QuillfernAppDelegate::LogTagHelpUrl);
     EXPECT_EQ(openedUrls[2], QuillfernAppDelegate::SharedFiltersUrl);
+
+    // The typing terminal: the desktop's terminal runs the bundled script for the streaming device.
+    qputenv("TERMINAL", "my-terminal");
+    app->window()->actions().typingTerminal->trigger();
+    qunsetenv("TERMINAL");
+    const QString script = QuillfernAppDelegate::typingScriptPath();
+    ASSERT_TRUE(script.endsWith("/atext")) << script.toStdString();
+    EXPECT_TRUE(QFileInfo(script).isExecutable());
+    ASSERT_EQ(startedPrograms.size(), 2);
+    EXPECT_EQ(startedPrograms[1], "my-terminal");
+    EXPECT_EQ(startedArguments[1], QStringList({"-e", script, "emu-A"}));
+    EXPECT_EQ(recordedEvents.count("openTypingTerminal"), 1);
+}
+
+TEST_F(AppDelegateStateTest, CopyGoesToTheMessageViewerOnlyWhileItIsTheActiveWindow)
+{
+    addDevices(deviceA);
+    launch();
+    app->showTextViewer(QStringLiteral("first"));
+    TextViewerWindowController *viewer = app->textViewer();
+    app->showTextViewer(QStringLiteral("message"));
+    EXPECT_EQ(app->textViewer(), viewer) << "one viewer, reused";
+    EXPECT_EQ(viewer->text(), "message");
+    emit app->tableController()->viewTextRequested(QStringLiteral("from the table"));
+    EXPECT_EQ(viewer->text(), "from the table") << "View Message, double click and the process tree reach the viewer";
+    app->showTextViewer(QStringLiteral("message"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return viewer->isKeyWindow(); }, 3000));
+    app->window()->actions().copy->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "message");
+
+    QGuiApplication::clipboard()->setText(QStringLiteral("kept"));
+    viewer->close();
+    app->window()->activateWindow();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !viewer->isKeyWindow(); }, 3000));
+    app->copy();
+    EXPECT_NE(QGuiApplication::clipboard()->text(), "message");
+}
+
+TEST_F(AppDelegateStateTest, RemoteScreenOpensAndClosesForTheCurrentDeviceAndIsKept)
+{
+    launchStreaming();
+    const MainWindow::Actions &a = app->window()->actions();
+    EXPECT_TRUE(a.remoteScreen->isEnabled());
+    EXPECT_EQ(a.remoteScreenMenu->shortcut(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
+    a.remoteScreenMenu->trigger();
+    RemoteScreenMonitorSheet *sheet = app->remoteScreenMonitorSheet();
+    ASSERT_NE(sheet, nullptr);
+    EXPECT_TRUE(sheet->isVisible());
+    EXPECT_EQ(sheet->deviceId(), QStringLiteral("emu-A"));
+    // The scripted server has nothing for a screenshot: the capture fails and the window offers Start.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return sheet->autoRefreshItem()->text() == QStringLiteral("Start"); }, 5000));
+
+    a.remoteScreen->trigger();
+    EXPECT_FALSE(sheet->isVisible());
+    EXPECT_FALSE(sheet->screenSource()->isRunning());
+    // Reopened: the same window, monitoring again whatever its switch shows.
+    a.remoteScreen->trigger();
+    EXPECT_EQ(app->remoteScreenMonitorSheet(), sheet);
+    EXPECT_TRUE(sheet->isVisible());
+    EXPECT_TRUE(sheet->screenSource()->isRunning());
+    EXPECT_EQ(log.count(QStringLiteral("opening mirror window: emu-A")), 2);
+    EXPECT_EQ(log.count(QStringLiteral("closing mirror window: emu-A")), 1);
 }

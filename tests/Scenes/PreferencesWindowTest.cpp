@@ -63,6 +63,14 @@ TEST_F(PreferencesWindowFixture, GeneralPaneComesFirstShowsTheStoredConnectionAn
     EXPECT_EQ(Settings::adbPort(), QStringLiteral("5038"));
     QTest::mouseClick(prefs->clearLogOnConnect(), Qt::LeftButton, {}, QPoint(5, prefs->clearLogOnConnect()->height() / 2));
     EXPECT_TRUE(Settings::clearLogOnStart());
+
+    // The statistics server is stored once the edit is done, not per keystroke; empty by default.
+    EXPECT_TRUE(prefs->analyticsServer()->text().isEmpty());
+    QTest::keyClicks(prefs->analyticsServer(), QStringLiteral("http://stats.test "));
+    EXPECT_TRUE(Settings::analyticsServer().isEmpty());
+    QTest::keyClick(prefs->analyticsServer(), Qt::Key_Return);
+    EXPECT_EQ(Settings::analyticsServer(), QStringLiteral("http://stats.test"));
+    Settings::remove(SettingsKey::analyticsServer);
 }
 
 TEST_F(PreferencesWindowFixture, BoldFlagsAndColoursAreStoredAnnouncedAndRestored)

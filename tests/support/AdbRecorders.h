@@ -6,6 +6,7 @@
 #include "Android/LogReader.h"
 #include "Android/PidReader.h"
 #include "Session/DeviceListDatasource.h"
+#include "support/QtPrinters.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -36,18 +37,6 @@ inline bool waitUntil(const std::function<bool()> &pred, int timeoutMs)
     return pred();
 }
 
-// Readable GoogleTest failure output for Qt strings.
-inline void PrintTo(const QString &text, std::ostream *os)
-{
-    *os << '"' << text.toStdString() << '"';
-}
-inline void PrintTo(const QStringList &list, std::ostream *os)
-{
-    *os << "{";
-    for (const QString &text : list)
-        *os << " \"" << text.toStdString() << "\"";
-    *os << " }";
-}
 
 // Delegates that write every callback as one text, in order, safe to read from the test's thread
 // while the reader runs on another. Lines are "line:<text>" ("line:<absent>" for invalid UTF-8).

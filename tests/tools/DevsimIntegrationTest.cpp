@@ -188,12 +188,20 @@ TEST_F(DevsimTest, ProcessListOnCurrentAndOldDeviceAndTwoDevicesAreAmbiguous)
 
 TEST_F(DevsimTest, ScreencapIsPngAndCrlfDeviceTranslatesLineFeeds)
 {
-    const QByteArray png = shell(start(), QStringLiteral("screencap -p")).out;
+    const QString serial = start("--screen-size 270x480");
+    const QByteArray png = shell(serial, QStringLiteral("screencap -p")).out;
     const QImage image = QImage::fromData(png, "PNG");
     ASSERT_FALSE(image.isNull());
     EXPECT_EQ(image.size(), QSize(270, 480));
+    // Every frame is new (its counter), and a tap draws its mark into the next one.
+    const QImage second = QImage::fromData(shell(serial, QStringLiteral("screencap -p")).out, "PNG");
+    EXPECT_NE(second, image);
+    const QRgb before = second.pixel(100, 300);
+    shell(serial, QStringLiteral("input tap 100 300"));
+    EXPECT_NE(QImage::fromData(shell(serial, QStringLiteral("screencap -p")).out, "PNG").pixel(100, 300), before);
 
-    const QByteArray translated = shell(start("--crlf"), QStringLiteral("screencap -p")).out;
+    // A first frame of the same size, through the translation.
+    const QByteArray translated = shell(start("--crlf --screen-size 270x480"), QStringLiteral("screencap -p")).out;
     EXPECT_EQ(translated.size(), png.size() + png.count('\n'));
     EXPECT_EQ(QByteArray(translated).replace("\r\n", "\n"), png);
 }

@@ -6,10 +6,9 @@
 
 #include <QBuffer>
 #include <QFile>
-#include <QPainter>
 
 DeviceServices::DeviceServices(const DeviceConfig &config, DeviceLog &log)
-    : m_config(config), m_log(log), m_screenshot(makeScreenshot(config.model))
+    : m_config(config), m_log(log), m_screen(config.screenSize, config.model)
 {
 }
 
@@ -72,30 +71,6 @@ QStringList DeviceServices::commandWords(const QString &commandLine)
     return last;
 }
 
-QByteArray DeviceServices::makeScreenshot(const QString &model)
-{
-    // A small phone screen: status bar, a title, a grid of coloured "app icons".
-    QImage image(270, 480, QImage::Format_RGB32);
-    image.fill(QColor(0xf5, 0xf5, 0xf5));
-    QPainter painter(&image);
-    painter.fillRect(0, 0, 270, 24, QColor(0x1e, 0x88, 0xe5));
-    painter.fillRect(0, 24, 270, 56, QColor(0x19, 0x76, 0xd2));
-    // Text would need a GUI application for fonts; the model shows as a stripe of its own colour.
-    painter.fillRect(12, 44, 150, 16, QColor::fromHsv(int(qHash(model) % 360), 200, 230));
-    painter.setBrush(QColor(0xff, 0xc1, 0x07));
-    painter.drawEllipse(QPoint(210, 52), 18, 18);
-    const QColor colours[] = {Qt::red, Qt::darkGreen, Qt::blue, Qt::magenta, Qt::darkYellow, Qt::darkCyan};
-    for (int i = 0; i < 12; ++i)
-        painter.fillRect(24 + (i % 4) * 60, 110 + (i / 4) * 80, 44, 44, colours[i % 6]);
-    painter.fillRect(0, 440, 270, 40, Qt::black);
-    painter.end();
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return png;
-}
-
 QByteArray DeviceServices::run(const QString &commandLine, bool &isStream, bool &dump)
 {
     isStream = false;
@@ -127,8 +102,9 @@ QByteArray DeviceServices::run(const QString &commandLine, bool &isStream, bool 
         return "\n";
     }
     if (program == u"screencap")
-        return m_screenshot;
+        return m_screen.capture();
     if (program == u"input") {
+        m_screen.input(words);
         if (!m_config.inputLog.isEmpty()) {
             QFile file(m_config.inputLog);
             if (file.open(QIODevice::Append))

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "DeviceConfig.h"
+#include "DeviceScreen.h"
 
 #include <QByteArray>
-#include <QImage>
 #include <QStringList>
 
 #include <memory>
@@ -25,9 +25,6 @@ public:
     // quotes removed ("export A=\"''\"; exec logcat '-v' 'threadtime'" gives logcat, -v, threadtime).
     static QStringList commandWords(const QString &commandLine);
 
-    // The screenshot the device shows: a PNG made once at start.
-    static QByteArray makeScreenshot(const QString &model);
-
     QByteArray banner() const;
 
 private:
@@ -35,5 +32,5 @@ private:
 
     DeviceConfig m_config;
     DeviceLog &m_log;
-    QByteArray m_screenshot;
+    DeviceScreen m_screen;
 };

@@ -82,6 +82,9 @@ int main(int argc, char **argv)
     const QCommandLineOption inputLogOption(QStringLiteral("input-log"),
                                             QStringLiteral("Append every 'input ...' command to this file."),
                                             QStringLiteral("file"));
+    const QCommandLineOption screenOption(QStringLiteral("screen-size"),
+                                          QStringLiteral("Pixels of the screenshots 'screencap -p' draws."),
+                                          QStringLiteral("WxH"), QStringLiteral("1080x2400"));
     const QCommandLineOption dropOption(QStringLiteral("drop-after"),
                                         QStringLiteral("Cut the server's connection this many seconds after it "
                                                        "connected, and stop listening."),
@@ -98,7 +101,7 @@ int main(int argc, char **argv)
                                            QStringLiteral("Largest message payload the device offers."),
                                            QStringLiteral("bytes"), QString::number(256 * 1024));
     parser.addOptions({portOption, adbPortOption, adbOption, connectOption, modelOption, productOption, rateOption,
-                       bufferOption, linesOption, seedOption, oldOption, crlfOption, inputLogOption, dropOption,
+                       bufferOption, linesOption, seedOption, oldOption, crlfOption, inputLogOption, screenOption, dropOption,
                        returnOption, cyclesOption, sequenceOption, maxDataOption});
     parser.process(app);
 
@@ -114,6 +117,11 @@ int main(int argc, char **argv)
     config.inputLog = parser.value(inputLogOption);
     config.sequence = parser.isSet(sequenceOption);
     config.dropCycles = std::max(1, parser.value(cyclesOption).toInt());
+    config.screenSize = DeviceScreen::parseSize(parser.value(screenOption));
+    if (!config.screenSize.isValid()) {
+        err << "devsim: --screen-size wants WIDTHxHEIGHT" << Qt::endl;
+        return 2;
+    }
     config.maxData = std::clamp<uint32_t>(parser.value(maxDataOption).toUInt(), 4096, 1024 * 1024);
     const auto adbPort = quint16(parser.value(adbPortOption).toUInt());
 

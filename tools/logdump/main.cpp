@@ -2,9 +2,11 @@
 // quillfern-logdump: reads log files exactly as the Open command does and prints, per file, a summary
 // line "format=N entries=M ms=T" (plus " matched=K" with --filter). With --tsv every (matching) entry
 // comes first, one line of its nine fields in key order, tab-separated, with backslash, tab, line feed
-// and carriage return written as \\, \t, \n, \r.
+// and carriage return written as \\, \t, \n, \r. With --process-tree the file's (matching) entries are
+// printed as the process tree instead, and nothing else.
 #include "Filters/Filter.h"
 #include "Log/LogDocument.h"
+#include "Presentation/ProcessTree.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -39,7 +41,7 @@ void appendEscaped(std::string &out, const QByteArray &field)
 
 int usage()
 {
-    std::fprintf(stderr, "usage: quillfern-logdump [--tsv] [--filter EXPRESSION] FILE...\n");
+    std::fprintf(stderr, "usage: quillfern-logdump [--tsv | --process-tree] [--filter EXPRESSION] FILE...\n");
     return 2;
 }
 
@@ -50,12 +52,15 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     const QStringList args = QCoreApplication::arguments().mid(1);
     bool tsv = false;
+    bool tree = false;
     QString expression;
     bool haveFilter = false;
     QStringList files;
     for (qsizetype i = 0; i < args.size(); ++i) {
         if (args[i] == QLatin1String("--tsv")) {
             tsv = true;
+        } else if (args[i] == QLatin1String("--process-tree")) {
+            tree = true;
         } else if (args[i] == QLatin1String("--filter")) {
             if (++i >= args.size())
                 return usage();
@@ -70,7 +75,7 @@ int main(int argc, char **argv)
             files << args[i];
         }
     }
-    if (files.isEmpty())
+    if (files.isEmpty() || (tsv && tree))
         return usage();
 
     Filter filter;
@@ -97,6 +102,7 @@ int main(int argc, char **argv)
         }
         qsizetype matched = 0;
         bool reportedError = false;
+        QList<LogEntry> treeEntries;
         for (const LogEntry &e : result.entries) {
             if (haveFilter) {
                 QString error;
@@ -110,6 +116,8 @@ int main(int argc, char **argv)
                     continue;
             }
             ++matched;
+            if (tree)
+                treeEntries.append(e);
             if (!tsv)
                 continue;
             for (int f = 0; f < LogEntry::FieldCount; ++f) {
@@ -122,6 +130,11 @@ int main(int argc, char **argv)
                 std::fwrite(out.data(), 1, out.size(), stdout);
                 out.clear();
             }
+        }
+        if (tree) {
+            const QByteArray text = ProcessTree::text(treeEntries).toUtf8();
+            std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+            continue;
         }
         out += "format=" + std::to_string(result.format) + " entries=" + std::to_string(result.entries.size()) +
                " ms=" + std::to_string(ms);

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include "Helpers/LinkFinder.h"
+
+#include <gtest/gtest.h>
+
+TEST(LinkFinderTest, FindsLinksWithoutTheirTrailingPunctuation)
+{
+    const struct
+    {
+        const char *text;
+        QStringList links;
+    } cases[] = {
+        {"no link here, only example.com and a:b", {}},
+        {"--> GET https://api.example.com/v1/items?page=2 http/1.1", {"https://api.example.com/v1/items?page=2"}},
+        {"see (http://x.org/a_(b)).", {"http://x.org/a_(b)"}},
+        {"www.example.com, then ftp://files.example.org/x;", {"http://www.example.com", "ftp://files.example.org/x"}},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text);
+        QStringList found;
+        for (const QUrl &url : LinkFinder::links(QString::fromUtf8(c.text)))
+            found << url.toString();
+        EXPECT_EQ(found, c.links);
+    }
+}
