@@ -145,8 +145,7 @@ SearchQuery::Result SearchQuery::translate(const QString &text)
     if (!result.isQuery)
         return result;
     if (!unknown.isEmpty()) {
-        result.error = QStringLiteral("Unknown search key %1: the keys are tag, package (app), pid, tid, level, "
-                                      "message (msg)")
+        result.error = QStringLiteral("Unknown key %1: use tag, package, app, pid, tid, level, message or msg")
                            .arg(QLatin1Char('"') + unknown.join(QLatin1String("\", \"")) + QLatin1Char('"'));
         return result;
     }

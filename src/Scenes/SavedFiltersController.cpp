@@ -99,8 +99,12 @@ void SavedFiltersController::applySelectedFilters()
         m_filters, rows, rows.isEmpty() ? -1 : rows.back(), m_window->searchField()->text());
     if (outcome.failed()) {
         QF_LOG(QStringLiteral("filter not applied: %1").arg(outcome.error));
-        if (outcome.showError)
+        if (outcome.showError) {
+            // A query with an unknown key shows the log as without the search, and says why.
+            setPredicate(FilterComposer::activeFilter(m_filters, rows, rows.isEmpty() ? -1 : rows.back(), {}).filter);
+            m_table->setFilterUpdating(true);
             m_window->setFilterText(outcome.error);
+        }
         return;
     }
     setPredicate(outcome.filter);
