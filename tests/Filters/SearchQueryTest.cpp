@@ -2,7 +2,6 @@
 #include "Filters/SearchQuery.h"
 
 #include "Filters/FilterComposer.h"
-#include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
 
@@ -48,35 +47,6 @@ TEST(SearchQuery, StudioKeysTranslateIntoTheFilterLanguage)
         if (r.isQuery) { // the printed form is the language's: it parses back to the same filter
             EXPECT_EQ(Filter::parse(c.printed), r.filter);
         }
-    }
-}
-
-TEST(SearchQuery, LevelsAndExclusionsSelectTheRightEntries)
-{
-    const auto entry = [](const char *type, const char *tag, const char *text) {
-        return testEntry({.type = type, .name = tag, .text = text});
-    };
-    const QList<LogEntry> entries = {entry("I", "Net", "up"), entry("W", "Net", "slow"), entry("E", "chatty", "x"),
-                                     entry("F", "Net", "crash"), entry("QF", "---", "Disconnected")};
-    struct Case
-    {
-        const char *text;
-        QStringList texts;
-    };
-    const QList<Case> cases = {
-        {"level:warn", {"slow", "x", "crash"}},
-        {"level:w -tag:chatty", {"slow", "crash"}},
-        {"tag=:net", {}}, // exact is exact
-        {"tag~:N.t msg:cr", {"crash"}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.text);
-        const Filter f = SearchQuery::translate(QString::fromUtf8(c.text)).filter;
-        ASSERT_TRUE(f.isValid());
-        QStringList texts;
-        for (const LogEntry &e : filterEntries(entries, f))
-            texts << e.value(LogEntry::Text);
-        EXPECT_EQ(texts, c.texts);
     }
 }
 
