@@ -55,9 +55,17 @@ void PidReader::didDisconnect(const std::optional<AdbError> &error)
     if (error && error->code != AsyncSocket::ClosedError)
         QF_LOG_ERROR(QStringLiteral("Error: %1").arg(error->toString()));
     AdbSocket::didDisconnect(error);
+    PidReaderDelegate *d = m_delegate.load();
     if (const QByteArray bytes = takeOutput(); !bytes.isEmpty()) {
         const std::optional<QString> output = AdbProtocol::stringFromData(bytes);
-        if (PidReaderDelegate *d = m_delegate.load())
+        if (d)
             d->pidReceived(output);
+        return;
     }
+    // Users lost app names for good when a lookup to a device that had just gone away ended silently:
+    // the owner kept it marked as running. So an ending without output is reported.
+    if (d)
+        d->pidFailedWithError(error && error->code != AsyncSocket::ClosedError
+                                  ? *error
+                                  : AdbError::logReaderError(2, QStringLiteral("ps ended without output")));
 }

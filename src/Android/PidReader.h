@@ -13,7 +13,8 @@ public:
     virtual ~PidReaderDelegate() = default;
     // The whole "ps" output as received (terminators kept); absent when it is not valid UTF-8.
     virtual void pidReceived(const std::optional<QString> &output) = 0;
-    // Declared for owners; PidReader never calls it. A failed lookup ends without any callback.
+    // The lookup ended without output: a refused transport or command, a lost connection, or a command
+    // that printed nothing. Exactly one of the two callbacks ends every connection.
     virtual void pidFailedWithError(const AdbError &error) = 0;
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/Filter.h"
 
+#include "Filters/AsciiNeedle.h"
 #include "Filters/FilterParser.h"
 
 #include <QRegularExpression>
@@ -30,6 +31,8 @@ struct Filter::Node
     // when case is ignored). Set when that decides it; level filters test "type" this way per line.
     std::optional<std::bitset<128>> inAscii;
     QRegularExpression regex;      // Like, Matches
+    // CONTAINS with an ASCII folded constant: searched in the entry's stored bytes, no text made.
+    std::optional<AsciiNeedle> asciiNeedle;
 };
 
 namespace {
@@ -271,6 +274,18 @@ Outcome evalComparison(const Filter::Node &n, const LogEntry &entry, FilterEvalC
         if (entry.storedUtf8(field, &raw) && raw.size() == 1 && uchar(raw[0]) < 128)
             return fromBool(n.inAscii->test(size_t(uchar(raw[0]))));
     }
+    if (n.asciiNeedle) {
+        // The search box's six CONTAINS[cd] per entry: found in the stored bytes, the answer holds under
+        // any folding (folding keeps an ASCII run and folds its case as the needle was). Not found, it
+        // holds too for ASCII bytes or without options; only other text needs the folded comparison.
+        QByteArrayView raw;
+        if (entry.storedUtf8(field, &raw)) {
+            if (n.asciiNeedle->foundIn(raw))
+                return True;
+            if (n.options == Filter::NoOptions || AsciiNeedle::isAscii(raw))
+                return False;
+        }
+    }
     const QString &value = ctx.value(field);
     if (n.op == Filter::Operator::Like || n.op == Filter::Operator::Matches) {
         const QStringView subject = (n.options & Filter::DiacriticInsensitive)
@@ -452,6 +467,9 @@ static Filter makeComparison(const QString &key, Filter::Operator op, int option
     node->foldedHasLetter = std::any_of(node->folded.cbegin(), node->folded.cend(), [](QChar ch) {
         return (ch >= u'a' && ch <= u'z') || (ch >= u'A' && ch <= u'Z');
     });
+    if (op == Filter::Operator::Contains && !number && node->field && *node->field != LogEntry::Idx &&
+        !node->folded.isEmpty() && QtPrivate::isAscii(QStringView(node->folded)))
+        node->asciiNeedle.emplace(node->folded.toLatin1(), (node->options & Filter::CaseInsensitive) != 0);
     if (op == Filter::Operator::In && !number && node->field && *node->field != LogEntry::Idx &&
         (node->options == Filter::NoOptions || node->foldIsFixedPoint)) {
         std::bitset<128> set;
@@ -681,15 +699,18 @@ struct Slice
     QString error;
 };
 
-void filterSlice(std::span<const LogEntry> entries, const Filter &filter, Slice &out, std::atomic<bool> &stop)
+void filterSlice(std::span<const LogEntry> entries, const Filter &filter, Slice &out, std::atomic<bool> &stop,
+                 const FilterCancelled &cancelled)
 {
     out.passed.reserve(qsizetype(entries.size() / 4));
     FilterEvaluator evaluator(filter);
     size_t i = 0;
     for (const LogEntry &entry : entries) {
         // An error anywhere ends the whole run; checked every few entries to keep the loop lean.
-        if ((++i & 1023) == 0 && stop.load(std::memory_order_relaxed))
+        if ((++i & 1023) == 0 && (stop.load(std::memory_order_relaxed) || (cancelled && cancelled()))) {
+            out.passed.clear();
             return;
+        }
         Filter::Result r = evaluator.evaluate(entry);
         if (!r.ok()) {
             out.error = std::move(r.error);
@@ -703,7 +724,8 @@ void filterSlice(std::span<const LogEntry> entries, const Filter &filter, Slice 
 
 } // namespace
 
-QVector<LogEntry> filterEntries(std::span<const LogEntry> entries, const Filter &filter, QString *error)
+QVector<LogEntry> filterEntries(std::span<const LogEntry> entries, const Filter &filter, QString *error,
+                                const FilterCancelled &cancelled)
 {
     // Below this size a second thread costs more than it saves.
     constexpr size_t ParallelThreshold = 8192;
@@ -715,12 +737,12 @@ QVector<LogEntry> filterEntries(std::span<const LogEntry> entries, const Filter 
     }
     Slice first;
     if (entries.size() < ParallelThreshold) {
-        filterSlice(entries, filter, first, stop);
+        filterSlice(entries, filter, first, stop, cancelled);
     } else {
         const size_t half = entries.size() / 2;
         Slice second;
-        std::thread worker([&] { filterSlice(entries.subspan(half), filter, second, stop); });
-        filterSlice(entries.first(half), filter, first, stop);
+        std::thread worker([&] { filterSlice(entries.subspan(half), filter, second, stop, cancelled); });
+        filterSlice(entries.first(half), filter, first, stop, cancelled);
         worker.join();
         if (first.error.isEmpty() && !second.error.isEmpty())
             first.error = std::move(second.error);

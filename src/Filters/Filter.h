@@ -7,6 +7,7 @@
 #include <QString>
 #include <QVector>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -123,8 +124,14 @@ private:
 
 // The entries that pass `filter`, in their order, evaluated on two threads for large inputs.
 // On an evaluation error the result is empty and *error is set (the first error in entry order).
-QVector<LogEntry> filterEntries(std::span<const LogEntry> entries, const Filter &filter, QString *error = nullptr);
-inline QVector<LogEntry> filterEntries(const QVector<LogEntry> &entries, const Filter &filter, QString *error = nullptr)
+// `cancelled`, when given, is asked every thousand entries (from both threads); once it says true the
+// result is empty and means nothing.
+using FilterCancelled = std::function<bool()>;
+QVector<LogEntry> filterEntries(std::span<const LogEntry> entries, const Filter &filter, QString *error = nullptr,
+                                const FilterCancelled &cancelled = {});
+inline QVector<LogEntry> filterEntries(const QVector<LogEntry> &entries, const Filter &filter, QString *error = nullptr,
+                                       const FilterCancelled &cancelled = {})
 {
-    return filterEntries(std::span<const LogEntry>(entries.constData(), size_t(entries.size())), filter, error);
+    return filterEntries(std::span<const LogEntry>(entries.constData(), size_t(entries.size())), filter, error,
+                         cancelled);
 }

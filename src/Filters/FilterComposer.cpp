@@ -3,6 +3,7 @@
 
 #include "Helpers/Logger.h"
 #include "Filters/SavedFilters.h"
+#include "Filters/SearchQuery.h"
 
 #include <algorithm>
 
@@ -14,6 +15,15 @@ FilterComposer::Outcome FilterComposer::searchFilter(const QString &searchText)
     QString text;
     if (searchText.startsWith(QLatin1String("p: ")) && searchText.size() >= 5) {
         text = searchText.mid(2);
+    } else if (const SearchQuery::Result query = SearchQuery::translate(searchText); query.isQuery) {
+        // Departure: a third form beside plain text and "p: ", as Android Studio users type it. An unknown
+        // key is told in the status line rather than showing zero rows.
+        out.filter = query.filter;
+        out.error = query.error;
+        out.showError = !out.error.isEmpty();
+        if (out.showError)
+            out.filter = Filter();
+        return out;
     } else {
         // Inserted unescaped on purpose: a quote in the search text makes it unparseable and the search
         // does nothing.
@@ -44,6 +54,25 @@ FilterComposer::Outcome FilterComposer::activeFilter(const SavedFilters &saved, 
         return search;
     parts << search.filter;
     return Outcome{Filter::andOf(parts), QString()};
+}
+
+QString FilterComposer::unknownKeyError(const Filter &filter)
+{
+    if (!filter.isValid())
+        return {};
+    if (filter.kind() == Filter::Kind::Comparison) {
+        if (LogEntry::fieldForKey(filter.key()))
+            return {};
+        // Departure: such a filter used to be accepted and silently match nothing.
+        return QStringLiteral("Unknown key \"%1\": the keys are idx, time, app, pid, tid, type (the level), "
+                              "name (the tag), text and note")
+            .arg(filter.key());
+    }
+    for (const Filter &part : filter.parts()) {
+        if (QString error = unknownKeyError(part); !error.isEmpty())
+            return error;
+    }
+    return {};
 }
 
 QString FilterComposer::statusText(const Filter &active)

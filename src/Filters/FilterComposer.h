@@ -24,11 +24,13 @@ public:
     {
         Filter filter;
         QString error;
+        bool showError = false; // the error is for the user (the status line), not only the diagnostic log
         bool failed() const { return !error.isEmpty(); }
     };
 
-    // The search box alone: empty -> null; "p: EXPR" (5 characters or more) -> EXPR parsed; otherwise the
-    // text, unescaped, searched in name, text, app, pid, tid and note (a quote in it makes it unparseable).
+    // The search box alone: empty -> null; "p: EXPR" (5 characters or more) -> EXPR parsed; Android Studio's
+    // query keys (SearchQuery) -> their translation; otherwise the text, unescaped, searched in name, text,
+    // app, pid, tid and note (a quote in it makes it unparseable).
     static Outcome searchFilter(const QString &searchText);
 
     // applySelectedFilters. selectedRows: the selected rows of the filter list; selectedRow: the list's
@@ -36,6 +38,10 @@ public:
     // is above 0; they and the search filter are ANDed (one part alone is itself).
     static Outcome activeFilter(const SavedFilters &saved, const QList<int> &selectedRows, int selectedRow,
                                 const QString &searchText);
+
+    // For the filter editor: a comparison on a key that entries do not have matches nothing, so it is
+    // refused with the keys the language knows. Empty when every key is known.
+    static QString unknownKeyError(const Filter &filter);
 
     // Status line text of setPredicate: "Filter: <printed>" or "Filter: All Messages" for a null filter.
     static QString statusText(const Filter &active);

@@ -393,20 +393,38 @@ QByteArray toOwned(QByteArrayView v)
     return v.toByteArray();
 }
 
+// "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]", a carriage return after it allowed.
+template <typename View> bool looksLikeHeader(View line)
+{
+    while (!line.isEmpty() && (line.back() == '\r' || line.back() == ' '))
+        line.chop(1);
+    return line.size() > 2 && line[0] == '[' && line[1] == ' ' && line.back() == ']';
+}
+
 template <typename Line, typename Out, typename GetLine>
 void joinLong(qsizetype count, const GetLine &lineAt, Out &out)
 {
+    // Departure: only the first line after a header used to be kept, so a crash read from a long
+    // capture showed "FATAL EXCEPTION: main" and lost its trace. Every further non-empty line becomes
+    // an entry with the header's fields, as threadtime shows a multi-line message, until the next header.
     std::optional<Line> header;
+    bool hasMessage = false;
     for (qsizetype i = 0; i < count; ++i) {
         const auto line = lineAt(i);
-        if (!header) {
-            if (!line.isEmpty() && line[0] == '[')
+        if (line.startsWith(QLatin1String("--------- "))) { // logcat's separator between its buffers
+            header.reset();
+            continue;
+        }
+        if (!header || (hasMessage && looksLikeHeader(line))) {
+            if (!line.isEmpty() && line[0] == '[') {
                 header = toOwned(line);
+                hasMessage = false;
+            }
         } else if (!line.isEmpty()) {
             Line joined = *header;
             joined += line;
             out.append(std::move(joined));
-            header.reset();
+            hasMessage = true;
         }
     }
 }

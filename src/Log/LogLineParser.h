@@ -65,7 +65,8 @@ public:
     // The class of one line on its own (rule 2 of detection); the line must have 2 or more characters.
     static LogLineFormat classifyLine(QByteArrayView utf8Line);
 
-    // Folds the long format's header + message lines into single lines for format 10.
+    // Folds the long format's header + message lines into single lines for format 10: each non-empty
+    // line after a header, up to the next header, is joined with that header.
     static QStringList joinLongFormatArray(const QStringList &lines);
     static QList<QByteArray> joinLongFormatArray(const QList<QByteArrayView> &utf8Lines);
 

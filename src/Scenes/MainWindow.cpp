@@ -230,11 +230,13 @@ void MainWindow::createToolBar()
     bar->addAction(m_actions.preferences);
 }
 
-void MainWindow::setConnectButton(bool showsStop)
+void MainWindow::setConnectButton(bool showsStop, const QString &label)
 {
-    m_actions.connect->setText(showsStop ? tr("Stop") : tr("Run"));
+    const bool away = label == QLatin1String("Cancel");
+    m_actions.connect->setText(away ? tr("Cancel") : showsStop ? tr("Stop") : tr("Run"));
     m_actions.connect->setIcon(QIcon(showsStop ? QStringLiteral(":/icons/stop.png") : QStringLiteral(":/icons/start.png")));
-    m_actions.connect->setToolTip(showsStop ? tr("Stop logging") : tr("Start logging"));
+    m_actions.connect->setToolTip(away ? tr("The device is away; stop waiting for it")
+                                       : showsStop ? tr("Stop logging") : tr("Start logging"));
 }
 
 void MainWindow::setStatusText(const QString &text)

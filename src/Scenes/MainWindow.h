@@ -69,7 +69,8 @@ public:
     QLabel *filterLabel() const { return m_filterLabel; }
 
     // The Run/Stop item: stop icon and "Stop", or start icon and "Run".
-    void setConnectButton(bool showsStop);
+    // `label` from ConnectionStatus::connectButtonLabel: "Run", "Stop" or "Cancel" (retries of an absent device).
+    void setConnectButton(bool showsStop, const QString &label = {});
     void setStatusText(const QString &text);
     // The active filter, at the right of the status line.
     void setFilterText(const QString &text);

@@ -386,6 +386,8 @@ void QuillfernAppDelegate::openUrl(const QUrl &url)
 void QuillfernAppDelegate::onConnectButtonPressed()
 {
     QF_LOG(QStringLiteral("isLogging:%1, autoReconnect:%2").arg(int(m_logDatasource->isLogging())).arg(int(autoReconnect())));
+    m_reconnect->resetRetries();
+    m_logDatasource->setQuietRetry(false);
     if (m_logDatasource->isLogging()) {
         stopLogging();
     } else if (autoReconnect()) {
@@ -432,9 +434,18 @@ void QuillfernAppDelegate::setOffline()
     setOfflineTitle();
 }
 
+bool QuillfernAppDelegate::deviceAway() const
+{
+    // A quiet retry's stream may be open, but until a line arrives the device counts as away.
+    return autoReconnect() && (!m_logDatasource->isLogging() ||
+                               (m_reconnect->quietRetry() && !m_logDatasource->sessionHasLines()));
+}
+
 void QuillfernAppDelegate::resetConnectButton()
 {
-    m_window->setConnectButton(ConnectionStatus::showsStop(m_logDatasource->isLogging(), autoReconnect()));
+    const bool logging = m_logDatasource->isLogging();
+    m_window->setConnectButton(ConnectionStatus::showsStop(logging, autoReconnect()),
+                               ConnectionStatus::connectButtonLabel(logging, autoReconnect(), deviceAway()));
 }
 
 void QuillfernAppDelegate::setOfflineTitle()
@@ -462,13 +473,26 @@ void QuillfernAppDelegate::stopReconnectTimer()
 
 void QuillfernAppDelegate::onReconnectTimerTick()
 {
-    if (autoReconnect())
-        startLogging();
+    if (!autoReconnect())
+        return;
+    // Departure: every retry used to write "Started logging" and "Disconnected", about 36 rows a minute
+    // of an outage. Only the first retry writes them; each later one leaves a diagnostic line.
+    const int retry = m_reconnect->noteRetry();
+    m_logDatasource->setQuietRetry(m_reconnect->quietRetry());
+    if (m_reconnect->quietRetry())
+        QF_LOG(QStringLiteral("quiet retry %1 of %2").arg(retry).arg(m_reconnect->lastDeviceConnectedId()));
+    startLogging();
 }
 
 void QuillfernAppDelegate::onLogUpdated()
 {
     m_table->showRows(m_logDatasource->getDataFiltered());
+    // A quiet retry's stream brought a line: the device is back, which its start row now tells.
+    if (m_reconnect->quietRetry() && m_logDatasource->isLogging() && m_logDatasource->sessionHasLines()) {
+        m_reconnect->resetRetries();
+        m_logDatasource->setQuietRetry(false);
+        onLoggerStarted();
+    }
     updateStatus();
 }
 
@@ -482,6 +506,11 @@ void QuillfernAppDelegate::onLoggerStarted()
         return;
     }
     QF_LOG(QStringLiteral("connecting to: %1").arg(deviceId));
+    if (deviceAway()) {
+        setOfflineTitle(); // a quiet retry: the device shows as away until a line arrives
+        resetConnectButton();
+        return;
+    }
     m_logDatasource->logMessage(QStringLiteral("Started logging %1").arg(deviceId));
     const QString title = m_devices->titleForDevice(deviceId);
     m_reconnect->streamStarted(deviceId, title);
@@ -493,6 +522,8 @@ void QuillfernAppDelegate::onLoggerStopped()
 {
     QF_LOG(QStringLiteral("isDatasourceDevice:%1").arg(int(m_isDatasourceDevice)));
     m_logDatasource->setDeviceId(QString());
+    if (m_logDatasource->sessionHasLines()) // a stream that ran: its loss starts a new round of retries
+        m_reconnect->resetRetries();
     resetConnectButton();
     if (m_isDatasourceDevice)
         setOfflineTitle();

@@ -99,6 +99,7 @@ public:
     void stopLogging();
     void setOffline();
     void resetConnectButton();
+    bool deviceAway() const; // retrying, and no stream with lines
     void setOfflineTitle();
     void updateStatus();
     void startReconnectTimer();

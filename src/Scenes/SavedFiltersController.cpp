@@ -99,6 +99,12 @@ void SavedFiltersController::applySelectedFilters()
         m_filters, rows, rows.isEmpty() ? -1 : rows.back(), m_window->searchField()->text());
     if (outcome.failed()) {
         QF_LOG(QStringLiteral("filter not applied: %1").arg(outcome.error));
+        if (outcome.showError) {
+            // A query with an unknown key shows the log as without the search, and says why.
+            setPredicate(FilterComposer::activeFilter(m_filters, rows, rows.isEmpty() ? -1 : rows.back(), {}).filter);
+            m_table->setFilterUpdating(true);
+            m_window->setFilterText(outcome.error);
+        }
         return;
     }
     setPredicate(outcome.filter);
@@ -219,8 +225,9 @@ bool SavedFiltersController::applyPredicate()
 {
     FilterEditorSheet *editor = ensureEditor();
     const Filter filter = Filter::parse(editor->filterText());
-    if (!filter.isValid()) {
-        editor->setErrorText(filter.errorString());
+    const QString error = filter.isValid() ? FilterComposer::unknownKeyError(filter) : filter.errorString();
+    if (!error.isEmpty()) {
+        editor->setErrorText(error);
         return false;
     }
     editor->setErrorText({});

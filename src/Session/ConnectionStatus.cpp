@@ -23,7 +23,8 @@ QString offlineTitle(const QString &lastTitle, bool autoReconnect)
 {
     if (lastTitle.isNull())
         return QString::fromLatin1(NoDevicesTitle);
-    return lastTitle + (autoReconnect ? QStringLiteral(" [PAUSED]") : QStringLiteral(" [OFFLINE]"));
+    // Departure: " [PAUSED]" read as if the user had paused the log; users could not tell the device was gone.
+    return lastTitle + (autoReconnect ? QStringLiteral(" [AWAY - RETRYING]") : QStringLiteral(" [OFFLINE]"));
 }
 
 bool showsStop(bool isLogging, bool autoReconnect)
@@ -31,8 +32,10 @@ bool showsStop(bool isLogging, bool autoReconnect)
     return isLogging || autoReconnect;
 }
 
-QString connectButtonLabel(bool isLogging, bool autoReconnect)
+QString connectButtonLabel(bool isLogging, bool autoReconnect, bool away)
 {
+    if (away && autoReconnect)
+        return QStringLiteral("Cancel");
     return showsStop(isLogging, autoReconnect) ? QStringLiteral("Stop") : QStringLiteral("Run");
 }
 

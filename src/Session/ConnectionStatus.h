@@ -17,12 +17,13 @@ QString getDeviceTitle(const QString &id, const QString &name, const QString &pr
 // getDeviceTitle on purpose).
 QString deviceModelTitle(const QString &deviceId, const QString &model);
 
-// lastTitle null: no device was ever connected.
+// lastTitle null: no device was ever connected. While retrying the title says the device is away.
 QString offlineTitle(const QString &lastTitle, bool autoReconnect);
 
-// Label of the Run/Stop item; the icon follows the same rule.
+// Label of the Run/Stop item; the icon follows the same rule. `away`: retrying a device that is not
+// streaming, where the item cancels the retries ("Cancel") rather than stopping a stream.
 bool showsStop(bool isLogging, bool autoReconnect);
-QString connectButtonLabel(bool isLogging, bool autoReconnect);
+QString connectButtonLabel(bool isLogging, bool autoReconnect, bool away = false);
 
 // The status line under the log table.
 QString statusText(bool filterActive, quint64 shownRows, quint64 totalEntries, bool isLogging, const QString &version);

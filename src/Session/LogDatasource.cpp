@@ -7,6 +7,7 @@
 #include "Helpers/MainThread.h"
 #include "Log/LogLineParser.h"
 
+#include <QThread>
 #include <QThreadPool>
 #include <QTimer>
 
@@ -143,6 +144,12 @@ void LogDatasource::retire(std::unique_ptr<AdbSocketThread> worker)
     });
 }
 
+bool LogDatasource::fromRetiredLogReader()
+{
+    std::lock_guard lock(m_readerMutex);
+    return m_logWorker && m_logWorker->thread() != QThread::currentThread() && !isMainThread();
+}
+
 void LogDatasource::stopLogReader()
 {
     if (m_hooks.stopLogReader)
@@ -181,6 +188,7 @@ void LogDatasource::startLogger()
     m_isLogging = true;
     m_startTime = QDateTime::currentDateTime();
     m_logReaderSession = ++m_session;
+    m_sessionHasLines = false;
     loadPID();
     m_store.setCapacity(m_bufferCapacity);
     const QString device = m_store.deviceId();
@@ -302,14 +310,27 @@ void LogDatasource::onQueueCheckTimerTick()
 
 void LogDatasource::logReaderStopped()
 {
+    // A retired reader (its session replaced while it was ending) has nothing more to say.
+    if (fromRetiredLogReader()) {
+        QF_LOG(QStringLiteral("end of a replaced stream"));
+        return;
+    }
+    // A FAIL reply ends a stream twice (the reply, then the server's close): one report per session.
+    const quint64 session = m_logReaderSession.load();
+    if (m_stopReportedSession.exchange(session) == session)
+        return;
     // A reader of an older session (stopped, then a new start was asked for) does not end the new one.
-    const bool current = m_logReaderSession == m_session.load();
+    const bool current = session == m_session.load();
     if (current)
         m_isLogging = false;
     const QString device = m_store.endOfStream(current);
     m_namer.endOfStream();
     QF_LOG(QStringLiteral("deviceId:%1").arg(device));
-    logMessage(device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected %1").arg(device));
+    const QString row = device.isEmpty() ? QStringLiteral("Disconnected") : QStringLiteral("Disconnected %1").arg(device);
+    if (m_quietRetry && !m_sessionHasLines)
+        QF_LOG(QStringLiteral("retry ended: %1").arg(row)); // only the first retry writes its rows
+    else
+        logMessage(row);
     if (!current)
         return;
     postToMain([this] {
@@ -359,6 +380,8 @@ void LogDatasource::dropDeviceAndLookup()
 {
     m_store.clearDeviceId();
     replaceReader(&LogDatasource::m_pidWorker, nullptr);
+    // The retired lookup will not answer any more.
+    m_namer.lookupFailed(QStringLiteral("the device is gone"));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -423,11 +446,18 @@ Filter LogDatasource::logDataFilter() const
 
 void LogDatasource::setLogDataFilter(const Filter &filter)
 {
-    m_filterPool->start([this, filter] { filterJob(filter); });
+    const quint64 request = ++m_filterRequests;
+    m_filterPool->start([this, filter, request] { filterJob(filter, request); });
 }
 
-void LogDatasource::filterJob(const Filter &filter)
+void LogDatasource::filterJob(const Filter &filter, quint64 request)
 {
+    // Every key in the search box asks for a whole-log pass; over a large file they used to queue up, and
+    // the view showed an older key's rows for seconds. A newer request ends this one (the newest is queued
+    // behind it and announces the view).
+    const auto superseded = [this, request] { return m_filterRequests.load() != request; };
+    if (superseded())
+        return;
     if (filter.isNull()) {
         m_filter.set(Filter());
         m_store.clearView();
@@ -440,7 +470,11 @@ void LogDatasource::filterJob(const Filter &filter)
     m_filter.set(filter);
     const LogStore::Snapshot snapshot = m_store.snapshot();
     QString error;
-    QList<LogEntry> matches = filterEntries(snapshot.entries, filter, &error);
+    QList<LogEntry> matches = filterEntries(snapshot.entries, filter, &error, superseded);
+    if (superseded()) {
+        QF_LOG(QStringLiteral("setLogDataFilter: %1 superseded").arg(filter.toString()));
+        return;
+    }
     const qsizetype count = error.isEmpty() ? m_store.commitFilter(snapshot, std::move(matches), filter, &error) : -1;
     if (!error.isEmpty()) {
         m_filter.set(Filter());

@@ -109,7 +109,7 @@ public:
     void stopLogger(); // idempotent
     void clearLog();
     // Refilters the whole log off the GUI thread; a null Filter clears it. A filter that cannot be
-    // evaluated is dropped and filterCorrupt() is emitted.
+    // evaluated is dropped and filterCorrupt() is emitted. A newer call ends a pass still running.
     void setLogDataFilter(const Filter &filter);
     Filter logDataFilter() const;
     // Stops logging, then (on the pool) makes the full log unbounded and replaces its content.
@@ -131,6 +131,12 @@ public:
     void logMessage(const QString &text);
     void appendRow(const LogEntry &entry); // to the full log only; a null entry is ignored
     quint64 getIndex();                    // next "idx"
+
+    // While the controller retries a device that is away, a stream that ends without a line writes its
+    // "Disconnected" row to the diagnostic log only.
+    void setQuietRetry(bool quiet) { m_quietRetry = quiet; }
+    // The current (or last) session has had a device line: the device is there.
+    bool sessionHasLines() const { return m_sessionHasLines.load(); }
 
     // Trailing announcement, run by the 0.5 s timer of a live session; public so tests drive it.
     void onQueueCheckTimerTick();
@@ -179,10 +185,11 @@ private:
     // inside, after any callback it is running; the destructor waits for every retired reader.
     void retire(std::unique_ptr<AdbSocketThread> worker);
     void stopLogReader();
+    bool fromRetiredLogReader(); // on a reader's thread: is it not the current log reader's?
     void startLookup(std::optional<bool> addDashA); // with the "-A" argument, when one is to start
     void loadPID();
 
-    void filterJob(const Filter &filter);
+    void filterJob(const Filter &filter, quint64 request);
     // The live line path (LogDatasourceLive.cpp): parse outside every lock, then one commit.
     LogEntry parseLiveLine(QByteArrayView utf8Line);
     // `text`: the line as logLineReceived had it, for the diagnostic of a bad line. `ascii`: the caller
@@ -224,7 +231,11 @@ private:
     LogIndexCounter m_counter;
     std::atomic<quint64> m_session{0};          // bumped by every startLogger
     std::atomic<quint64> m_logReaderSession{0}; // session of the current log reader
+    std::atomic<quint64> m_stopReportedSession{0}; // the last session whose stream end was handled
+    std::atomic<bool> m_quietRetry{false};
+    std::atomic<bool> m_sessionHasLines{false}; // reset by startLogger, set by the reader's thread
     std::atomic<bool> m_dataChangedPending{false};
+    std::atomic<quint64> m_filterRequests{0}; // bumped by every setLogDataFilter; a job runs while it is its own
     const quint64 m_bufferCapacity;
     QDateTime m_startTime; // GUI thread
 

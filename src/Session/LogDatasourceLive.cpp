@@ -8,6 +8,8 @@
 
 #include <QThreadPool>
 
+#include <algorithm>
+
 LogEntry LogDatasource::parseLiveLine(QByteArrayView utf8Line)
 {
     // The reader hands the line with its line feed; a carriage return before it stays in the text.
@@ -72,6 +74,9 @@ void LogDatasource::logLinesDataReceived(QByteArrayView lines)
 
 void LogDatasource::commitLiveLines(std::span<LogStore::Line> lines, bool hasFilter)
 {
+    if (!m_sessionHasLines.load(std::memory_order_relaxed) &&
+        std::any_of(lines.begin(), lines.end(), [](const LogStore::Line &l) { return !l.entry.isNull(); }))
+        m_sessionHasLines = true;
     LogStore::CommitResult result = m_store.commit(lines, hasFilter);
     if (result.announce)
         notifyDataChanged();

@@ -7,6 +7,21 @@
 
 #include <optional>
 
+namespace {
+
+// What identifies a replayed line besides its time: the app is filled in later and may differ.
+QByteArray replayKey(const LogEntry &entry)
+{
+    QByteArray key;
+    for (LogEntry::Field f : {LogEntry::Pid, LogEntry::Tid, LogEntry::Type, LogEntry::Name, LogEntry::Text}) {
+        key += entry.utf8Value(f);
+        key += '\x1f';
+    }
+    return key;
+}
+
+} // namespace
+
 LogStore::LogStore(const Clock &clock) : m_clock(clock) {}
 
 LogStore::CommitResult LogStore::commit(std::span<Line> lines, bool hasFilter)
@@ -44,7 +59,18 @@ LogStore::CommitResult LogStore::commit(std::span<Line> lines, bool hasFilter)
                 ++m_numDuplicateRows;
                 continue;
             }
+            // Departure: a replayed line with exactly the last time used to be kept, so the last lines
+            // before an unplug showed twice. One that was kept already is dropped, as often as it was.
+            if (time == last && !m_lastTimeLines.isEmpty()) {
+                const auto seen = m_lastTimeLines.find(replayKey(line.entry));
+                if (seen != m_lastTimeLines.end() && *seen > 0) {
+                    --*seen;
+                    ++m_numDuplicateRows;
+                    continue;
+                }
+            }
             m_checkDates = false;
+            m_lastTimeLines.clear();
             if (m_numDuplicateRows != 0)
                 QF_LOG(QStringLiteral("removed %1 duplicate rows. lastDate:%2").arg(m_numDuplicateRows).arg(last));
         }
@@ -122,6 +148,19 @@ QString LogStore::endOfStream(bool resetDuplicates)
     if (resetDuplicates) {
         m_checkDates = true;
         m_numDuplicateRows = 0;
+        // The device's lines of the last time stamp are at the end of the log (system messages, which
+        // carry a local time of another form, may follow them).
+        m_lastTimeLines.clear();
+        const QString last = m_lastTimedEntry.value(LogEntry::Time);
+        const QList<LogEntry> &entries = m_logData.dataArray();
+        for (qsizetype i = entries.size(); !last.isEmpty() && i-- > 0;) {
+            const LogEntry &entry = entries[i];
+            if (entry.fieldEquals(LogEntry::Type, u"QF") || entry.fieldIsEmpty(LogEntry::Time))
+                continue;
+            if (!entry.fieldEquals(LogEntry::Time, last))
+                break;
+            ++m_lastTimeLines[replayKey(entry)];
+        }
     }
     return m_deviceId;
 }

@@ -107,6 +107,9 @@ private:
     QString m_deviceId;
     QString m_lastDeviceId;
     LogEntry m_lastTimedEntry; // newest kept entry with a time: its "time" is lastDateReceived
+    // While checking a replay: the lines kept with the last time (their fields but time and app), each
+    // with how often it was kept. Filled when a stream ends.
+    QHash<QByteArray, int> m_lastTimeLines;
     bool m_checkDates = true;
     quint64 m_numDuplicateRows = 0;
     UpdateThrottle m_throttle;

@@ -126,6 +126,8 @@ bool ProcessNameMap::beginLookup(double now)
         m_lookupNeeded = true;
         return false;
     }
+    if (m_retryAfter && now < *m_retryAfter)
+        return false;
     m_lookupTime = now;
     m_lookupRunning = true;
     m_lookupNeeded = false;
@@ -136,7 +138,18 @@ bool ProcessNameMap::finishLookup()
 {
     std::lock_guard lock(m_mutex);
     m_lookupRunning = false;
+    m_retryAfter.reset();
     return m_lookupNeeded;
+}
+
+void ProcessNameMap::failLookup()
+{
+    std::lock_guard lock(m_mutex);
+    if (!m_lookupRunning)
+        return;
+    m_lookupRunning = false;
+    m_lookupNeeded = false;
+    m_retryAfter = m_lookupTime.value_or(0) + retryDelay;
 }
 
 void ProcessNameMap::resetLookup()
@@ -145,6 +158,7 @@ void ProcessNameMap::resetLookup()
     m_lookupRunning = false;
     m_lookupNeeded = false;
     m_lookupTime.reset();
+    m_retryAfter.reset();
 }
 
 bool ProcessNameMap::lookupRunning() const

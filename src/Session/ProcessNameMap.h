@@ -51,10 +51,16 @@ public:
     void resetToUserNames();
 
     // Lookup bookkeeping. beginLookup: true when the caller is to start a lookup now (it is recorded
-    // as running since `now`); false when one is running, which then asks for another when it ends.
+    // as running since `now`); false when one is running, which then asks for another when it ends,
+    // or when a failed one started less than `retryDelay` seconds ago (that request is not kept).
     bool beginLookup(double now);
-    // The running lookup ended; true when another was asked for meanwhile (the caller starts it).
+    // The running lookup ended with an answer; true when another was asked for meanwhile (the caller
+    // starts it).
     bool finishLookup();
+    // The running lookup ended without an answer: it is no longer running, and the next one may start
+    // `retryDelay` seconds after it started. Nothing when none runs.
+    void failLookup();
+    static constexpr double retryDelay = 5.0;
     // Clears running, asked-for and the start time (clearing the log; a lookup that never answered).
     void resetLookup();
     bool lookupRunning() const;
@@ -73,4 +79,5 @@ private:
     bool m_lookupRunning = false;
     bool m_lookupNeeded = false;
     std::optional<double> m_lookupTime;
+    std::optional<double> m_retryAfter; // set while lookups keep failing
 };

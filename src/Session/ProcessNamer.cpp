@@ -57,7 +57,10 @@ ProcessNamer::Outcome ProcessNamer::applyAnswer(const std::optional<QString> &ou
 
 void ProcessNamer::lookupFailed(const QString &reason)
 {
-    QF_LOG(QStringLiteral("TODO: handled: %1").arg(reason));
+    // Departure: a failed lookup used to stay "running" until the log was cleared, so after a
+    // reconnect no process was ever named again. It ends here; retries are spaced by 5 s.
+    QF_LOG(QStringLiteral("process list lookup failed: %1").arg(reason));
+    m_names.failLookup();
 }
 
 void ProcessNamer::endOfStream()

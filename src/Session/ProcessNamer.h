@@ -43,7 +43,8 @@ public:
     // Applies one answer: names to the map and to the entries waiting in `store`, pids that stayed
     // unnamed since before the lookup given up; a short answer flips "-A" and asks again.
     Outcome applyAnswer(const std::optional<QString> &output, LogStore &store);
-    // A lookup that failed stays marked as running: nothing further starts until reset().
+    // A lookup that ended without an answer (FAIL, error, lost device) ends the running lookup; the next
+    // may start on a later request, at most once every 5 s while lookups keep failing.
     void lookupFailed(const QString &reason);
 
     // End of a stream: the device's names are forgotten and "-A" is tried first again.

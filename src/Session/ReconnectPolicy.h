@@ -86,6 +86,13 @@ public:
 
     DeviceDecision chooseDevice(const QList<DeviceCandidate> &devices) const;
 
+    // Retries since the device was last seen streaming. Only the first one writes rows into the log;
+    // the rest are quiet (a diagnostic line each), so an outage does not fill the log.
+    int noteRetry() { return ++m_retries; }
+    int retries() const { return m_retries; }
+    bool quietRetry() const { return m_retries > 1; }
+    void resetRetries() { m_retries = 0; }
+
     void startReconnectTimer();
     void stopReconnectTimer();
     bool isTimerRunning() const;
@@ -101,4 +108,5 @@ private:
     bool m_autoReconnect = false;
     QString m_lastDeviceConnectedId;
     QString m_lastDeviceConnectedTitle;
+    int m_retries = 0;
 };

@@ -31,7 +31,7 @@ TEST(PidReader, HandsOverTheWholeOutputOfItsPsCommandOnce)
         // A device's complaint is output like any other; the owner decides.
         {true, QStringLiteral("SERIAL"), "OKAYbad pid '-A'\n", {QStringLiteral("pids:bad pid '-A'\n")}},
         {true, QStringLiteral("SERIAL"), "OKAYok\n\xfe\n", {QStringLiteral("pids:<absent>")}},
-        {true, QStringLiteral("SERIAL"), "OKAY", {}}, // no output: no callback
+        {true, QStringLiteral("SERIAL"), "OKAY", {QStringLiteral("pidFailed:ps ended without output")}},
     };
     for (const Case &c : cases) {
         const QString request = c.addDashArg ? QStringLiteral("shell:ps -A") : QStringLiteral("shell:ps");
@@ -42,13 +42,13 @@ TEST(PidReader, HandsOverTheWholeOutputOfItsPsCommandOnce)
     }
 }
 
-TEST(PidReader, ARefusedTransportStopsTheReaderWithoutACallback)
+TEST(PidReader, ARefusedTransportStopsTheReaderAndReportsTheFailure)
 {
     PidRun run({FS::expectRequest(QStringLiteral("host:transport:SERIAL")), FS::fail("device offline")});
     run.start();
     // The server keeps the connection open: only the reader's stop() closes it.
     ASSERT_TRUE(waitUntil([&] { return run.server.clientClosedCount() == 1 && !run.reader.isConnected(); }, 5000));
-    EXPECT_EQ(run.rec.events(), QStringList());
+    EXPECT_EQ(run.rec.events(), QStringList{QStringLiteral("pidFailed:ps ended without output")});
 }
 
 TEST(PidReader, AnUnknownReadStateStopsTheReader)
@@ -76,6 +76,8 @@ TEST(PidReader, CloseAtEveryBytePositionNeverReportsAFragment)
             expected.append(QStringLiteral("pids:p1\np2\n"));
         else if (cut >= 4 + 7)
             expected.append(QStringLiteral("pids:p1\n"));
+        else
+            expected.append(QStringLiteral("pidFailed:ps ended without output"));
         EXPECT_EQ(run.runToEnd(), expected) << "cut at " << cut;
     }
 }

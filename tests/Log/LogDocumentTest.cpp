@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "Filters/Filter.h"
 #include "Log/LogDocument.h"
 #include "support/PropertyLists.h"
 #include "support/TestEntries.h"
@@ -243,6 +244,21 @@ TEST(LogDocumentTest, RealWorldSamples)
         ASSERT_EQ(r.entries.size(), count);
         EXPECT_EQ(r.entries[row].value(field), QString::fromUtf8(value));
     }
+    // A crash from a long capture: every line of its trace is an entry of the crash's header, searchable.
+    const LogFileResult crash = readSample("long_crash_shop.log");
+    EXPECT_EQ(crash.format, LogLineFormatLong);
+    ASSERT_EQ(crash.entries.size(), 21);
+    QStringList trace;
+    for (const LogEntry &e : crash.entries.mid(6, 13)) {
+        EXPECT_EQ(fieldsOf(e).section(u'|', 0, 5), "03-14 09:26:54.020||4711|-|E|AndroidRuntime ");
+        trace.append(e.value(LogEntry::Text));
+    }
+    EXPECT_EQ(trace.first(), "FATAL EXCEPTION: main");
+    EXPECT_EQ(trace.last(), "\tat com.android.internal.os.ZygoteInit.main(ZygoteInit.java:947)");
+    EXPECT_EQ(crash.entries[19].value(LogEntry::Text), "  Force finishing activity com.example.shop/.MainActivity");
+    const Filter search = Filter::parse(QStringLiteral("text CONTAINS[cd] 'cartfragment.onitemclicked'"));
+    EXPECT_EQ(filterEntries(crash.entries, search).size(), 1);
+
     // Android Studio's copy format looks like threadtime to detection; most lines then yield nothing.
     const LogFileResult studio = readSample("studio_bugly.log");
     EXPECT_EQ(studio.format, LogLineFormatThreadTime);

@@ -139,12 +139,18 @@ TEST(LogLineParserTest, LongFormatJoinedAndParsed)
                                       "",
                                       "[ lost header ]"};
     const QList<QByteArray> joined = LogLineParser::joinLongFormatArray(lines);
-    ASSERT_EQ(joined.size(), 2);
+    ASSERT_EQ(joined.size(), 3);
     EXPECT_EQ(joined[0], "[ 01-23 14:05:06.789  1234: 5678 D/Tag ]hello");
     EXPECT_EQ(fieldsOf(parse(QString::fromUtf8(joined[0]), LogLineFormatLong)),
               "01-23 14:05:06.789||1234|5678|D|Tag |hello|");
+    // A further line of the message keeps the header's fields.
     EXPECT_EQ(fieldsOf(parse(QString::fromUtf8(joined[1]), LogLineFormatLong)),
+              "01-23 14:05:06.789||1234|5678|D|Tag |garbage|");
+    EXPECT_EQ(fieldsOf(parse(QString::fromUtf8(joined[2]), LogLineFormatLong)),
               "01-23 14:05:06.790||1234|-|I|Other |world|");
+    // The first line after a header is its message even when it looks like one.
+    EXPECT_EQ(LogLineParser::joinLongFormatArray(QList<QByteArrayView>{"[ h ]", "[ x ]", "[ y ]", "z"}),
+              (QList<QByteArray>{"[ h ][ x ]", "[ y ]z"}));
 }
 
 TEST(LogLineParserTest, DetectionAgreementCounting)

@@ -184,8 +184,8 @@ TEST_F(AppDelegateDeviceTest, StreamsPausesAndReturnsToTheSameDeviceWithoutGapsO
     ASSERT_TRUE(QTest::qWaitFor([&] { return deviceRows().size() > 20; }, 10000));
 
     // The simulator drops off the server.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
-    EXPECT_EQ(button(), "Stop");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [AWAY - RETRYING]"); }, 15000)) << title().toStdString();
+    EXPECT_EQ(button(), "Cancel");
     EXPECT_TRUE(timer->active);
     EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
     const qsizetype beforeDrop = deviceRows().size();
@@ -232,16 +232,16 @@ TEST_F(AppDelegateDeviceTest, AServerThatStopsAndComesBackBringsTheStreamBackByI
     // the window keeps retrying instead of giving up with an alert.
     LogCapture log;
     ASSERT_EQ(env().runAdb({"kill-server"}).exitCode, 0);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [PAUSED]"); }, 15000)) << title().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [AWAY - RETRYING]"); }, 15000)) << title().toStdString();
     for (int tick = 1; tick <= 3; ++tick) {
         ASSERT_TRUE(timer->active) << "gave up retrying before tick " << tick;
         app->onReconnectTimerTick();
         ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("adb server not started; retrying") == tick; }, 10000))
             << "tick " << tick << ": " << log.lines().join(" | ").toStdString();
-        EXPECT_TRUE(title().endsWith(" [PAUSED]")) << title().toStdString();
+        EXPECT_TRUE(title().endsWith(" [AWAY - RETRYING]")) << title().toStdString();
     }
     EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
-    EXPECT_EQ(button(), "Stop");
+    EXPECT_EQ(button(), "Cancel");
 
     // Someone starts it again on the same port and the device registers again: the retry finds it.
     ASSERT_EQ(env().runAdb({"start-server"}).exitCode, 0);

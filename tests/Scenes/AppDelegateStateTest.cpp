@@ -131,6 +131,39 @@ protected:
 
 } // namespace
 
+// While the device is away, only the first retry writes its "Started logging" and "Disconnected" rows;
+// each retry leaves a diagnostic line, and the window says the device is away until a line arrives.
+TEST_F(AppDelegateStateTest, RetriesWhileTheDeviceIsAwayAreQuiet)
+{
+    launchStreaming();
+    endStream();
+    ASSERT_TRUE(waitState("Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying")) << state().toStdString();
+    const auto rowsWith = [&](const QString &text) {
+        int n = 0;
+        for (const LogEntry &e : app->tableController()->model()->rows())
+            n += e.value(LogEntry::Text).startsWith(text) ? 1 : 0;
+        return n;
+    };
+    for (int retry = 1; retry <= 4; ++retry) {
+        SCOPED_TRACE(retry);
+        tickWithDevices(deviceA); // listed, but its stream ends at once (offline)
+        ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("connecting to: emu-A") == 1 + retry; }, 3000));
+        endStream();
+        ASSERT_TRUE(waitState("Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying")) << state().toStdString();
+    }
+    EXPECT_EQ(log.count("quiet retry"), 3);
+    EXPECT_EQ(rowsWith("Started logging"), 2); // the first stream and the first retry
+    EXPECT_EQ(rowsWith("Disconnected"), 2);
+
+    // The device is back: a retry's stream brings a line, and the window streams again, saying so.
+    tickWithDevices(deviceA);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("connecting to: emu-A") == 6; }, 3000));
+    EXPECT_EQ(state(), "Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying");
+    app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:06.789  1234  1234 I Tag: back\n"));
+    ASSERT_TRUE(waitState("Pixel_A - emu-A|Stop")) << state().toStdString();
+    EXPECT_EQ(rowsWith("Started logging"), 3);
+}
+
 TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
 {
     launchStreaming();
@@ -143,7 +176,7 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
 
     // Cable out: paused, still "Stop", retrying.
     endStream();
-    ASSERT_TRUE(waitState("Pixel_A - emu-A [PAUSED]|Stop|retrying")) << state().toStdString();
+    ASSERT_TRUE(waitState("Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying")) << state().toStdString();
     EXPECT_EQ(timer->lastInterval, std::chrono::milliseconds(5000));
 
     // A tick while the device is still gone (an empty list), then another device alone: neither
@@ -152,13 +185,16 @@ TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
         tickWithDevices(list);
         EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
         EXPECT_EQ(streamsStarted.load(), 1);
-        EXPECT_EQ(state(), "Pixel_A - emu-A [PAUSED]|Stop|retrying");
+        EXPECT_EQ(state(), "Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying");
     }
     EXPECT_EQ(log.count("device change - don't automatically reconnect to new device!"), 1);
 
     // The same device returns among others: streaming again, the log kept.
     addDevices(deviceB + deviceA);
     app->onReconnectTimerTick();
+    // A later retry shows the device as away until its stream brings a line.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return streamsStarted.load() == 2; }, 3000));
+    app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:06.789  1234  1234 I Tag: back\n"));
     ASSERT_TRUE(waitStreaming(2, "Pixel_A - emu-A"));
     EXPECT_EQ(streamDevice, "emu-A");
     EXPECT_EQ(state(), "Pixel_A - emu-A|Stop");

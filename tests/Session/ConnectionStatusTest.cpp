@@ -20,7 +20,7 @@ TEST(ConnectionStatusTest, ModelAndOfflineTitles)
 
     EXPECT_EQ(offlineTitle(QString(), true), "No devices connected");
     EXPECT_EQ(offlineTitle(QString(), false), "No devices connected");
-    EXPECT_EQ(offlineTitle("Pixel - 42", true), "Pixel - 42 [PAUSED]");
+    EXPECT_EQ(offlineTitle("Pixel - 42", true), "Pixel - 42 [AWAY - RETRYING]");
     EXPECT_EQ(offlineTitle("Pixel - 42", false), "Pixel - 42 [OFFLINE]");
 }
 
@@ -29,6 +29,8 @@ TEST(ConnectionStatusTest, ConnectButtonShowsStopWhileStreamingOrRetrying)
     EXPECT_EQ(connectButtonLabel(false, false), "Run");
     EXPECT_EQ(connectButtonLabel(true, false), "Stop");
     EXPECT_EQ(connectButtonLabel(false, true), "Stop");
+    EXPECT_EQ(connectButtonLabel(false, true, true), "Cancel"); // retrying an absent device
+    EXPECT_EQ(connectButtonLabel(false, false, true), "Run");
 }
 
 TEST(ConnectionStatusTest, StatusLine)

@@ -38,17 +38,17 @@ TEST_F(LogStoreTest, ReplayAfterAReconnectIsDroppedUpToTheLastTimeShown)
 
     store.endOfStream(true);
     EXPECT_TRUE(store.checkDates());
-    // a and b are older than c and dropped; lines without a time pass; c itself is kept and ends the
-    // check, so a later line with an older time passes again.
+    // a and b are older than c and dropped, and so is c, shown already with that time; lines without
+    // a time pass; d ends the check, so a later line with an older time passes again.
     commit({line("10:00:00", "a"), line("", "sep"), line("10:00:01", "b"), line("10:00:02", "c"),
             line("10:00:03", "d"), line("09:00:00", "old")});
-    EXPECT_EQ(store.numDuplicateRows(), 2u);
-    EXPECT_EQ(textsOf(store.all()), QStringList({"a", "b", "untimed", "c", "sep", "c", "d", "old"}));
+    EXPECT_EQ(store.numDuplicateRows(), 3u);
+    EXPECT_EQ(textsOf(store.all()), QStringList({"a", "b", "untimed", "c", "sep", "d", "old"}));
     EXPECT_EQ(store.lastDateReceived(), "09:00:00");
 
     // A stream of an older session ends without resetting the count; clearing keeps the last date.
     store.endOfStream(false);
-    EXPECT_EQ(store.numDuplicateRows(), 2u);
+    EXPECT_EQ(store.numDuplicateRows(), 3u);
     store.clear();
     EXPECT_EQ(store.lastDateReceived(), "09:00:00");
 
@@ -64,6 +64,40 @@ TEST_F(LogStoreTest, ReplayAfterAReconnectIsDroppedUpToTheLastTimeShown)
     EXPECT_EQ(store.endOfStream(true), "B");
     store.clearDeviceId();
     EXPECT_EQ(store.deviceId(), "");
+}
+
+// The lines of the last time are dropped from a replay as often as they were kept (a system message
+// after them does not hide them); a line of that time not seen before ends the check, as does a later one.
+TEST_F(LogStoreTest, ReplayedLinesOfTheLastTimeAreDroppedAsOftenAsTheyWereKept)
+{
+    const QString t = "10:00:05";
+    struct Case
+    {
+        const char *name;
+        std::vector<QString> replay;
+        QStringList added;
+    };
+    const std::vector<Case> cases = {
+        {"all seen", {"x", "x", "y", "z"}, {"z"}},
+        {"one more x than kept", {"x", "x", "x", "y"}, {"x", "y"}},
+        {"new line of that time", {"x", "w", "x"}, {"w", "x"}},
+        {"other pid, same text", {"x", "x", "y", "y2"}, {"y"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        LogStore s{clock};
+        std::vector<LogStore::Line> first = {line("10:00:04", "old"), line(t, "x"), line(t, "x"), line(t, "y")};
+        s.commit(first, false);
+        s.append(LogEntry::create(++idx, {"2026-01-01 00:00:00.000", "Quillfern", "---", "---", "QF", "---",
+                                           "Disconnected", ""}));
+        s.endOfStream(true);
+        std::vector<LogStore::Line> replay = {line("10:00:04", "old")};
+        for (const QString &text : c.replay)
+            replay.push_back(text == "y2" ? line(t, "y", "2") : text == "z" ? line("10:00:06", "z") : line(t, text));
+        s.commit(replay, false);
+        EXPECT_EQ(textsOf(s.all()).mid(5), c.added);
+        EXPECT_FALSE(s.checkDates());
+    }
 }
 
 TEST_F(LogStoreTest, NamelessPidsWaitAndAskFromTheirSecondLine)

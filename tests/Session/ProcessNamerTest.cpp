@@ -106,12 +106,34 @@ TEST_F(ProcessNamerTest, OneLookupAtATimeAndAFollowUpForRequestsMeanwhile)
     EXPECT_EQ(namer.requestLookups(2), std::optional<bool>(true));
     EXPECT_EQ(namer.applyAnswer(psOutput({{1, "init"}}), store).lookupWithDashA, std::optional<bool>(true));
 
-    // A failed lookup stays running: nothing new starts until reset.
-    namer.lookupFailed("boom");
-    EXPECT_EQ(namer.requestLookups(), std::nullopt);
     namer.reset();
     EXPECT_FALSE(namer.lookupRunning());
-    EXPECT_EQ(namer.requestLookups(), std::optional<bool>(true));
+}
+
+// A lookup that ends without an answer ends; while lookups keep failing they start at most every 5 s,
+// and an answer ends the spacing.
+TEST_F(ProcessNamerTest, FailedLookupsEndAndAreRetriedEveryFiveSeconds)
+{
+    ASSERT_TRUE(namer.requestLookups());
+    namer.requestLookups(); // a follow-up asked for meanwhile is dropped with the failure
+    clock.advanceMs(1000);
+    namer.lookupFailed("device offline");
+    EXPECT_FALSE(namer.lookupRunning());
+    clock.advanceMs(3999); // 4.999 s after the failed one started
+    EXPECT_EQ(namer.requestLookups(), std::nullopt);
+    EXPECT_FALSE(namer.lookupRunning());
+    clock.advanceMs(1);
+    ASSERT_EQ(namer.requestLookups(), std::optional<bool>(true));
+    namer.lookupFailed("device offline");
+    EXPECT_EQ(namer.requestLookups(), std::nullopt);
+    clock.advanceMs(5000);
+    ASSERT_TRUE(namer.requestLookups());
+    namer.applyAnswer(psOutput({{1, "init"}}), store);
+    EXPECT_EQ(namer.requestLookups(), std::optional<bool>(true)); // answered: no spacing any more
+    namer.lookupFailed("a");
+    namer.lookupFailed("twice"); // nothing runs: the spacing still counts from the failed start
+    clock.advanceMs(5000);
+    EXPECT_TRUE(namer.requestLookups());
 }
 
 TEST_F(ProcessNamerTest, ShortAnswersFlipTheDashAArgumentAndAskAgain)

@@ -18,6 +18,8 @@ struct DeviceConfig
     uint64_t seed = 0;         // 0: random content and wall-clock times
     bool oldDevice = false;    // "ps -A" fails with "bad pid", "ps" lists all
     bool crlf = false;         // shell output has every LF turned into CR LF, as an old pty does
+    bool sequence = false;     // every message is "seq N", N counting every line from 0
+    int dropCycles = 1;        // drops (and returns) of --drop-after in a row
     QSize screenSize{1080, 2400}; // pixels of "screencap -p"
     QString inputLog;          // file that records "input ..." commands, one per line
     uint32_t maxData = 256 * 1024;

@@ -8,6 +8,7 @@
 DeviceLog::DeviceLog(const DeviceConfig &config, QObject *parent)
     : QObject(parent), m_config(config), m_generator(config.seed)
 {
+    m_generator.setSequenceNumbered(m_config.sequence);
     m_generator.startInPast(m_config.buffer);
     QByteArray past;
     for (int i = 0; i < m_config.buffer; ++i) {

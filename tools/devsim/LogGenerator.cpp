@@ -262,7 +262,10 @@ qsizetype LogGenerator::appendLine(QByteArray &out)
     w.put(": ", 2);
 
     const uint64_t number = (r >> 44) % 100000;
-    if (kind < 70) {
+    if (m_sequence) {
+        w.put("seq ");
+        w.number(m_lines);
+    } else if (kind < 70) {
         w.put(kShortTexts[(r >> 40) % uint64_t(countOf(kShortTexts))]);
         w.number(number);
     } else if (kind < 82) {

@@ -33,6 +33,9 @@ public:
     // "ps" output of an old device (toolbox layout; it lists every process without -A).
     QByteArray oldProcessTable() const;
 
+    // Messages become "seq N" (N: lines written before), for checking that none is lost or doubled.
+    void setSequenceNumbered(bool on) { m_sequence = on; }
+
     // Appends one line; returns its length.
     qsizetype appendLine(QByteArray &out);
 
@@ -62,4 +65,5 @@ private:
     int64_t m_cachedSecond = -1;
     char m_secondPrefix[16] = {};
     uint64_t m_lines = 0;
+    bool m_sequence = false;
 };

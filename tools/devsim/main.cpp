@@ -92,12 +92,17 @@ int main(int argc, char **argv)
     const QCommandLineOption returnOption(QStringLiteral("return-after"),
                                           QStringLiteral("Listen again this many seconds after the drop."),
                                           QStringLiteral("seconds"));
+    const QCommandLineOption cyclesOption(QStringLiteral("drop-cycles"),
+                                          QStringLiteral("Drop and return this many times (with --drop-after)."),
+                                          QStringLiteral("n"), QStringLiteral("1"));
+    const QCommandLineOption sequenceOption(QStringLiteral("sequence"),
+                                            QStringLiteral("Every message is \"seq N\", counting lines from 0."));
     const QCommandLineOption maxDataOption(QStringLiteral("max-data"),
                                            QStringLiteral("Largest message payload the device offers."),
                                            QStringLiteral("bytes"), QString::number(256 * 1024));
     parser.addOptions({portOption, adbPortOption, adbOption, connectOption, modelOption, productOption, rateOption,
                        bufferOption, linesOption, seedOption, oldOption, crlfOption, inputLogOption, screenOption, dropOption,
-                       returnOption, maxDataOption});
+                       returnOption, cyclesOption, sequenceOption, maxDataOption});
     parser.process(app);
 
     DeviceConfig config;
@@ -110,6 +115,8 @@ int main(int argc, char **argv)
     config.oldDevice = parser.isSet(oldOption);
     config.crlf = parser.isSet(crlfOption);
     config.inputLog = parser.value(inputLogOption);
+    config.sequence = parser.isSet(sequenceOption);
+    config.dropCycles = std::max(1, parser.value(cyclesOption).toInt());
     config.screenSize = DeviceScreen::parseSize(parser.value(screenOption));
     if (!config.screenSize.isValid()) {
         err << "devsim: --screen-size wants WIDTHxHEIGHT" << Qt::endl;
@@ -149,12 +156,12 @@ int main(int argc, char **argv)
         auto *dropTimer = new QTimer(&app);
         dropTimer->setSingleShot(true);
         dropTimer->setInterval(dropMs);
-        QObject::connect(&transport, &DeviceTransport::serverConnected, dropTimer, [dropTimer] {
-            if (!dropTimer->property("fired").toBool() && !dropTimer->isActive())
+        QObject::connect(&transport, &DeviceTransport::serverConnected, dropTimer, [dropTimer, &config] {
+            if (dropTimer->property("fired").toInt() < config.dropCycles && !dropTimer->isActive())
                 dropTimer->start();
         });
         QObject::connect(dropTimer, &QTimer::timeout, &app, [&, dropTimer, returnMs] {
-            dropTimer->setProperty("fired", true);
+            dropTimer->setProperty("fired", dropTimer->property("fired").toInt() + 1);
             err << "devsim: dropping the connection" << Qt::endl;
             transport.unplug();
             if (returnMs < 0)
