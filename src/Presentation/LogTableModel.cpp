@@ -207,20 +207,20 @@ int LogTableModel::defaultColumnChars(LogEntry::Field field)
     case LogEntry::Idx:
         return 8;
     case LogEntry::Time:
-        return 23; // "2024-01-23 14:05:06.789" of the system's own lines
+        return 18; // a device line's "01-23 14:05:06.789"; the program's own longer stamps are rare
     case LogEntry::App:
         return 16;
     case LogEntry::Pid:
     case LogEntry::Tid:
         return 5;
     case LogEntry::Type:
-        return 5;
+        return 1; // one letter
     case LogEntry::Name:
         return 14;
     case LogEntry::Text:
         return 24; // the last column stretches to the window's edge from here
     case LogEntry::Note:
-        return 5;
+        return 1; // narrow until a note exists (NoteColumnChars)
     }
     return 10;
 }
@@ -253,6 +253,16 @@ QVariant LogTableModel::data(const QModelIndex &index, int role) const
         return m_appearance.font(entry.value(LogEntry::Type));
     case Qt::TextAlignmentRole:
         return field == LogEntry::Type ? int(Qt::AlignCenter) : int(Qt::AlignLeft | Qt::AlignVCenter);
+    case Qt::ToolTipRole: {
+        // The whole message (or package) that the cell cuts; a huge one is cut here too, since a
+        // tooltip of megabytes stalls the window (the message viewer shows it all).
+        if (field != LogEntry::Text && field != LogEntry::App)
+            return {};
+        const QString value = entry.value(field);
+        if (value.isEmpty())
+            return {};
+        return value.size() > MaxToolTipLength ? value.left(MaxToolTipLength) + QChar(0x2026) : value;
+    }
     case HighlightRangeRole: {
         if (m_searchText.isEmpty())
             return {};

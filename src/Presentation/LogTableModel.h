@@ -78,6 +78,10 @@ public:
     // Default header titles and widths (in characters of the table font) of each key's column.
     static QString columnTitle(LogEntry::Field field);
     static int defaultColumnChars(LogEntry::Field field);
+    // The note column's width once some row has a note.
+    static constexpr int NoteColumnChars = 16;
+    // Longer messages are cut in their tooltip.
+    static constexpr qsizetype MaxToolTipLength = 4000;
 
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;

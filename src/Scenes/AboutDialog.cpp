@@ -2,6 +2,7 @@
 #include "Scenes/AboutDialog.h"
 
 #include "BuildInfo.h"
+#include "Scenes/WindowCommands.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -10,6 +11,7 @@
 AboutDialog::AboutDialog(QWidget *parent)
     : QDialog(parent)
 {
+    WindowCommands::addCloseShortcut(this);
     setObjectName(QStringLiteral("aboutDialog"));
     setWindowTitle(tr("About Quillfern"));
 

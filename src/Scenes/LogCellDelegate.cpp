@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Scenes/LogCellDelegate.h"
 
+#include "Log/LogEntry.h"
 #include "Presentation/LogTableModel.h"
 #include "Scenes/SelectableTableView.h"
 
@@ -19,6 +20,13 @@ QColor LogCellDelegate::markColor(bool rowSelected, bool tableFocused, const QPa
     if (rowSelected && tableFocused)
         return palette.color(QPalette::Active, QPalette::Base);
     return QColor(255, 255, 0);
+}
+
+void LogCellDelegate::initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const
+{
+    QStyledItemDelegate::initStyleOption(option, index);
+    if (index.column() == LogEntry::App)
+        option->textElideMode = Qt::ElideMiddle;
 }
 
 void LogCellDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const

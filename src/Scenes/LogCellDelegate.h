@@ -18,6 +18,10 @@ public:
 
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
 
+protected:
+    // The application column is cut in the middle: a package's tail is what tells packages apart.
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override;
+
 private:
     SelectableTableView *m_table;
 };

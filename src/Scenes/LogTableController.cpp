@@ -23,6 +23,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QScrollBar>
+#include <QStyle>
 
 #include <cmath>
 
@@ -36,7 +37,10 @@ LogTableController::LogTableController(SelectableTableView *table, QObject *pare
     table->setItemDelegate(new LogCellDelegate(table));
     readSettings();
     applyDefaultColumnWidths();
+    const int narrowNote = table->horizontalHeader()->sectionSize(LogEntry::Note);
     table->setAutosaveName(QString::fromLatin1(ColumnLayoutName));
+    // A width the user gave the note column (saved with the layout) stays as it is.
+    m_noteColumnNarrow = table->horizontalHeader()->sectionSize(LogEntry::Note) <= narrowNote;
     table->setMenuDelegate(this);
 
     connect(table->verticalScrollBar(), &QScrollBar::valueChanged, this, &LogTableController::onScrolled);
@@ -57,19 +61,38 @@ LogTableController::~LogTableController()
     }
 }
 
-void LogTableController::applyDefaultColumnWidths()
+int LogTableController::columnWidth(int chars) const
 {
     const QFontMetrics metrics(m_model->appearance().font(u"D"));
-    const int charWidth = qMax(1, metrics.horizontalAdvance(QLatin1Char('0')));
+    return chars * qMax(1, metrics.horizontalAdvance(QLatin1Char('0'))) + 14;
+}
+
+void LogTableController::applyDefaultColumnWidths()
+{
     QHeaderView *header = m_table->horizontalHeader();
+    // Sized to the content, but never narrower than the column's title, which would be cut unreadably.
+    const int titleMargin = 2 * header->style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, header) + 6;
     for (int column = 0; column < LogEntry::FieldCount; ++column) {
         const auto field = LogEntry::Field(column);
-        header->resizeSection(column, LogTableModel::defaultColumnChars(field) * charWidth + 14);
+        const int titleWidth = header->fontMetrics().horizontalAdvance(LogTableModel::columnTitle(field)) + titleMargin;
+        header->resizeSection(column, qMax(columnWidth(LogTableModel::defaultColumnChars(field)), titleWidth));
     }
     // The running number is an identity, not something to read; the user can show it again.
     header->hideSection(LogEntry::Idx);
     // The message reads best as the last column, stretched to the window's edge.
     header->moveSection(header->visualIndex(LogEntry::Note), header->visualIndex(LogEntry::Text));
+}
+
+void LogTableController::widenNoteColumnOnFirstNote()
+{
+    if (!m_noteColumnNarrow)
+        return;
+    const auto &rows = m_model->rows();
+    const bool anyNote = std::any_of(rows.cbegin(), rows.cend(), [](const LogEntry &e) { return !e.fieldIsEmpty(LogEntry::Note); });
+    if (!anyNote)
+        return;
+    m_noteColumnNarrow = false;
+    m_table->horizontalHeader()->resizeSection(LogEntry::Note, columnWidth(LogTableModel::NoteColumnChars));
 }
 
 void LogTableController::showRows(QVector<LogEntry> rows)
@@ -86,6 +109,7 @@ void LogTableController::showRows(QVector<LogEntry> rows)
 
     m_isReloading = true;
     const LogTableModel::Update update = m_model->setRows(std::move(rows));
+    widenNoteColumnOnFirstNote();
     m_table->layoutNow();
 
     if (update == LogTableModel::Update::Pruned && topIdx) {
@@ -482,6 +506,7 @@ void LogTableController::onAddMessageNote()
         if (!entry.isNull())
             entry.setNote(note);
     }
+    widenNoteColumnOnFirstNote();
     m_model->repaintAll();
     m_noteSheet->done(1);
 }

@@ -166,6 +166,9 @@ private:
     void onScrolled();
     void onSelectionChanged();
     void applyDefaultColumnWidths();
+    int columnWidth(int chars) const; // in pixels, for characters of the table font
+    // The note column starts narrow and takes a readable width when the first note shows.
+    void widenNoteColumnOnFirstNote();
     void scrollRowToTop(int row, int offset);
     void centreRow(int row);
     void beep();
@@ -185,6 +188,7 @@ private:
     std::optional<EntryIdx> m_selectedLogMessage;
     int m_lastRow = -1;   // first visible row before a prune
     int m_rowCount = 0;   // rows before a prune
+    bool m_noteColumnNarrow = true;
     Collaborators m_with;
     LogTableSearch m_search;
     QPointer<MessageNoteSheet> m_noteSheet;

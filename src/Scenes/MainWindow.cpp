@@ -130,6 +130,7 @@ void MainWindow::createActions()
     a.biggerFont = make(tr("Bigger"));
     a.biggerFont->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Plus), QKeySequence(Qt::CTRL | Qt::Key_Equal)});
     a.smallerFont = make(tr("Smaller"), QKeySequence(Qt::CTRL | Qt::Key_Minus));
+    a.actualSize = make(tr("Actual Size"), QKeySequence(Qt::CTRL | Qt::Key_0));
     a.copy = make(tr("Copy"), QKeySequence::Copy);
     a.copyMessage = make(tr("Copy Message"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
     a.viewMessage = make(tr("View Message"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_V));
@@ -185,6 +186,7 @@ void MainWindow::createMenus()
     view->addSeparator();
     view->addAction(a.biggerFont);
     view->addAction(a.smallerFont);
+    view->addAction(a.actualSize);
 
     QMenu *filters = menuBar()->addMenu(tr("F&ilters"));
     filters->addAction(a.addFilter);
@@ -227,6 +229,12 @@ void MainWindow::createToolBar()
     m_searchField->setClearButtonEnabled(true);
     m_searchField->setFixedWidth(260);
     bar->addWidget(m_searchField);
+    // Escape in the box clears the search, as in every search box of the desktop.
+    auto *clearSearch = new QAction(tr("Clear Search"), m_searchField);
+    clearSearch->setShortcut(QKeySequence(Qt::Key_Escape));
+    clearSearch->setShortcutContext(Qt::WidgetShortcut);
+    connect(clearSearch, &QAction::triggered, m_searchField, &QLineEdit::clear);
+    m_searchField->addAction(clearSearch);
     bar->addAction(m_actions.preferences);
 }
 

@@ -48,6 +48,7 @@ public:
         QAction *removeFilter = nullptr;
         QAction *biggerFont = nullptr;
         QAction *smallerFont = nullptr;
+        QAction *actualSize = nullptr; // back to the default font size
         QAction *copy = nullptr;
         QAction *copyMessage = nullptr;
         QAction *viewMessage = nullptr;

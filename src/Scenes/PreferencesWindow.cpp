@@ -3,6 +3,7 @@
 
 #include "Helpers/Logger.h"
 #include "Helpers/Settings.h"
+#include "Scenes/WindowCommands.h"
 
 #include <QCheckBox>
 #include <QColorDialog>
@@ -87,6 +88,7 @@ QuillfernPreferences::QuillfernPreferences(QWidget *parent)
     : ZWPrefsWindowController(parent)
 {
     setObjectName(QStringLiteral("preferencesWindow"));
+    WindowCommands::addCloseShortcut(this);
     m_generalView = createGeneralView();
     m_appearanceView = createAppearanceView();
     loadSettings();

@@ -194,6 +194,7 @@ void QuillfernAppDelegate::connectWindow()
     connect(a.copy, &QAction::triggered, this, &QuillfernAppDelegate::copy);
     connect(a.biggerFont, &QAction::triggered, m_table.get(), &LogTableController::biggerFont);
     connect(a.smallerFont, &QAction::triggered, m_table.get(), &LogTableController::smallerFont);
+    connect(a.actualSize, &QAction::triggered, m_table.get(), &LogTableController::defaultFontSize);
     connect(a.logTagHelp, &QAction::triggered, this, &QuillfernAppDelegate::onLogTagHelp);
     connect(a.feedback, &QAction::triggered, this, &QuillfernAppDelegate::onHelpClick);
     connect(a.sharedFilters, &QAction::triggered, this, [this] { filterToolbarClicked(FilterListView::SharedFiltersSegment); });

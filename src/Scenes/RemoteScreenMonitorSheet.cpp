@@ -6,6 +6,7 @@
 #include "Android/TypeWriter.h"
 #include "Helpers/Logger.h"
 #include "Scenes/ScreenImageView.h"
+#include "Scenes/WindowCommands.h"
 
 #include <QAction>
 #include <QApplication>
@@ -49,10 +50,7 @@ RemoteScreenMonitorSheet::RemoteScreenMonitorSheet(const AdbConnectionSettings &
     createToolBar();
     configureToolbarButtons();
 
-    auto *close = new QAction(tr("Close"), this);
-    close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
-    connect(close, &QAction::triggered, this, &QWidget::close);
-    addAction(close);
+    WindowCommands::addCloseShortcut(this);
 
     // A phone's proportions until the first image says otherwise, as tall as the screen allows.
     const int available = screen() ? screen()->availableGeometry().height() : 1000;

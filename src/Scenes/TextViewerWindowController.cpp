@@ -5,6 +5,7 @@
 #include "Helpers/TextHelpers.h"
 #include "Helpers/TextUtils.h"
 #include "Scenes/TextFindBar.h"
+#include "Scenes/WindowCommands.h"
 
 #include <QAction>
 #include <QApplication>
@@ -142,10 +143,7 @@ void TextViewerWindowController::createActions()
          &TextViewerWindowController::findPrevious);
     QAction *print = make(tr("Print..."), {QKeySequence::Print}, &TextViewerWindowController::printDocument);
     QAction *pastebin = make(tr("Send to Pastebin"), {}, &TextViewerWindowController::onSendToPastebin);
-    auto *close = new QAction(tr("Close"), this);
-    close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
-    connect(close, &QAction::triggered, this, &QWidget::close);
-    addAction(close);
+    WindowCommands::addCloseShortcut(this);
 
     QToolBar *bar = addToolBar(tr("Message"));
     bar->setObjectName(QStringLiteral("viewerToolBar"));

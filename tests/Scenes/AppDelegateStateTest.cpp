@@ -7,6 +7,7 @@
 #include "Scenes/LogTableController.h"
 #include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
+#include "Scenes/PreferencesWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
 #include "Scenes/RemoteScreenMonitorSheet.h"
 #include "Session/DeviceScreenDatasource.h"
@@ -17,6 +18,7 @@
 #include "support/ManualTime.h"
 
 #include <QAction>
+#include <QHeaderView>
 #include <QFileInfo>
 #include <QClipboard>
 #include <QGuiApplication>
@@ -40,6 +42,7 @@ protected:
     void SetUp() override
     {
         Settings::remove(SettingsKey::predicates);
+        Settings::remove(QString::fromLatin1(LogTableController::ColumnLayoutName)); // the default columns
         server.useForClient();
         QuillfernAppDelegate::Options options;
         auto ownedTimer = std::make_unique<ManualTimer>();
@@ -313,6 +316,57 @@ TEST_F(AppDelegateStateTest, StatusLineFollowsRowsAndFilter)
     for (const auto &[act, shown] : steps) {
         act();
         EXPECT_TRUE(QTest::qWaitFor([&] { return status->text().startsWith(shown); }, 3000)) << shown.toStdString();
+    }
+}
+
+TEST_F(AppDelegateStateTest, ReadableByDefault)
+{
+    launchStreaming();
+    const QString message = QStringLiteral("a message longer than its column ").repeated(8);
+    app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:01.789  1234  5678 W Tag: %1").arg(message));
+    LogTableModel *model = app->tableController()->model();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model->rowCount() == 2; }, 3000));
+
+    // Level one letter wide, the note column narrow until a note exists; the whole message as a tooltip.
+    QHeaderView *header = app->window()->logTable()->horizontalHeader();
+    EXPECT_LT(header->sectionSize(LogEntry::Type), header->sectionSize(LogEntry::Pid));
+    const int narrowNote = header->sectionSize(LogEntry::Note);
+    EXPECT_LE(narrowNote, header->sectionSize(LogEntry::Type));
+    EXPECT_EQ(model->index(1, LogEntry::Text).data(Qt::ToolTipRole).toString(), " " + message);
+    EXPECT_FALSE(model->index(1, LogEntry::Pid).data(Qt::ToolTipRole).isValid());
+    model->rows().back().setNote(QStringLiteral("seen"));
+    app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:02.789  1234  5678 W Tag: next"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return header->sectionSize(LogEntry::Note) > 3 * narrowNote; }, 3000));
+
+    // Ctrl+0 undoes Bigger; Escape empties the search box.
+    const int rowHeight = app->tableController()->rowHeightPixels();
+    app->window()->actions().biggerFont->trigger();
+    ASSERT_GT(app->tableController()->rowHeightPixels(), rowHeight);
+    EXPECT_EQ(app->window()->actions().actualSize->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_0));
+    app->window()->actions().actualSize->trigger();
+    EXPECT_EQ(app->tableController()->rowHeightPixels(), rowHeight);
+    QLineEdit *search = app->window()->searchField();
+    search->setText(QStringLiteral("Tag"));
+    search->setFocus();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return search->hasFocus(); }, 3000));
+    QTest::keyClick(search, Qt::Key_Escape);
+    EXPECT_TRUE(search->text().isEmpty());
+
+    // Every secondary window closes with Ctrl+W (the offscreen platform does not activate a second
+    // window, so the command is found by its key and triggered).
+    app->preferences();
+    app->showTextViewer(QStringLiteral("text"));
+    for (QWidget *window : {static_cast<QWidget *>(QuillfernPreferences::sharedPrefsWindowController()),
+                            static_cast<QWidget *>(app->textViewer())}) {
+        SCOPED_TRACE(window->metaObject()->className());
+        ASSERT_TRUE(window->isVisible());
+        const QList<QAction *> actions = window->actions();
+        const auto close = std::find_if(actions.begin(), actions.end(), [](QAction *a) {
+            return a->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_W);
+        });
+        ASSERT_NE(close, actions.end());
+        (*close)->trigger();
+        EXPECT_FALSE(window->isVisible());
     }
 }
 
