@@ -295,16 +295,23 @@ QMessageBox *MainWindow::showAlert(const QString &message, const QString &inform
     return ask(message, informativeText, tr("OK"), QString(), [](bool) {});
 }
 
-QMessageBox *MainWindow::ask(const QString &message, const QString &informativeText, const QString &acceptText,
-                             const QString &rejectText, std::function<void(bool)> done)
+// A window-modal warning box of this window, deleted when closed.
+static QMessageBox *questionBox(QWidget *window, const QString &message, const QString &informativeText)
 {
-    auto *box = new QMessageBox(this);
+    auto *box = new QMessageBox(window);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::WindowModal);
     box->setWindowTitle(QApplication::applicationDisplayName());
     box->setIcon(QMessageBox::Warning);
     box->setText(message);
     box->setInformativeText(informativeText);
+    return box;
+}
+
+QMessageBox *MainWindow::ask(const QString &message, const QString &informativeText, const QString &acceptText,
+                             const QString &rejectText, std::function<void(bool)> done)
+{
+    QMessageBox *box = questionBox(this, message, informativeText);
     QPushButton *accept = box->addButton(acceptText, QMessageBox::AcceptRole);
     if (!rejectText.isNull())
         box->setDefaultButton(box->addButton(rejectText, QMessageBox::RejectRole));
@@ -320,13 +327,7 @@ QMessageBox *MainWindow::ask(const QString &message, const QString &informativeT
 QMessageBox *MainWindow::askChoice(const QString &message, const QString &informativeText,
                                    const QStringList &buttons, std::function<void(int)> done)
 {
-    auto *box = new QMessageBox(this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setWindowModality(Qt::WindowModal);
-    box->setWindowTitle(QApplication::applicationDisplayName());
-    box->setIcon(QMessageBox::Warning);
-    box->setText(message);
-    box->setInformativeText(informativeText);
+    QMessageBox *box = questionBox(this, message, informativeText);
     QList<QAbstractButton *> added;
     for (const QString &title : buttons)
         added.append(box->addButton(title, QMessageBox::ActionRole));
