@@ -80,7 +80,7 @@ void RemoteScreenMonitorSheet::createToolBar()
     };
     m_autoRefreshItem = add(tr("Stop"), QIcon(), &RemoteScreenMonitorSheet::onToggleAutoRefresh);
     m_snapshotItem = add(tr("Snapshot"), s->standardIcon(QStyle::SP_BrowserReload), &RemoteScreenMonitorSheet::takeSnapshot);
-    add(tr("Menu"), s->standardIcon(QStyle::SP_TitleBarMenuButton), &RemoteScreenMonitorSheet::menuKey);
+    add(tr("Menu"), s->standardIcon(QStyle::SP_FileDialogListView), &RemoteScreenMonitorSheet::menuKey);
     add(tr("Home"), s->standardIcon(QStyle::SP_DirHomeIcon), &RemoteScreenMonitorSheet::homeKey);
     add(tr("Back"), s->standardIcon(QStyle::SP_ArrowBack), &RemoteScreenMonitorSheet::backKey);
     QAction *copy = add(tr("Copy"), s->standardIcon(QStyle::SP_FileDialogContentsView),

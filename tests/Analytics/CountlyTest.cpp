@@ -92,14 +92,12 @@ TEST_F(CountlyTest, SessionStartCarriesTheTemplateAndTheLinuxMetrics)
     EXPECT_EQ(request.query, "app_key=" + AppKey.toLatin1() + "&device_id=" + DeviceId.toLatin1() +
                                  "&timestamp=1700000000&sdk_version=15.06.01&begin_session=1&metrics=" +
                                  QUrl::toPercentEncoding(QString::fromUtf8(metrics)));
-    const QJsonObject sent = QJsonDocument::fromJson(request.param(QStringLiteral("metrics")).toUtf8()).object();
+    QJsonObject sent = QJsonDocument::fromJson(request.param(QStringLiteral("metrics")).toUtf8()).object();
+    EXPECT_FALSE(sent.take(QStringLiteral("_device")).toString().isEmpty());
     // No screen in this program: no "_resolution"; never a "_carrier".
-    EXPECT_EQ(sent.keys(), QStringList({"_app_version", "_device", "_locale", "_os", "_os_version"}));
-    EXPECT_EQ(sent[QStringLiteral("_os")], QStringLiteral("Linux"));
-    EXPECT_EQ(sent[QStringLiteral("_os_version")], QSysInfo::productVersion());
-    EXPECT_EQ(sent[QStringLiteral("_app_version")], QStringLiteral("1.2.3"));
-    EXPECT_FALSE(sent[QStringLiteral("_device")].toString().isEmpty());
-    EXPECT_EQ(sent[QStringLiteral("_locale")], QLocale::system().name());
+    EXPECT_EQ(QJsonDocument(sent).toJson(QJsonDocument::Compact),
+              QStringLiteral(R"({"_app_version":"1.2.3","_locale":"%1","_os":"Linux","_os_version":"%2"})")
+                  .arg(QLocale::system().name(), QSysInfo::productVersion()).toUtf8());
 }
 
 TEST_F(CountlyTest, SessionTimelineWithEventsInTensAndSuspension)

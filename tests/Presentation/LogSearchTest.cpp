@@ -91,14 +91,3 @@ TEST(LogSearchTest, BlocksFindWhatValueByValueMatchingFinds)
         EXPECT_EQ(LogSearch::find(rows, c.text, c.selected, c.direction).row, c.row);
     }
 }
-
-TEST(LogSearchTest, CheckSearchIndexWrapsBothEnds)
-{
-    bool wrapped = false;
-    EXPECT_EQ(LogSearch::checkSearchIndex(5, 5, &wrapped), 0);
-    EXPECT_TRUE(wrapped);
-    EXPECT_EQ(LogSearch::checkSearchIndex(-1, 5, &wrapped), 4);
-    EXPECT_TRUE(wrapped);
-    EXPECT_EQ(LogSearch::checkSearchIndex(3, 5, &wrapped), 3);
-    EXPECT_FALSE(wrapped);
-}

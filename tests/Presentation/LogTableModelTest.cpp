@@ -185,13 +185,6 @@ TEST(LogTableModelTest, FollowRuleComparesAsUnsigned)
         EXPECT_EQ(LogTableModel::followAfterScroll(row, rows), follows) << row << " of " << rows;
 }
 
-TEST(LogTableModelTest, RowAfterPruneKeepsTheReadersLine)
-{
-    // 1000 rows dropped above a reader looking at row 4200 of 55000.
-    EXPECT_EQ(LogTableModel::rowAfterPrune(54000, 55000, 4200), 3200);
-    EXPECT_EQ(LogTableModel::rowAfterPrune(54000, 55000, 500), -500);
-}
-
 TEST(LogTableModelTest, CopyTextIsOneTabSeparatedLinePerRowWithoutLineBreaksInside)
 {
     const QList<LogEntry> rows = {testEntry({.idx = 1, .app = "a", .text = " one\ntwo\r\n", .note = "n"}),

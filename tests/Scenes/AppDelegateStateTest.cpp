@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The connection states of the main window, played with a scripted ADB server for the device list
 // and a log stream driven by the test (no adb, no device): titles, the Run/Stop item, the 5-second
-// retry that only returns to the last device, the alerts and the device picker.
+// retry that only returns to the last device and the alerts. The picker is DeviceChoiceControllerTest's.
 #include "Android/AdbProtocol.h"
 #include "Helpers/Settings.h"
 #include "Scenes/LogTableController.h"
-#include "Scenes/DevicePickerSheet.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/PreferencesWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
@@ -134,75 +133,60 @@ protected:
 
 } // namespace
 
-// While the device is away, only the first retry writes its "Started logging" and "Disconnected" rows;
-// each retry leaves a diagnostic line, and the window says the device is away until a line arrives.
-TEST_F(AppDelegateStateTest, RetriesWhileTheDeviceIsAwayAreQuiet)
+TEST_F(AppDelegateStateTest, StreamPauseQuietRetriesReturnAndStop)
 {
     launchStreaming();
-    endStream();
-    ASSERT_TRUE(waitState("Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying")) << state().toStdString();
+    EXPECT_EQ(streamDevice, "emu-A");
+    EXPECT_TRUE(app->autoReconnect());
+    // The first stream of a run starts from an empty log with the start line.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() == 1; }, 3000));
+    EXPECT_TRUE(lastRowText().contains("Started logging emu-A"));
     const auto rowsWith = [&](const QString &text) {
         int n = 0;
         for (const LogEntry &e : app->tableController()->model()->rows())
             n += e.value(LogEntry::Text).startsWith(text) ? 1 : 0;
         return n;
     };
+
+    // Cable out: paused, "Cancel", retrying every 5 s.
+    const QString away = "Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying";
+    endStream();
+    ASSERT_TRUE(waitState(away)) << state().toStdString();
+    EXPECT_EQ(timer->lastInterval, std::chrono::milliseconds(5000));
+
+    // Listed, but each stream ends at once (offline): only the first retry writes its "Started
+    // logging" and "Disconnected" rows; each later one leaves a diagnostic line.
     for (int retry = 1; retry <= 4; ++retry) {
         SCOPED_TRACE(retry);
-        tickWithDevices(deviceA); // listed, but its stream ends at once (offline)
+        tickWithDevices(deviceA);
         ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("connecting to: emu-A") == 1 + retry; }, 3000));
         endStream();
-        ASSERT_TRUE(waitState("Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying")) << state().toStdString();
+        ASSERT_TRUE(waitState(away)) << state().toStdString();
     }
     EXPECT_EQ(log.count("quiet retry"), 3);
     EXPECT_EQ(rowsWith("Started logging"), 2); // the first stream and the first retry
     EXPECT_EQ(rowsWith("Disconnected"), 2);
 
-    // The device is back: a retry's stream brings a line, and the window streams again, saying so.
-    tickWithDevices(deviceA);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("connecting to: emu-A") == 6; }, 3000));
-    EXPECT_EQ(state(), "Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying");
-    app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:06.789  1234  1234 I Tag: back\n"));
-    ASSERT_TRUE(waitState("Pixel_A - emu-A|Stop")) << state().toStdString();
-    EXPECT_EQ(rowsWith("Started logging"), 3);
-}
-
-TEST_F(AppDelegateStateTest, StreamPauseReturnAndStop)
-{
-    launchStreaming();
-    EXPECT_EQ(streamDevice, "emu-A");
-    EXPECT_EQ(state(), "Pixel_A - emu-A|Stop");
-    EXPECT_TRUE(app->autoReconnect());
-    // The first stream of a run starts from an empty log with the start line.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() == 1; }, 3000));
-    EXPECT_TRUE(lastRowText().contains("Started logging emu-A"));
-
-    // Cable out: paused, still "Stop", retrying.
-    endStream();
-    ASSERT_TRUE(waitState("Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying")) << state().toStdString();
-    EXPECT_EQ(timer->lastInterval, std::chrono::milliseconds(5000));
-
-    // A tick while the device is still gone (an empty list), then another device alone: neither
-    // alerts nor is taken.
+    // A tick while the device is gone (an empty list), then another device alone: neither alerts nor
+    // is taken.
     for (const QByteArray &list : {QByteArray(), deviceB}) {
         tickWithDevices(list);
         EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
-        EXPECT_EQ(streamsStarted.load(), 1);
-        EXPECT_EQ(state(), "Pixel_A - emu-A [AWAY - RETRYING]|Cancel|retrying");
+        EXPECT_EQ(streamDevice, "emu-A");
+        EXPECT_EQ(state(), away);
     }
     EXPECT_EQ(log.count("device change - don't automatically reconnect to new device!"), 1);
 
-    // The same device returns among others: streaming again, the log kept.
-    addDevices(deviceB + deviceA);
-    app->onReconnectTimerTick();
-    // A later retry shows the device as away until its stream brings a line.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return streamsStarted.load() == 2; }, 3000));
+    // The same device returns among others: away until its stream brings a line, then streaming again,
+    // saying so, the log kept.
+    tickWithDevices(deviceB + deviceA);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return log.count("connecting to: emu-A") == 6; }, 3000));
+    EXPECT_EQ(state(), away);
     app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:06.789  1234  1234 I Tag: back\n"));
-    ASSERT_TRUE(waitStreaming(2, "Pixel_A - emu-A"));
+    ASSERT_TRUE(waitState("Pixel_A - emu-A|Stop")) << state().toStdString();
     EXPECT_EQ(streamDevice, "emu-A");
-    EXPECT_EQ(state(), "Pixel_A - emu-A|Stop");
+    EXPECT_EQ(rowsWith("Started logging"), 3);
     EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr); // no picker either
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->tableController()->model()->rowCount() >= 3; }, 3000));
 
     // Stop while streaming: offline.
     app->window()->actions().connect->trigger();
@@ -227,20 +211,6 @@ TEST_F(AppDelegateStateTest, StopWhilePausedGoesOfflineAtOnceAndRunTakesAnotherD
     addDevices(deviceB);
     app->onConnectButtonPressed();
     ASSERT_TRUE(waitStreaming(2, "Pixel_B - emu-B"));
-    EXPECT_EQ(streamDevice, "emu-B");
-}
-
-TEST_F(AppDelegateStateTest, TwoDevicesAtLaunchStreamThePickedOne)
-{
-    addDevices(deviceA + deviceB);
-    launch();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return app->devicePickerSheet() && app->devicePickerSheet()->isVisible(); }, 5000));
-    EXPECT_EQ(state(), "No devices connected|Run");
-    DevicePickerSheet *picker = app->devicePickerSheet();
-    ASSERT_EQ(picker->deviceTitles().value(1), "Pixel_B - emu-B");
-    picker->setSelectedIndex(1);
-    picker->connectButton()->click();
-    ASSERT_TRUE(waitStreaming(1, "Pixel_B - emu-B"));
     EXPECT_EQ(streamDevice, "emu-B");
 }
 

@@ -85,16 +85,14 @@ TEST_F(CrashReportSheetTest, SendQueuesTheCrashPostAndEitherAnswerRemovesTheRepo
         if (request.method == "POST")
             posts << request;
     ASSERT_EQ(posts.size(), 1);
-    const QJsonObject crash = QJsonDocument::fromJson(posts[0].param(QStringLiteral("crash")).toUtf8()).object();
-    EXPECT_EQ(crash.keys(), QStringList({"_app_version", "_custom", "_device", "_error", "_logs", "_name", "_nonfatal",
-                                         "_os", "_os_version", "_run"}));
-    EXPECT_EQ(crash[QStringLiteral("_name")], QStringLiteral("SIGSEGV"));
-    EXPECT_EQ(crash[QStringLiteral("_error")], QStringLiteral("quillfern(+0x1)[0x2]\nlibc.so.6(+0x3)[0x4]"));
-    EXPECT_EQ(crash[QStringLiteral("_logs")], QStringLiteral("line one\nline two"));
-    EXPECT_EQ(crash[QStringLiteral("_nonfatal")], false);
-    EXPECT_EQ(crash[QStringLiteral("_run")], 42);
-    EXPECT_EQ(crash[QStringLiteral("_app_version")], QStringLiteral("0.1.0")) << "the version that crashed";
-    EXPECT_EQ(crash[QStringLiteral("_custom")][QStringLiteral("revision")], QStringLiteral("abc1234"));
+    QJsonObject crash = QJsonDocument::fromJson(posts[0].param(QStringLiteral("crash")).toUtf8()).object();
+    for (const char *machine : {"_device", "_os", "_os_version"}) // this machine's: only their presence is fixed
+        EXPECT_FALSE(crash.take(QLatin1String(machine)).toString().isEmpty()) << machine;
+    // The version that crashed, not the running one.
+    EXPECT_EQ(QJsonDocument(crash).toJson(QJsonDocument::Compact),
+              R"({"_app_version":"0.1.0","_custom":{"revision":"abc1234"},)"
+              R"("_error":"quillfern(+0x1)[0x2]\nlibc.so.6(+0x3)[0x4]","_logs":"line one\nline two",)"
+              R"("_name":"SIGSEGV","_nonfatal":false,"_run":42})");
 }
 
 TEST_F(CrashReportSheetTest, WithoutAServerTheFiveNewestStayAndTheLogNamesThem)
