@@ -37,9 +37,7 @@ TEST(AdbProtocol, HexDataToIntegerDecodesTheFourByteLengthField)
 {
     EXPECT_EQ(hexDataToInteger("000c"), 12u);
     EXPECT_EQ(hexDataToInteger("ffff"), 0xffffu);
-    EXPECT_EQ(hexDataToInteger("00\xff"
-                               "1"),
-              0u); // not UTF-8
+    EXPECT_EQ(hexDataToInteger("00\xff" "1"), 0u); // not UTF-8
     EXPECT_EQ(hexDataToInteger(" 12 "), 0x12u);
 }
 
@@ -51,13 +49,9 @@ TEST(AdbProtocol, StringFromDataIsAbsentForInvalidUtf8)
     EXPECT_EQ(stringFromData("\xc3\xa9"), QStringLiteral("\u00e9"));
     EXPECT_EQ(stringFromData("\xef\xbb\xbfx"), QStringLiteral("\ufeffx")); // a BOM stays a character
 
-    EXPECT_FALSE(stringFromData("ab\xff"
-                                "cd")
-                     .has_value());                               // invalid byte
-    EXPECT_FALSE(stringFromData("ab\xc3").has_value());           // truncated sequence at the end
-    EXPECT_FALSE(stringFromData("\xc0\xaf").has_value());         // overlong
-    EXPECT_FALSE(stringFromData("\xed\xa0\x80").has_value());     // encoded surrogate
-    EXPECT_FALSE(stringFromData("\xf4\x90\x80\x80").has_value()); // above U+10FFFF
+    // An invalid byte, a sequence cut at the end, an overlong form, an encoded surrogate, beyond U+10FFFF.
+    for (const char *bad : {"ab\xff" "cd", "ab\xc3", "\xc0\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80"})
+        EXPECT_FALSE(stringFromData(bad).has_value()) << QByteArray(bad).toHex().constData();
 }
 
 TEST(AdbProtocol, DecoderDoesNotCarryStateFromOneLineToTheNext)

@@ -4,13 +4,11 @@
 #include "Android/AdbProtocol.h"
 #include "Android/DeviceListReader.h"
 #include "Android/LogReader.h"
-#include "support/AdbRecorders.h"
-#include "support/FakeAdbServer.h"
+#include "support/AdbReaderRun.h"
 
 #include <gtest/gtest.h>
 
 #include <QRandomGenerator>
-#include <QTest>
 
 namespace {
 
@@ -56,20 +54,14 @@ QStringList expectedLogReaderEvents(const QByteArray &reply)
 TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
 {
     QRandomGenerator rng(20240611);
-    FakeAdbServer server; // one server, one script per round
     for (int round = 0; round < 300; ++round) {
-        QByteArray reply = hostileReply(rng);
-        server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")), FakeAdbServer::reply(reply),
-                          FakeAdbServer::close()});
-        LogReaderRecorder rec;
-        LogReader reader;
-        reader.setConnectionSettings(server.connectionSettings());
-        reader.setDeviceId(QStringLiteral("S"));
-        reader.setDelegate(&rec);
-        reader.connect();
-        ASSERT_TRUE(waitUntil([&] { return rec.count(QStringLiteral("stopped")) > 0; }, 5000))
+        const QByteArray reply = hostileReply(rng);
+        ReaderRun<LogReader, LogReaderRecorder> run({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")),
+                                                     FakeAdbServer::reply(reply), FakeAdbServer::close()});
+        run.start(QStringLiteral("S"));
+        ASSERT_TRUE(waitUntil([&] { return run.rec.count(QStringLiteral("stopped")) > 0; }, 5000))
             << "round " << round << " reply " << reply.toHex().toStdString();
-        const QStringList events = rec.events();
+        const QStringList events = run.rec.events();
         if (!reply.startsWith("OKAY")) {
             EXPECT_EQ(events, expectedLogReaderEvents(reply)) << "reply " << reply.toHex().toStdString();
         } else {
@@ -83,20 +75,14 @@ TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
 TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
 {
     QRandomGenerator rng(77);
-    FakeAdbServer server;
     for (int round = 0; round < 300; ++round) {
         QByteArray reply = hostileReply(rng);
         if (rng.bounded(2) == 0)
             reply.prepend("OKAY");
-        server.addScript({FakeAdbServer::expectRequest(QStringLiteral("host:devices")), FakeAdbServer::reply(reply),
-                          FakeAdbServer::close()});
-        DeviceListReaderRecorder rec;
-        DeviceListReader reader;
-        reader.setConnectionSettings(server.connectionSettings());
-        reader.setDelegate(&rec);
-        reader.connect();
-        ASSERT_TRUE(waitUntil([&] { return server.allScriptsDone() && !reader.isConnected(); }, 5000))
-            << "reply " << reply.toHex().toStdString();
+        ReaderRun<DeviceListReader, DeviceListReaderRecorder> run(
+            {FakeAdbServer::expectRequest(QStringLiteral("host:devices")), FakeAdbServer::reply(reply),
+             FakeAdbServer::close()});
+        const QStringList events = run.runToEnd();
         // Model of the reader: OKAY, four length digits, then exactly that many bytes.
         QStringList expected;
         if (reply.startsWith("OKAY") && reply.size() >= 8) {
@@ -107,7 +93,7 @@ TEST(AdbReplyFuzz, DeviceListReaderNeverReportsMoreThanOnce)
                 expected.append(QStringLiteral("devices:") +
                                 AdbProtocol::stringFromData(reply.mid(8, length)).value_or(QStringLiteral("<absent>")));
         }
-        EXPECT_EQ(rec.events(), expected) << "reply " << reply.toHex().toStdString();
+        EXPECT_EQ(events, expected) << "reply " << reply.toHex().toStdString();
     }
 }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Android/AsyncSocket.h"
+#include "support/AdbRecorders.h"
 #include "support/FakeAdbServer.h"
 
 #include <gtest/gtest.h>
 
-#include <QMutex>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTest>
@@ -16,40 +16,26 @@
 
 namespace {
 
-// Every callback as one text, in order; the threads they came on (read from another thread too).
-struct Recorder : AsyncSocketDelegate
+// Every callback as one text, in order, with the thread it came on (AdbEventLog).
+struct Recorder : AsyncSocketDelegate, AdbEventLog
 {
-    QStringList events;
     std::optional<AdbError> error;
     int disconnects = 0;
-    QList<QThread *> threads; // guarded by mutex
-    mutable QMutex mutex;
     std::function<void(QByteArrayView, long)> onRead;
 
-    void note(const QString &event)
-    {
-        QMutexLocker lock(&mutex);
-        threads.append(QThread::currentThread());
-        events.append(event);
-    }
-    qsizetype threadCount() const
-    {
-        QMutexLocker lock(&mutex);
-        return threads.size();
-    }
-    void didConnect(const QString &host, quint16) override { note("connect:" + host); }
+    void didConnect(const QString &host, quint16) override { add("connect:" + host); }
     void didRead(QByteArrayView data, long tag) override
     {
-        note(QStringLiteral("read:%1:%2").arg(tag).arg(QString::fromLatin1(data)));
+        add(QStringLiteral("read:%1:%2").arg(tag).arg(QString::fromLatin1(data)));
         if (onRead)
             onRead(data, tag);
     }
-    void didWrite(long tag) override { note(QStringLiteral("write:%1").arg(tag)); }
+    void didWrite(long tag) override { add(QStringLiteral("write:%1").arg(tag)); }
     void didDisconnect(const std::optional<AdbError> &e) override
     {
         ++disconnects;
         error = e;
-        note(e ? QStringLiteral("disconnect:%1").arg(e->code) : QStringLiteral("disconnect:none"));
+        add(e ? QStringLiteral("disconnect:%1").arg(e->code) : QStringLiteral("disconnect:none"));
     }
 };
 
@@ -84,7 +70,7 @@ protected:
     bool connect() { return socket->connectToHost("127.0.0.1", peer.server.serverPort()); }
     bool waitEvents(qsizetype n, int timeoutMs = 5000)
     {
-        return QTest::qWaitFor([&] { return rec.events.size() >= n; }, timeoutMs);
+        return QTest::qWaitFor([&] { return rec.size() >= n; }, timeoutMs);
     }
     bool waitDisconnect(int timeoutMs = 5000)
     {
@@ -123,7 +109,7 @@ TEST_F(AsyncSocketTest, ServesQueuedReadsInRequestOrderWithTheirTagsAndIgnoresEm
         QCoreApplication::processEvents();
     }
     ASSERT_TRUE(waitEvents(5));
-    EXPECT_EQ(rec.events.join(u'|'), "connect:127.0.0.1|read:10:OKAY|read:11:line one\n|read:12:xxIENxIEND|read:13:\x12\x34");
+    EXPECT_EQ(rec.events().join(u'|'), "connect:127.0.0.1|read:10:OKAY|read:11:line one\n|read:12:xxIENxIEND|read:13:\x12\x34");
 }
 
 TEST_F(AsyncSocketTest, DeliversEveryLineOfALargeBurstOnceAndInOrder)
@@ -206,7 +192,7 @@ TEST_F(AsyncSocketTest, CompletesWritesInOrderWithTheirTags)
     EXPECT_TRUE(QTest::qWaitFor([&] { return (all += peer.socket->readAll()).size() >= 16 + (1 << 20); }, 5000));
     EXPECT_EQ(all.left(16), QByteArray("000chost:devices"));
     ASSERT_TRUE(waitEvents(4));
-    EXPECT_EQ(rec.events.mid(1).join(u'|'), "write:1|write:2|write:3");
+    EXPECT_EQ(rec.events().mid(1).join(u'|'), "write:1|write:2|write:3");
 }
 
 TEST_F(AsyncSocketTest, PeerCloseServesCompleteReadsThenReportsCode7AndDropsThePartialLine)
@@ -218,7 +204,7 @@ TEST_F(AsyncSocketTest, PeerCloseServesCompleteReadsThenReportsCode7AndDropsTheP
     peer.socket->write("a\nb\nno line feed");
     peer.socket->disconnectFromHost();
     ASSERT_TRUE(waitDisconnect());
-    EXPECT_EQ(rec.events.join(u'|'), "connect:127.0.0.1|read:0:a\n|read:1:b\n|disconnect:7");
+    EXPECT_EQ(rec.events().join(u'|'), "connect:127.0.0.1|read:0:a\n|read:1:b\n|disconnect:7");
     EXPECT_EQ(rec.error->domain, AsyncSocket::errorDomain);
     EXPECT_FALSE(socket->isConnected());
 }
@@ -238,7 +224,7 @@ TEST_F(AsyncSocketTest, RefusedConnectionCarriesTheSystemError)
     ASSERT_TRUE(socket->connectToHost("127.0.0.1", closedPort()));
     EXPECT_FALSE(socket->isConnected());
     ASSERT_TRUE(waitDisconnect());
-    EXPECT_EQ(rec.events, QStringList{QStringLiteral("disconnect:%1").arg(ECONNREFUSED)});
+    EXPECT_EQ(rec.events(), QStringList{QStringLiteral("disconnect:%1").arg(ECONNREFUSED)});
     EXPECT_EQ(rec.error->domain, "posix");
     EXPECT_EQ(rec.error->description, "Connection refused");
 }
@@ -256,7 +242,7 @@ TEST_F(AsyncSocketTest, LocalDisconnectReportsOnceWithoutErrorAndDropsQueuedRead
     peer.socket->write("OKAY");
     ASSERT_TRUE(waitDisconnect());
     ASSERT_TRUE(peer.waitClosed()); // once the peer has seen the close, nothing can be read any more
-    EXPECT_EQ(rec.events.join(u'|'), "connect:127.0.0.1|disconnect:none");
+    EXPECT_EQ(rec.events().join(u'|'), "connect:127.0.0.1|disconnect:none");
 }
 
 TEST_F(AsyncSocketTest, DisconnectWhileConnectingReportsWithoutError)
@@ -265,7 +251,7 @@ TEST_F(AsyncSocketTest, DisconnectWhileConnectingReportsWithoutError)
     ASSERT_TRUE(socket->connectToHost("192.0.2.1", 5037));
     socket->disconnect();
     ASSERT_TRUE(waitDisconnect());
-    EXPECT_EQ(rec.events, QStringList{"disconnect:none"});
+    EXPECT_EQ(rec.events(), QStringList{"disconnect:none"});
 }
 
 TEST_F(AsyncSocketTest, ReadTimeoutClosesWithCode4AndNegativeMeansNone)
@@ -304,7 +290,7 @@ TEST_F(AsyncSocketTest, DisposingFromInsideACallbackStopsFurtherCallbacks)
     peer.socket->write("ab");
     ASSERT_TRUE(waitEvents(2));
     ASSERT_TRUE(peer.waitClosed());
-    EXPECT_EQ(rec.events.join(u'|'), "connect:127.0.0.1|read:1:a");
+    EXPECT_EQ(rec.events().join(u'|'), "connect:127.0.0.1|read:1:a");
 }
 
 TEST_F(AsyncSocketTest, CallbacksArriveOnTheThreadThatConnected)
@@ -323,10 +309,10 @@ TEST_F(AsyncSocketTest, CallbacksArriveOnTheThreadThatConnected)
     });
     ASSERT_TRUE(peer.accept());
     peer.socket->write("OKAY");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.threadCount() == 2; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 2; }, 5000));
     onWorker->disconnect(); // from the test's thread: carried over to the worker
-    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.threadCount() == 3; }, 5000));
-    for (QThread *t : rec.threads)
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 3; }, 5000));
+    for (QThread *t : rec.threads())
         EXPECT_EQ(t, &worker);
     QMetaObject::invokeMethod(&anchor, [&] { onWorker->dispose(); }, Qt::BlockingQueuedConnection);
     worker.quit();

@@ -49,16 +49,6 @@ TEST(DeviceListReader, UnreachableServerReportsCode0)
     EXPECT_FALSE(run.reader.isConnecting());
 }
 
-TEST(DeviceListReader, CloseAtEveryBytePosition)
-{
-    const QByteArray full = "OKAY0004ab\n\n";
-    for (qsizetype cut = 0; cut <= full.size(); ++cut) {
-        ListRun run(devicesScript(full.left(cut)));
-        const QStringList expected = cut == full.size() ? QStringList{QStringLiteral("devices:ab\n\n")} : QStringList();
-        EXPECT_EQ(run.runToEnd(), expected) << "cut at " << cut;
-    }
-}
-
 TEST(DeviceNameReader, ReportsTheFirstNonEmptyLineOrNothing)
 {
     const QList<QPair<QByteArray, QStringList>> cases = {

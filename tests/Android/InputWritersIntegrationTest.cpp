@@ -56,9 +56,6 @@ TEST_F(InputWritersTest, TextAndKeysGoOutInBatchesOfOneKindEscapedAsTheShellNeed
     EXPECT_FALSE(type.sendKeyEvent(QStringLiteral("a b"), false));
     EXPECT_EQ(newCommands(1), QStringList({QStringLiteral("input text a%sb")}));
 
-    EXPECT_FALSE(type.sendKeyEvent(QStringLiteral("50%"), false));
-    EXPECT_EQ(newCommands(1), QStringList({QStringLiteral("input text 50\\&")}));
-
     type.sendHomeKey();
     type.sendBackKey();
     EXPECT_EQ(newCommands(1), QStringList({QStringLiteral("input keyevent 3 4 ")}));

@@ -171,12 +171,9 @@ TEST(LogLineParserTest, DetectionAgreementCounting)
     EXPECT_EQ(LogLineParser::determineLogType(changed), LogLineFormatBrief); // through the end-of-lines path
     EXPECT_EQ(LogLineParser::determineLogType(QStringList{"01-23 14:05:06.789 app(1) 2 I T: x"}),
               LogLineFormatThreadTimeApp);
-}
-
-TEST(LogLineParserTest, DetectionSkipsTheTwoLinesAfterALongHeader)
-{
-    const QStringList lines{"[ 01-23 14:05:06.789  1: 2 D/T ]", "I/Tag: x", "D/Tag( 1): x"};
-    EXPECT_EQ(LogLineParser::determineLogType(lines), LogLineFormatLong);
+    // The two lines after a long-format header are not classified.
+    EXPECT_EQ(LogLineParser::determineLogType(QStringList{"[ 01-23 14:05:06.789  1: 2 D/T ]", "I/Tag: x", "D/Tag( 1): x"}),
+              LogLineFormatLong);
 }
 
 TEST(LogLineParserTest, ClassifyEachRule)

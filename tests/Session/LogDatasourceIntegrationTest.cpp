@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // LogDatasource against the real adb server and simulated devices: names from ps, the old-device ps
-// form, a lost device, names after a failed lookup, and reconnects whose replay is dropped.
+// form, a lost device and names after a failed lookup, and reconnects whose replay is dropped.
 #include "support/AdbTestEnv.h"
 #include "support/LogDatasourceRecorder.h"
 #include "support/ManualTime.h"
@@ -52,19 +52,6 @@ protected:
     std::unique_ptr<LogDatasource> ds;
 };
 
-TEST_F(LogDatasourceIntegrationTest, LinesArriveNamedFromTheProcessList)
-{
-    const QString serial = startDevice({"--rate", "100", "--buffer", "50", "--seed", "3"});
-    ASSERT_FALSE(serial.isEmpty());
-    ds->setDeviceId(serial);
-    ds->startLogger();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return recorder.started == 1; }, 10000));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return ds->logEventCount() >= 100; }, 20000));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return allNamed(); }, 20000));
-    EXPECT_TRUE(ds->addDashAforPS());
-    EXPECT_EQ(recorder.failures(), 0);
-}
-
 TEST_F(LogDatasourceIntegrationTest, OldDeviceIsAskedWithoutDashA)
 {
     const QString serial = startDevice({"--rate", "100", "--buffer", "50", "--seed", "4", "--old-device"});
@@ -75,21 +62,8 @@ TEST_F(LogDatasourceIntegrationTest, OldDeviceIsAskedWithoutDashA)
     EXPECT_TRUE(QTest::qWaitFor([&] { return allNamed(); }, 20000));
 }
 
-TEST_F(LogDatasourceIntegrationTest, LostDeviceStopsTheLogger)
-{
-    const QString serial = startDevice({"--rate", "50", "--buffer", "20"});
-    ASSERT_FALSE(serial.isEmpty());
-    ds->setDeviceId(serial);
-    ds->startLogger();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return ds->logEventCount() >= 10; }, 20000));
-    ASSERT_TRUE(env().stopDevice(serial));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return recorder.stopped == 1; }, 20000));
-    EXPECT_FALSE(ds->isLogging());
-    EXPECT_EQ(ds->getDataAll().last().value(LogEntry::Text), QStringLiteral("Disconnected %1").arg(serial));
-}
-
-// A lookup that fails while the device is away (the controller's retry) ends; once the device is back
-// the next lookup names the new lines.
+// Lines arrive named from "ps -A"; a lost device stops the logger; a lookup that fails while the device
+// is away (the controller's retry) ends; once the device is back the next lookup names the new lines.
 TEST_F(LogDatasourceIntegrationTest, NamesComeBackAfterALookupFailedWhileTheDeviceWasAway)
 {
     ds = std::make_unique<LogDatasource>(&clock);
@@ -100,8 +74,13 @@ TEST_F(LogDatasourceIntegrationTest, NamesComeBackAfterALookupFailedWhileTheDevi
     ds->setDeviceId(serial);
     ds->startLogger();
     ASSERT_TRUE(QTest::qWaitFor([&] { return allNamed(); }, 20000));
+    EXPECT_TRUE(ds->addDashAforPS());
+    EXPECT_EQ(recorder.started, 1);
+    EXPECT_EQ(recorder.failures(), 0);
     ASSERT_TRUE(env().stopDevice(serial));
     ASSERT_TRUE(QTest::qWaitFor([&] { return recorder.stopped == 1; }, 20000));
+    EXPECT_FALSE(ds->isLogging());
+    EXPECT_EQ(ds->getDataAll().last().value(LogEntry::Text), QStringLiteral("Disconnected %1").arg(serial));
 
     ds->startLogger(); // a retry while the device is away: stream and lookup both fail
     EXPECT_TRUE(ds->pidLookupRunning());

@@ -131,18 +131,6 @@ TEST_F(LogStoreTest, NamelessPidsWaitAndAskFromTheirSecondLine)
     EXPECT_EQ(store.all()[4].value(LogEntry::App), "Mine");
 }
 
-TEST_F(LogStoreTest, ChangesAreAnnouncedAtMostEveryQuarterSecond)
-{
-    EXPECT_TRUE(commit({line("1", "a")}).announce); // the first change goes out at once
-    EXPECT_FALSE(commit({line("2", "b")}).announce);
-    clock.advanceMs(250);
-    EXPECT_FALSE(commit({line("3", "c")}).announce); // not more than 0.25 s
-    EXPECT_TRUE(store.flushThrottle()); // the trailing timer announces the rest
-    EXPECT_FALSE(store.flushThrottle()); // nothing pending
-    clock.advanceMs(251);
-    EXPECT_TRUE(commit({line("4", "d")}).announce);
-}
-
 TEST_F(LogStoreTest, NonMatchingLinesAnnounceNothingUnlessTheyPrune)
 {
     store.setCapacity(1500);

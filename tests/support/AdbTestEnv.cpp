@@ -133,12 +133,6 @@ AdbConnectionSettings AdbTestEnv::connectionSettings() const
     return settings;
 }
 
-void AdbTestEnv::pointSettingsAtServer() const
-{
-    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
-    Settings::setValue(SettingsKey::adbPort, QString::number(m_port));
-}
-
 AdbTestEnv::AdbResult AdbTestEnv::runAdb(const QStringList &args, int timeoutMs) const
 {
     return runAdbUntil(
@@ -362,7 +356,9 @@ void AdbTestEnv::shutdown()
 void AdbTest::SetUp()
 {
     ASSERT_TRUE(env().start()) << env().errorString().toStdString();
-    env().pointSettingsAtServer();
+    // For tests that go through the application controller, which reads the store.
+    Settings::setValue(SettingsKey::adbServer, QStringLiteral("127.0.0.1"));
+    Settings::setValue(SettingsKey::adbPort, QString::number(env().serverPort()));
 }
 
 void AdbTest::TearDown()

@@ -57,9 +57,6 @@ public:
 
     // For readers and datasources: this server.
     AdbConnectionSettings connectionSettings() const;
-    // Writes adbServer "127.0.0.1" and adbPort "<serverPort>" (strings) into the settings store, for
-    // tests that go through the application controller, which reads the store.
-    void pointSettingsAtServer() const;
 
     // Runs `adb -P <serverPort> args...`; stdin is /dev/null.
     AdbResult runAdb(const QStringList &args, int timeoutMs = 15000) const;
