@@ -12,9 +12,8 @@
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
 #include "Scenes/PreferencesWindow.h"
-#include "Scenes/RemoteScreenMonitorSheet.h"
 #include "Scenes/SavedFiltersController.h"
-#include "Scenes/TextViewerWindowController.h"
+#include "Scenes/ToolWindows.h"
 #include "Session/ConnectionStatus.h"
 #include "Session/ReconnectPolicy.h"
 
@@ -22,11 +21,9 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDesktopServices>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLineEdit>
 #include <QProcess>
-#include <QScreen>
 #include <QUrlQuery>
 
 namespace {
@@ -87,6 +84,7 @@ QuillfernAppDelegate::~QuillfernAppDelegate()
 {
     applicationWillTerminate();
     m_documents.reset(); // joins its workers, which read through the datasource
+    m_tools.reset();     // its windows watch the main window and the datasource's device
     if (m_logDatasource)
         m_logDatasource->setDelegate(nullptr);
     if (m_deviceSource)
@@ -118,6 +116,12 @@ void QuillfernAppDelegate::applicationDidFinishLaunching()
     if (m_options.logReaderHooks.startLogReader)
         m_logDatasource->setReaderHooks(m_options.logReaderHooks);
     m_logDatasource->setDelegate(this);
+    ToolWindows::Platform platform;
+    platform.openUrl = [this](const QUrl &url) { openUrl(url); };
+    platform.startDetached = m_options.startDetached;
+    platform.recordEvent = [this](const QString &name) { recordEvent(name); };
+    platform.connectionSettings = connectionSettingsFromStore;
+    m_tools = std::make_unique<ToolWindows>(m_window.get(), m_logDatasource.get(), std::move(platform));
 
     Settings::registerDefaults();
     m_table = std::make_unique<LogTableController>(m_window->logTable());
@@ -262,26 +266,23 @@ void QuillfernAppDelegate::clearLog()
 
 void QuillfernAppDelegate::copy()
 {
-    if (m_textViewerWindow && m_textViewerWindow->isKeyWindow()) {
-        m_textViewerWindow->copy();
-        return;
-    }
-    m_table->copy();
+    if (!m_tools->copyFromViewer())
+        m_table->copy();
+}
+
+RemoteScreenMonitorSheet *QuillfernAppDelegate::remoteScreenMonitorSheet() const
+{
+    return m_tools ? m_tools->remoteScreenMonitorSheet() : nullptr;
 }
 
 TextViewerWindowController *QuillfernAppDelegate::textViewer()
 {
-    if (!m_textViewerWindow) {
-        m_textViewerWindow = std::make_unique<TextViewerWindowController>([this](const QUrl &url) { openUrl(url); });
-        // Closing the main window still quits with the viewer open.
-        m_textViewerWindow->setAttribute(Qt::WA_QuitOnClose, false);
-    }
-    return m_textViewerWindow.get();
+    return m_tools->textViewer();
 }
 
 void QuillfernAppDelegate::showTextViewer(const QString &text)
 {
-    textViewer()->showText(text);
+    m_tools->showTextViewer(text);
 }
 
 void QuillfernAppDelegate::filterToolbarClicked(int segment)
@@ -328,52 +329,17 @@ void QuillfernAppDelegate::preferences()
 
 void QuillfernAppDelegate::remoteScreenMonitor()
 {
-    const QString deviceId = m_logDatasource->deviceId();
-    if (!m_remoteScreen) {
-        m_remoteScreen = std::make_unique<RemoteScreenMonitorSheet>(connectionSettingsFromStore());
-        m_remoteScreen->setDeviceId(deviceId);
-        // Beside the main window, overlapping it where the screen is too narrow.
-        const QRect frame = m_window->frameGeometry();
-        const QRect screen = m_window->screen()->availableGeometry();
-        m_remoteScreen->move(std::max(screen.left(), std::min(frame.right() + 8, screen.right() - m_remoteScreen->width())),
-                             frame.top());
-    }
-    if (m_remoteScreen->isVisible()) {
-        QF_LOG(QStringLiteral("closing mirror window: %1").arg(m_remoteScreen->deviceId()));
-        m_remoteScreen->close();
-    } else {
-        QF_LOG(QStringLiteral("opening mirror window: %1").arg(deviceId));
-        m_remoteScreen->setDeviceId(deviceId);
-        m_remoteScreen->setConnectionSettings(connectionSettingsFromStore()); // the preferences may have changed
-        m_remoteScreen->showWindow();
-    }
+    m_tools->remoteScreenMonitor();
 }
 
 QString QuillfernAppDelegate::typingScriptPath()
 {
-    const QString dir = QCoreApplication::applicationDirPath();
-    for (const QString &candidate : {dir + QStringLiteral("/atext"), dir + QStringLiteral("/../share/quillfern/atext")}) {
-        if (QFileInfo(candidate).isFile())
-            return QFileInfo(candidate).canonicalFilePath();
-    }
-    return {};
+    return ToolWindows::typingScriptPath();
 }
 
 void QuillfernAppDelegate::openTypingTerminal()
 {
-    recordEvent(QStringLiteral("openTypingTerminal"));
-    const QString script = typingScriptPath();
-    if (script.isEmpty()) {
-        QF_LOG_ERROR(QStringLiteral("typing terminal: the atext script is not installed"));
-        return;
-    }
-    const QString terminal = qEnvironmentVariableIsEmpty("TERMINAL") ? QStringLiteral("x-terminal-emulator")
-                                                                      : qEnvironmentVariable("TERMINAL");
-    QStringList arguments{QStringLiteral("-e"), script};
-    if (const QString device = m_logDatasource->deviceId(); !device.isEmpty())
-        arguments << device;
-    const bool ok = m_options.startDetached(terminal, arguments);
-    QF_LOG(QStringLiteral("typing terminal: %1 %2 started:%3").arg(terminal, arguments.join(u' ')).arg(ok));
+    m_tools->openTypingTerminal();
 }
 
 void QuillfernAppDelegate::openUrl(const QUrl &url)

@@ -23,14 +23,16 @@ class RemoteScreenMonitorSheet;
 class RepeatingTimer;
 class SavedFiltersController;
 class TextViewerWindowController;
+class ToolWindows;
 
 // The application controller: owns the main window, the log model and the device list, is the
 // delegate of both, and runs the connection state machine (Run/Stop, the 5-second reconnection to
 // the last device, device choice, the three alerts). Its named operations stay thin and hand the
 // work to the owned collaborators: ReconnectPolicy (when and where to reconnect), ConnectionStatus
 // (every title and status text), DeviceChoiceController (the device list and the picker),
-// LogTableController (the table and its menus and keys), SavedFiltersController (filters) and
-// LogDocumentController (opening and saving logs).
+// LogTableController (the table and its menus and keys), SavedFiltersController (filters),
+// LogDocumentController (opening and saving logs) and ToolWindows (the message viewer, the remote
+// screen and the typing terminal).
 // GUI thread only; reports from other threads are re-posted here before they touch any state.
 class QuillfernAppDelegate : public QObject, public LogDatasourceDelegate, public DeviceListDatasourceDelegate
 {
@@ -145,7 +147,7 @@ public:
     DeviceChoiceController *deviceChoice() const { return m_devices.get(); }
     LogDocumentController *documents() const { return m_documents.get(); }
     DevicePickerSheet *devicePickerSheet() const;
-    RemoteScreenMonitorSheet *remoteScreenMonitorSheet() const { return m_remoteScreen.get(); }
+    RemoteScreenMonitorSheet *remoteScreenMonitorSheet() const;
     bool isDatasourceDevice() const { return m_isDatasourceDevice; }
     bool autoReconnect() const;
 
@@ -169,8 +171,7 @@ private:
     std::unique_ptr<DeviceChoiceController> m_devices;
     std::unique_ptr<LogDocumentController> m_documents;
     QPointer<AboutDialog> m_about;
-    std::unique_ptr<RemoteScreenMonitorSheet> m_remoteScreen;
-    std::unique_ptr<TextViewerWindowController> m_textViewerWindow;
+    std::unique_ptr<ToolWindows> m_tools;
 
     bool m_isDatasourceDevice = false;
 
