@@ -109,7 +109,10 @@ void LogTableController::showRows(QVector<LogEntry> rows)
 
     m_isReloading = true;
     const LogTableModel::Update update = m_model->setRows(std::move(rows));
-    widenNoteColumnOnFirstNote();
+    // Only a new view (a file, a filter) can bring notes; lines arriving live have none, so the
+    // update path does not scan every row on each tick.
+    if (update == LogTableModel::Update::Reset)
+        widenNoteColumnOnFirstNote();
     m_table->layoutNow();
 
     if (update == LogTableModel::Update::Pruned && topIdx) {

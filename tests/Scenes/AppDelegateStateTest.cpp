@@ -6,6 +6,7 @@
 #include "Helpers/Settings.h"
 #include "Scenes/LogTableController.h"
 #include "Scenes/MainWindow.h"
+#include "Scenes/MessageNoteSheet.h"
 #include "Scenes/PreferencesWindow.h"
 #include "Scenes/QuillfernAppDelegate.h"
 #include "Scenes/RemoteScreenMonitorSheet.h"
@@ -304,8 +305,10 @@ TEST_F(AppDelegateStateTest, ReadableByDefault)
     EXPECT_LE(narrowNote, header->sectionSize(LogEntry::Type));
     EXPECT_EQ(model->index(1, LogEntry::Text).data(Qt::ToolTipRole).toString(), " " + message);
     EXPECT_FALSE(model->index(1, LogEntry::Pid).data(Qt::ToolTipRole).isValid());
-    model->rows().back().setNote(QStringLiteral("seen"));
-    app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:02.789  1234  5678 W Tag: next"));
+    app->window()->logTable()->selectRow(1);
+    app->tableController()->onAddMultiNotes();
+    app->tableController()->messageNoteSheet()->messageNote()->setText(QStringLiteral("seen"));
+    app->tableController()->messageNoteSheet()->addButton()->click();
     EXPECT_TRUE(QTest::qWaitFor([&] { return header->sectionSize(LogEntry::Note) > 3 * narrowNote; }, 3000));
 
     // Ctrl+0 undoes Bigger; Escape empties the search box.
