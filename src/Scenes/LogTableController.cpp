@@ -307,21 +307,14 @@ void LogTableController::setCollaborators(Collaborators collaborators)
         m_with.filterList->table()->setMenuDelegate(this);
 }
 
-void LogTableController::beep()
-{
-    if (m_with.beep)
-        m_with.beep();
-    else
-        QApplication::beep();
-}
-
 void LogTableController::openUrl(const QUrl &url)
 {
+    if (m_with.openUrl) {
+        m_with.openUrl(url); // logs the address itself
+        return;
+    }
     QF_LOG(QStringLiteral("open url: %1").arg(url.toString()));
-    if (m_with.openUrl)
-        m_with.openUrl(url);
-    else
-        QDesktopServices::openUrl(url);
+    QDesktopServices::openUrl(url);
 }
 
 // --- Search: LogTableSearch does it ---
@@ -333,7 +326,7 @@ void LogTableController::doSearch(const QString &text, int direction)
 
 void LogTableController::search(const QString &text)
 {
-    m_search.doSearch(QString(text), 0);
+    m_search.doSearch(text, 0);
 }
 
 void LogTableController::find()
@@ -422,10 +415,14 @@ void LogTableController::copyMessageOnly()
 
 // --- The right-clicked cell ---
 
+LogEntry LogTableController::entryAtRow(int row) const
+{
+    return row >= 0 && row < m_model->rowCount() ? m_model->entryAt(ViewRow{row}) : LogEntry();
+}
+
 LogEntry LogTableController::rightClickedEntry() const
 {
-    const int row = m_table->rightClickedRow();
-    return row >= 0 && row < m_model->rowCount() ? m_model->entryAt(ViewRow{row}) : LogEntry();
+    return entryAtRow(m_table->rightClickedRow());
 }
 
 std::optional<LogEntry::Field> LogTableController::rightClickedField() const
@@ -439,7 +436,7 @@ std::optional<LogEntry::Field> LogTableController::rightClickedField() const
 
 QString LogTableController::columnTitle(std::optional<LogEntry::Field> field) const
 {
-    return field ? m_model->headerData(*field, Qt::Horizontal).toString() : QString();
+    return field ? LogTableModel::columnTitle(*field) : QString();
 }
 
 QString LogTableController::rightClickedCellValue() const
@@ -457,7 +454,7 @@ void LogTableController::openRightClickedLink()
 {
     const QList<QUrl> links = linksForRightClickedCell();
     if (links.isEmpty())
-        beep();
+        m_search.beep();
     else
         openUrl(links.front());
 }
@@ -606,8 +603,7 @@ std::unique_ptr<QMenu> LogTableController::menuForTableView(SelectableTableView 
         cell.key = LogEntry::keysArray().at(*field);
         if (selected.size() == 1)
             cell.value = selected.front().value(*field).trimmed();
-        const LogEntry clicked = row >= 0 && row < m_model->rowCount() ? m_model->entryAt(ViewRow{row}) : LogEntry();
-        const QString clickedValue = clicked.value(*field);
+        const QString clickedValue = entryAtRow(row).value(*field);
         cell.cellIsEmpty = clickedValue.isEmpty();
         cell.cellHasLink = *field == LogEntry::Text && !LinkFinder::links(clickedValue).isEmpty();
     }

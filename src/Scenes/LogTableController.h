@@ -171,10 +171,10 @@ private:
     void widenNoteColumnOnFirstNote();
     void scrollRowToTop(int row, int offset);
     void centreRow(int row);
-    void beep();
     void openUrl(const QUrl &url);
     QList<int> selectedRowNumbers() const;
     QList<LogEntry> selectedEntries() const;
+    LogEntry entryAtRow(int row) const; // a null entry for no row
     LogEntry rightClickedEntry() const;
     // The right-clicked column's entry key; nullopt when the click was on no column.
     std::optional<LogEntry::Field> rightClickedField() const;

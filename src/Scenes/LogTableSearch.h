@@ -36,9 +36,10 @@ public:
     bool isLiveSearching() const { return m_isLiveSearching; }
     void setLiveSearching(bool on) { m_isLiveSearching = on; }
     static bool isNavigationKey(int qtKey);
+    // The beep given by setBeep; the table's other commands beep through it too.
+    void beep();
 
 private:
-    void beep();
     void setSearchFieldText(const QString &text);
     std::optional<int> selectedRow() const;
 

@@ -47,25 +47,27 @@ bool ToolWindows::copyFromViewer()
 
 void ToolWindows::remoteScreenMonitor()
 {
-    const QString deviceId = m_logDatasource->deviceId();
+    if (m_remoteScreen && m_remoteScreen->isVisible()) {
+        QF_LOG(QStringLiteral("closing mirror window: %1").arg(m_remoteScreen->deviceId()));
+        m_remoteScreen->close();
+        return;
+    }
+    // Read once per opening: the preferences may have changed since the last one.
+    const AdbConnectionSettings settings = m_platform.connectionSettings();
     if (!m_remoteScreen) {
-        m_remoteScreen = std::make_unique<RemoteScreenMonitorSheet>(m_platform.connectionSettings());
-        m_remoteScreen->setDeviceId(deviceId);
+        m_remoteScreen = std::make_unique<RemoteScreenMonitorSheet>(settings);
         // Beside the main window, overlapping it where the screen is too narrow.
         const QRect frame = m_window->frameGeometry();
         const QRect screen = m_window->screen()->availableGeometry();
         m_remoteScreen->move(std::max(screen.left(), std::min(frame.right() + 8, screen.right() - m_remoteScreen->width())),
                              frame.top());
-    }
-    if (m_remoteScreen->isVisible()) {
-        QF_LOG(QStringLiteral("closing mirror window: %1").arg(m_remoteScreen->deviceId()));
-        m_remoteScreen->close();
     } else {
-        QF_LOG(QStringLiteral("opening mirror window: %1").arg(deviceId));
-        m_remoteScreen->setDeviceId(deviceId);
-        m_remoteScreen->setConnectionSettings(m_platform.connectionSettings()); // the preferences may have changed
-        m_remoteScreen->showWindow();
+        m_remoteScreen->setConnectionSettings(settings);
     }
+    const QString deviceId = m_logDatasource->deviceId();
+    QF_LOG(QStringLiteral("opening mirror window: %1").arg(deviceId));
+    m_remoteScreen->setDeviceId(deviceId);
+    m_remoteScreen->showWindow();
 }
 
 QString ToolWindows::typingScriptPath()
