@@ -173,18 +173,20 @@ void LogDocumentController::openAfterAsking(const QString &path)
 
 qsizetype LogDocumentController::unsavedLineCount() const
 {
+    // The log is in idx order: the unsaved lines are at its end.
+    const QList<LogEntry> entries = m_logDatasource->getDataAll();
     qsizetype count = 0;
-    for (const LogEntry &entry : m_logDatasource->getDataAll())
-        if ((!m_keptUpTo || entry.idx() > *m_keptUpTo) && entry.value(LogEntry::Type) != QLatin1String("QF"))
+    for (auto it = entries.crbegin(); it != entries.crend() && (!m_keptUpTo || it->idx() > *m_keptUpTo); ++it)
+        if (it->value(LogEntry::Type) != QLatin1String("QF"))
             ++count;
     return count;
 }
 
 void LogDocumentController::markKept(const QList<LogEntry> &entries)
 {
-    for (const LogEntry &entry : entries)
-        if (!m_keptUpTo || entry.idx() > *m_keptUpTo)
-            m_keptUpTo = entry.idx();
+    // In idx order, as the log and files hold them.
+    if (!entries.isEmpty() && (!m_keptUpTo || entries.back().idx() > *m_keptUpTo))
+        m_keptUpTo = entries.back().idx();
 }
 
 void LogDocumentController::openFile(const QString &path)
