@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/AsciiNeedle.h"
 
-#include <cstring>
-
 AsciiNeedle::AsciiNeedle(const QByteArray &needle, bool ignoreCase) : m_needle(needle)
 {
     for (int b = 0; b < 256; ++b)
@@ -38,22 +36,4 @@ bool AsciiNeedle::foundIn(QByteArrayView haystack) const
         i += m_skip[tail];
     }
     return false;
-}
-
-bool AsciiNeedle::isAscii(QByteArrayView bytes)
-{
-    // Eight bytes at a time: a set high bit anywhere is a non-ASCII byte.
-    const char *p = bytes.data();
-    qsizetype n = bytes.size();
-    for (; n >= 8; p += 8, n -= 8) {
-        uint64_t word;
-        std::memcpy(&word, p, 8);
-        if (word & 0x8080808080808080ULL)
-            return false;
-    }
-    for (; n > 0; ++p, --n) {
-        if (uchar(*p) & 0x80)
-            return false;
-    }
-    return true;
 }

@@ -19,8 +19,6 @@ public:
 
     bool foundIn(QByteArrayView haystack) const;
 
-    static bool isAscii(QByteArrayView bytes);
-
 private:
     QByteArray m_needle;
     std::array<uint8_t, 256> m_fold;  // byte -> the byte compared (lower case when ignoring case)

@@ -282,7 +282,7 @@ Outcome evalComparison(const Filter::Node &n, const LogEntry &entry, FilterEvalC
         if (entry.storedUtf8(field, &raw)) {
             if (n.asciiNeedle->foundIn(raw))
                 return True;
-            if (n.options == Filter::NoOptions || AsciiNeedle::isAscii(raw))
+            if (n.options == Filter::NoOptions || QtPrivate::isAscii(QLatin1StringView(raw)))
                 return False;
         }
     }

@@ -19,7 +19,7 @@ struct Term
     QString value;
 };
 
-// Android Studio's keys to entry keys; empty for "level", which is translated on its own.
+// Android Studio's keys to entry keys; "level" becomes "type", whose plain term termFilter widens to the levels above.
 const QHash<QString, QString> &studioKeys()
 {
     static const QHash<QString, QString> keys = {

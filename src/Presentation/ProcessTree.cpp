@@ -4,7 +4,6 @@
 #include <QByteArrayView>
 
 #include <algorithm>
-#include <memory>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -19,15 +18,12 @@ struct ProcessNode
     std::unordered_map<std::string_view, qint64> threads;
 };
 
-// The field's bytes without a copy: pid and tid are never rewritten after an entry is made, so the
-// stored bytes are there while the entry lives.
-std::string_view fieldView(const LogEntry &entry, LogEntry::Field field, QByteArray &fallback)
+// The field's bytes without a copy: only "app" and "note" are ever written after an entry is made, so
+// pid and tid are always stored and live as long as the entry.
+std::string_view fieldView(const LogEntry &entry, LogEntry::Field field)
 {
     QByteArrayView view;
-    if (!entry.storedUtf8(field, &view)) {
-        fallback = entry.utf8Value(field);
-        view = fallback;
-    }
+    entry.storedUtf8(field, &view);
     return {view.data(), size_t(view.size())};
 }
 
@@ -84,27 +80,17 @@ int ProcessTree::numericCompare(QStringView a, QStringView b)
 
 QString ProcessTree::text(const QList<LogEntry> &entries)
 {
-    // Keyed by views of the entries' own bytes; copied values (rare) are kept alive in `owned`.
+    // Keyed by views of the entries' own bytes.
     std::unordered_map<std::string_view, ProcessNode> processes;
-    std::vector<std::unique_ptr<QByteArray>> owned;
-    QByteArray fallback;
-    auto keep = [&](std::string_view view) {
-        if (fallback.isEmpty())
-            return view;
-        owned.push_back(std::make_unique<QByteArray>(std::move(fallback)));
-        fallback = QByteArray();
-        return std::string_view(owned.back()->constData(), size_t(owned.back()->size()));
-    };
-
     for (qsizetype row = 0; row < entries.size(); ++row) {
         const LogEntry &entry = entries[row];
-        const std::string_view pid = keep(fieldView(entry, LogEntry::Pid, fallback));
+        const std::string_view pid = fieldView(entry, LogEntry::Pid);
         if (pid.empty() || pid == "---")
             continue;
         ProcessNode &process = processes[pid];
         ++process.quantity;
         process.lastRow = row;
-        const std::string_view tid = keep(fieldView(entry, LogEntry::Tid, fallback));
+        const std::string_view tid = fieldView(entry, LogEntry::Tid);
         if (tid.empty() || tid == "-")
             continue;
         ++process.threadLines;
