@@ -12,7 +12,6 @@
 #include <QFileInfo>
 #include <QIcon>
 #include <QMetaObject>
-#include <QStandardPaths>
 
 int main(int argc, char **argv)
 {
@@ -20,10 +19,7 @@ int main(int argc, char **argv)
     QApplication::setOrganizationName(QStringLiteral("Quillfern"));
     QApplication::setApplicationName(QStringLiteral("Quillfern"));
     QApplication::setApplicationVersion(QStringLiteral(QF_VERSION));
-    CrashHandler::install(CrashReports::defaultFolder(),
-                          QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) +
-                              QStringLiteral("/logs/Quillfern.log"),
-                          QF_VERSION, QF_GIT_REVISION);
+    CrashHandler::install(CrashReports::defaultFolder(), Logger::defaultLogFilePath(), QF_VERSION, QF_GIT_REVISION);
 
     // The icons live in the widget library, a static library: register its resources by hand.
     Q_INIT_RESOURCE(resources);

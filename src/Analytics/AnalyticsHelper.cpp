@@ -31,11 +31,7 @@ AnalyticsHelper::~AnalyticsHelper()
 {
     // The session end is the last request; it is sent at the next start if not now.
     QMetaObject::invokeMethod(m_context, [this] {
-        if (m_client) {
-            m_client->suspend();
-            delete m_client;
-            m_client = nullptr;
-        }
+        dropClient();
         QThread::currentThread()->quit();
     }, Qt::QueuedConnection);
     m_thread.wait();
@@ -53,6 +49,15 @@ void AnalyticsHelper::registerApp()
     if (auto *app = qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
         connect(app, &QGuiApplication::applicationStateChanged, this, &AnalyticsHelper::onApplicationStateChanged);
     applyServer();
+}
+
+void AnalyticsHelper::dropClient()
+{
+    if (!m_client)
+        return;
+    m_client->suspend();
+    delete m_client;
+    m_client = nullptr;
 }
 
 void AnalyticsHelper::post(std::function<void(Countly &)> work)
@@ -74,12 +79,9 @@ void AnalyticsHelper::applyServer()
         QF_LOG(QStringLiteral("usage statistics off"));
         // The session end stays in the queue: nothing goes to the server the user just removed.
         QMetaObject::invokeMethod(m_context, [this] {
-            if (m_client) {
+            if (m_client)
                 m_client->setHost(QString());
-                m_client->suspend();
-            }
-            delete m_client;
-            m_client = nullptr;
+            dropClient();
         }, Qt::QueuedConnection);
         return;
     }

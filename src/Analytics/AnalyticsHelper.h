@@ -55,6 +55,8 @@ private:
     void applyServer();
     void onApplicationStateChanged(Qt::ApplicationState state);
     void post(std::function<void(Countly &client)> work);
+    // Analytics thread: queues the session end and deletes the client.
+    void dropClient();
 
     Options m_options;
     QThread m_thread;

@@ -12,7 +12,7 @@ Countly::Countly(const QString &databasePath, Environment environment, QObject *
     : QObject(parent)
     , m_db(std::make_unique<CountlyDB>(databasePath))
     , m_eventQueue(std::make_unique<CountlyEventQueue>(*m_db))
-    , m_connectionQueue(new CountlyConnectionQueue(*m_db, this))
+    , m_connectionQueue(std::make_unique<CountlyConnectionQueue>(*m_db))
     , m_timer(environment.timer ? std::move(environment.timer) : std::make_unique<QtRepeatingTimer>())
     , m_clock(environment.clock ? environment.clock : &Clock::system())
     , m_unixTime(environment.unixTime ? std::move(environment.unixTime) : [] { return QDateTime::currentSecsSinceEpoch(); })
@@ -21,21 +21,9 @@ Countly::Countly(const QString &databasePath, Environment environment, QObject *
     m_timer->onTimeout = [this] { onTimer(); };
 }
 
-Countly::Countly(const QString &databasePath)
-    : Countly(databasePath, Environment{})
-{
-}
-
 Countly::~Countly()
 {
     m_timer->stop();
-    delete m_connectionQueue; // before the store it sends from
-    m_connectionQueue = nullptr;
-}
-
-qint64 Countly::nowUnix() const
-{
-    return m_unixTime();
 }
 
 void Countly::start(const QString &appKey, const QString &host, const QString &deviceId, const QByteArray &metricsJson)
@@ -89,7 +77,7 @@ void Countly::recordEvent(const QString &key, int count, std::optional<QMap<QStr
     event.count = count;
     event.segmentation = std::move(segmentation);
     event.sum = sum;
-    event.timestamp = nowUnix();
+    event.timestamp = m_unixTime();
     m_eventQueue->recordEvent(event);
     if (m_eventQueue->count() >= EventSendThreshold)
         queueWaitingEvents();

@@ -41,7 +41,6 @@ public:
 
     // databasePath: the store file ("<data folder>/Countly.sqlite").
     Countly(const QString &databasePath, Environment environment, QObject *parent = nullptr);
-    explicit Countly(const QString &databasePath);
     ~Countly() override;
 
     // Starts the session timer and queues a session start. host may be empty: requests wait.
@@ -63,11 +62,9 @@ public:
     void onTimer();
 
     CountlyConnectionQueue &connectionQueue() { return *m_connectionQueue; }
-    CountlyEventQueue &eventQueue() { return *m_eventQueue; }
     CountlyDB &db() { return *m_db; }
 
 private:
-    qint64 nowUnix() const;
     // Adds the time since the last accounting to the unsent length; returns its whole seconds and keeps
     // the fraction.
     int takeSessionSeconds();
@@ -75,7 +72,7 @@ private:
 
     std::unique_ptr<CountlyDB> m_db;
     std::unique_ptr<CountlyEventQueue> m_eventQueue;
-    CountlyConnectionQueue *m_connectionQueue;
+    std::unique_ptr<CountlyConnectionQueue> m_connectionQueue; // after the store it sends from
     std::unique_ptr<RepeatingTimer> m_timer;
     const Clock *m_clock;
     std::function<qint64()> m_unixTime;

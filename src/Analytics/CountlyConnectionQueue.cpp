@@ -42,7 +42,7 @@ void CountlyConnectionQueue::setAppHost(const QString &host)
 
 QByteArray CountlyConnectionQueue::urlEncode(const QByteArray &text)
 {
-    return QUrl::toPercentEncoding(QString::fromUtf8(text));
+    return text.toPercentEncoding();
 }
 
 QByteArray CountlyConnectionQueue::common() const
@@ -69,11 +69,6 @@ void CountlyConnectionQueue::endSession(int duration)
 void CountlyConnectionQueue::recordEvents(const QByteArray &eventsJson)
 {
     addToQueue(common() + "&events=" + urlEncode(eventsJson));
-}
-
-void CountlyConnectionQueue::sendUserDetails(const QByteArray &userDetailsJson)
-{
-    addToQueue(common() + "&sdk_version=" + SdkVersion + "&user_details=" + urlEncode(userDetailsJson));
 }
 
 void CountlyConnectionQueue::sendCrashReport(const QByteArray &crashJson)

@@ -40,7 +40,6 @@ public:
     void updateSession(int duration);
     void endSession(int duration);
     void recordEvents(const QByteArray &eventsJson);
-    void sendUserDetails(const QByteArray &userDetailsJson);
     void sendCrashReport(const QByteArray &crashJson);
 
     // Sends the oldest request unless one is in flight or nothing waits.

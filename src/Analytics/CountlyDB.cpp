@@ -79,11 +79,10 @@ void CountlyDB::add(const char *table, const char *column, const QByteArray &tex
 {
     QSqlQuery query(m_db);
     const QString name = QString::fromLatin1(table);
-    if (query.exec(QStringLiteral("SELECT COUNT(*) FROM %1").arg(name)) && query.next() &&
-        query.value(0).toLongLong() >= limit) {
+    if (const qint64 stored = count(table); stored >= limit) {
         query.exec(QStringLiteral("DELETE FROM %1 WHERE id IN (SELECT id FROM %1 ORDER BY id LIMIT %2)")
                        .arg(name)
-                       .arg(query.value(0).toLongLong() - limit + 1));
+                       .arg(stored - limit + 1));
     }
     query.prepare(QStringLiteral("INSERT INTO %1 (%2) VALUES (?)").arg(name, QString::fromLatin1(column)));
     query.addBindValue(QString::fromUtf8(text));
@@ -136,10 +135,20 @@ void CountlyDB::removeRequest(qint64 id)
     query.exec();
 }
 
-qint64 CountlyDB::requestCount() const
+qint64 CountlyDB::count(const char *table) const
 {
     QSqlQuery query(m_db);
-    if (query.exec(QStringLiteral("SELECT COUNT(*) FROM Data")) && query.next())
+    if (query.exec(QStringLiteral("SELECT COUNT(*) FROM %1").arg(QString::fromLatin1(table))) && query.next())
         return query.value(0).toLongLong();
     return 0;
+}
+
+qint64 CountlyDB::eventCount() const
+{
+    return count("Event");
+}
+
+qint64 CountlyDB::requestCount() const
+{
+    return count("Data");
 }

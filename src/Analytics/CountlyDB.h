@@ -42,6 +42,7 @@ public:
 
     void addEvent(const QByteArray &json);
     QList<Stored> events() const;
+    qint64 eventCount() const;
     // Removes the events up to and including lastId.
     void removeEvents(qint64 lastId);
 
@@ -53,6 +54,7 @@ public:
 private:
     bool open(const QString &databaseName);
     void close();
+    qint64 count(const char *table) const;
     void add(const char *table, const char *column, const QByteArray &text, qint64 limit);
 
     QString m_connectionName;

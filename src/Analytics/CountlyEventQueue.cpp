@@ -5,7 +5,7 @@
 
 CountlyEventQueue::CountlyEventQueue(CountlyDB &db)
     : m_db(db)
-    , m_count(db.events().size())
+    , m_count(db.eventCount())
 {
 }
 
@@ -21,13 +21,10 @@ QByteArray CountlyEventQueue::takeEvents()
     m_count = 0;
     if (events.isEmpty())
         return {};
-    QByteArray array("[");
-    for (const CountlyDB::Stored &event : events) {
-        if (array.size() > 1)
-            array += ',';
-        array += event.text;
-    }
-    array += ']';
+    QByteArrayList texts;
+    texts.reserve(events.size());
+    for (const CountlyDB::Stored &event : events)
+        texts.append(event.text);
     m_db.removeEvents(events.last().id);
-    return array;
+    return '[' + texts.join(',') + ']';
 }

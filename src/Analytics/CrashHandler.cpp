@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Analytics/CrashHandler.h"
 
-#include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -179,9 +178,4 @@ bool CrashHandler::install(const QString &folder, const QString &logFile, const 
     for (const int sig : FatalSignals)
         sigaction(sig, &action, nullptr);
     return true;
-}
-
-QString CrashHandler::reportPath()
-{
-    return QFile::decodeName(g_reportPath);
 }

@@ -15,6 +15,4 @@ public:
     // First thing in main, once. folder is created; logFile may not exist yet. False when the folder
     // cannot be made or a path is too long (then no handler is installed).
     static bool install(const QString &folder, const QString &logFile, const char *version, const char *revision);
-    // The report the handler would write.
-    static QString reportPath();
 };

@@ -26,9 +26,8 @@ QList<QUrl> LinkFinder::links(const QString &text)
         if (link.startsWith(QLatin1String("www."), Qt::CaseInsensitive))
             link.prepend(QLatin1String("http://"));
         const QUrl url(link, QUrl::TolerantMode);
-        if (url.isValid() && !url.host().isEmpty())
-            found.append(url);
-        else if (url.isValid() && url.scheme() == u"file")
+        // A file link may have no host ("file:///tmp/x"); any other link needs one.
+        if (url.isValid() && (!url.host().isEmpty() || url.scheme() == u"file"))
             found.append(url);
     }
     return found;

@@ -181,17 +181,34 @@ Logger::~Logger()
     shutdown();
 }
 
+namespace {
+
+QString defaultLogFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + QStringLiteral("/logs");
+}
+
+QString logFileIn(const QString &folder)
+{
+    return folder + QStringLiteral("/Quillfern.log");
+}
+
+} // namespace
+
+QString Logger::defaultLogFilePath()
+{
+    return logFileIn(defaultLogFolder());
+}
+
 void Logger::registerLogger(const QString &folder)
 {
     std::unique_lock lock(m_mutex);
     if (m_backend)
         return;
 
-    const QString dir = folder.isEmpty()
-        ? QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation) + QStringLiteral("/logs")
-        : folder;
+    const QString dir = folder.isEmpty() ? defaultLogFolder() : folder;
     QDir().mkpath(dir);
-    const QString path = dir + QStringLiteral("/Quillfern.log");
+    const QString path = logFileIn(dir);
     m_mainThreadId = currentThreadId();
 
     std::vector<spdlog::sink_ptr> sinks;

@@ -41,6 +41,8 @@ public:
     // thread at launch: the calling thread's lines are marked "UI". folder overrides the log folder
     // (default: <AppLocalDataLocation>/logs).
     void registerLogger(const QString &folder = {});
+    // The log file registerLogger() uses by default; the crash handler needs it before registration.
+    static QString defaultLogFilePath();
     bool isRegistered() const;
     // The log file ("<folder>/Quillfern.log"); empty until registered.
     QString logFilePath() const;
