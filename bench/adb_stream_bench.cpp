@@ -8,6 +8,7 @@
 #include "Helpers/Settings.h"
 #include "support/AdbFloodRig.h"
 #include "support/BenchEnv.h"
+#include "support/RoundReport.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -127,11 +128,8 @@ int main(int argc, char **argv)
     for (int round = 1; round <= rounds; ++round) {
         const double adb = adbRate(rig, seconds);
         const double reader = logReaderRate(rig, seconds);
-        out << QStringLiteral("round %1: adb logcat %2 lines/s, LogReader %3 lines/s, ratio %4")
-                   .arg(round)
-                   .arg(adb, 0, 'f', 0)
-                   .arg(reader, 0, 'f', 0)
-                   .arg(adb > 0 ? reader / adb : 0, 0, 'f', 2)
+        out << bench::roundLine(round, QStringLiteral("adb logcat"), adb, QStringLiteral("LogReader"), reader,
+                                QStringLiteral("lines/s"), 0)
             << Qt::endl;
         adbRates.append(adb);
         readerRates.append(reader);
@@ -141,19 +139,15 @@ int main(int argc, char **argv)
     out << QStringLiteral("best: adb logcat %1 lines/s, LogReader %2 lines/s, ratio %3 (goal >= 0.9)")
                .arg(bestAdb, 0, 'f', 0)
                .arg(bestReader, 0, 'f', 0)
-               .arg(bestAdb > 0 ? bestReader / bestAdb : 0, 0, 'f', 2)
+               .arg(bench::ratio(bestReader, bestAdb), 0, 'f', 2)
         << Qt::endl;
 
     // The median resists a busy machine better than the best round does.
-    auto median = [](QList<double> values) {
-        std::sort(values.begin(), values.end());
-        return values.isEmpty() ? 0.0 : values.at(values.size() / 2);
-    };
-    const double midAdb = median(adbRates), midReader = median(readerRates);
+    const double midAdb = bench::median(adbRates), midReader = bench::median(readerRates);
     out << QStringLiteral("median: adb logcat %1 lines/s, LogReader %2 lines/s, ratio %3")
                .arg(midAdb, 0, 'f', 0)
                .arg(midReader, 0, 'f', 0)
-               .arg(midAdb > 0 ? midReader / midAdb : 0, 0, 'f', 2)
+               .arg(bench::ratio(midReader, midAdb), 0, 'f', 2)
         << Qt::endl;
 
     rig.device->terminate();

@@ -6,10 +6,10 @@
 #include "Filters/SavedFilters.h"
 #include "Filters/SearchQuery.h"
 #include "Session/LogDatasource.h"
+#include "support/BenchMain.h"
 
 #include <benchmark/benchmark.h>
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
@@ -248,9 +248,5 @@ BENCHMARK(BM_SearchBoxTyping1M)->Unit(benchmark::kMillisecond)->UseManualTime()-
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks(argc, argv);
 }

@@ -11,6 +11,7 @@
 #include "Helpers/Settings.h"
 #include "support/AdbFloodRig.h"
 #include "support/BenchEnv.h"
+#include "support/RoundReport.h"
 #include "Session/LogDatasource.h"
 
 #include <benchmark/benchmark.h>
@@ -286,26 +287,19 @@ int runAdbComparison(const QString &home, double seconds, int rounds)
         const double adb = adbRate(rig, seconds);
         qint64 notifications = 0;
         const double ds = datasourceRate(rig, seconds, &notifications);
-        out << QStringLiteral("round %1: adb logcat %2 lines/s, LogDatasource %3 lines/s, ratio %4, "
-                              "%5 notifications in %6 s")
-                   .arg(round)
-                   .arg(adb, 0, 'f', 0)
-                   .arg(ds, 0, 'f', 0)
-                   .arg(adb > 0 ? ds / adb : 0, 0, 'f', 2)
-                   .arg(notifications)
-                   .arg(seconds)
-            << Qt::endl;
+        out << bench::roundLine(round, QStringLiteral("adb logcat"), adb, QStringLiteral("LogDatasource"), ds,
+                                QStringLiteral("lines/s"), 0)
+            << QStringLiteral(", %1 notifications in %2 s").arg(notifications).arg(seconds) << Qt::endl;
         bestAdb = std::max(bestAdb, adb);
         bestDs = std::max(bestDs, ds);
-        ratios.append(adb > 0 ? ds / adb : 0);
+        ratios.append(bench::ratio(ds, adb));
     }
-    std::sort(ratios.begin(), ratios.end());
     out << QStringLiteral("best: adb logcat %1 lines/s, LogDatasource %2 lines/s, ratio %3; median ratio of the "
                           "rounds %4 (goal >= 0.9)")
                .arg(bestAdb, 0, 'f', 0)
                .arg(bestDs, 0, 'f', 0)
-               .arg(bestAdb > 0 ? bestDs / bestAdb : 0, 0, 'f', 2)
-               .arg(ratios.isEmpty() ? 0 : ratios[ratios.size() / 2], 0, 'f', 2)
+               .arg(bench::ratio(bestDs, bestAdb), 0, 'f', 2)
+               .arg(bench::median(ratios), 0, 'f', 2)
         << Qt::endl;
     rig.device->terminate();
     rig.device->waitForFinished(5000);

@@ -13,6 +13,7 @@
 #include "Session/DeviceScreenDatasource.h"
 #include "support/AdbFloodRig.h"
 #include "support/BenchEnv.h"
+#include "support/RoundReport.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -100,12 +101,6 @@ double execOutRate(const Rig &rig, double seconds)
     return double(frames) / (double(clock.nsecsElapsed()) / 1e9);
 }
 
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.isEmpty() ? 0.0 : values.at(values.size() / 2);
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -152,24 +147,21 @@ int main(int argc, char **argv)
     for (int round = 1; round <= rounds; ++round) {
         const double adb = execOutRate(rig, seconds);
         const double source = datasourceRate(rig, seconds, &sample);
-        out << QStringLiteral("round %1: adb exec-out screencap %2 frames/s, DeviceScreenDatasource %3 frames/s, ratio %4")
-                   .arg(round)
-                   .arg(adb, 0, 'f', 1)
-                   .arg(source, 0, 'f', 1)
-                   .arg(adb > 0 ? source / adb : 0, 0, 'f', 2)
+        out << bench::roundLine(round, QStringLiteral("adb exec-out screencap"), adb,
+                                QStringLiteral("DeviceScreenDatasource"), source, QStringLiteral("frames/s"), 1)
             << Qt::endl;
         adbRates.append(adb);
         sourceRates.append(source);
-        ratios.append(adb > 0 ? source / adb : 0);
+        ratios.append(bench::ratio(source, adb));
     }
-    const double midAdb = median(adbRates), midSource = median(sourceRates);
+    const double midAdb = bench::median(adbRates), midSource = bench::median(sourceRates);
     // Rounds are paired, so the median of their ratios cancels most of the machine's drift.
     out << QStringLiteral("median: adb %1 frames/s, datasource %2 frames/s, ratio of medians %3, median ratio %4 "
                           "(goal >= 0.9)")
                .arg(midAdb, 0, 'f', 1)
                .arg(midSource, 0, 'f', 1)
-               .arg(midAdb > 0 ? midSource / midAdb : 0, 0, 'f', 2)
-               .arg(median(ratios), 0, 'f', 2)
+               .arg(bench::ratio(midSource, midAdb), 0, 'f', 2)
+               .arg(bench::median(ratios), 0, 'f', 2)
         << Qt::endl;
 
     // 2. Decode (reader thread) and scaled paint (GUI thread) of one screenshot.
@@ -194,8 +186,8 @@ int main(int argc, char **argv)
                           "432x960 (GUI thread): median %4 ms (goal < 16 ms)")
                .arg(screenSize)
                .arg(png.size())
-               .arg(median(decodeMs), 0, 'f', 1)
-               .arg(median(paintMs), 0, 'f', 1)
+               .arg(bench::median(decodeMs), 0, 'f', 1)
+               .arg(bench::median(paintMs), 0, 'f', 1)
         << Qt::endl;
 
     // 3. Tap latency.
@@ -220,7 +212,7 @@ int main(int argc, char **argv)
     }
     std::sort(latencies.begin(), latencies.end());
     out << QStringLiteral("tap to input log: median %1 ms, worst %2 ms over %3 taps (goal <= 100 ms)")
-               .arg(median(latencies), 0, 'f', 1)
+               .arg(bench::median(latencies), 0, 'f', 1)
                .arg(latencies.isEmpty() ? 0 : latencies.last(), 0, 'f', 1)
                .arg(latencies.size())
         << Qt::endl;

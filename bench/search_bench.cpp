@@ -6,10 +6,10 @@
 #include "Log/LogDocument.h"
 #include "Presentation/LogSearch.h"
 #include "Presentation/ProcessTree.h"
+#include "support/BenchMain.h"
 
 #include <benchmark/benchmark.h>
 
-#include <QCoreApplication>
 #include <QFileInfo>
 #include <QProcess>
 
@@ -68,9 +68,5 @@ BENCHMARK(BM_ProcessTree)->Arg(1000000)->Unit(benchmark::kMillisecond)->UseRealT
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::runBenchmarks(argc, argv);
 }

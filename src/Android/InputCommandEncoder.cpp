@@ -109,15 +109,15 @@ InputCommandEncoder::Batch InputCommandEncoder::takeBatch(std::deque<InputWrappe
     Batch batch;
     while (!queue.empty()) {
         const InputWrapper &head = queue.front();
-        if (head.isText) {
-            batch.text += head.text.value_or(QString());
+        if (head.isText()) {
+            batch.text += *head.text;
             batch.kind = Batch::Text;
             queue.pop_front();
         } else if (batch.kind == Batch::Text) {
             batch.keyWaits = true; // the key goes on the next connection
             break;
         } else {
-            while (!queue.empty() && !queue.front().isText) {
+            while (!queue.empty() && !queue.front().isText()) {
                 batch.codes.append(queue.front().keyCode);
                 queue.pop_front();
             }

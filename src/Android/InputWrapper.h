@@ -9,11 +9,12 @@
 struct InputWrapper
 {
     std::optional<QString> text; // set for text inputs
-    bool isText = false;
     qint64 keyCode = 0; // the Android key code; 0 for text
 
-    static InputWrapper withText(const QString &text) { return {text, true, 0}; }
-    static InputWrapper withKeyCode(qint64 keyCode) { return {std::nullopt, false, keyCode}; }
+    bool isText() const { return text.has_value(); }
+
+    static InputWrapper withText(const QString &text) { return {text, 0}; }
+    static InputWrapper withKeyCode(qint64 keyCode) { return {std::nullopt, keyCode}; }
 
     friend bool operator==(const InputWrapper &, const InputWrapper &) = default;
 };

@@ -89,7 +89,6 @@ public:
     // Retries since the device was last seen streaming. Only the first one writes rows into the log;
     // the rest are quiet (a diagnostic line each), so an outage does not fill the log.
     int noteRetry() { return ++m_retries; }
-    int retries() const { return m_retries; }
     bool quietRetry() const { return m_retries > 1; }
     void resetRetries() { m_retries = 0; }
 

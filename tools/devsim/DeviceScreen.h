@@ -22,9 +22,6 @@ public:
     // An "input" command's words ("input", "tap", "540", "1200"): taps and swipes move the mark.
     void input(const QStringList &words);
 
-    int frames() const { return m_frame; }
-    std::optional<QPoint> lastTouch() const { return m_touch; }
-
     // "1080x2400" -> 1080 x 2400; invalid when it is not two positive numbers.
     static QSize parseSize(const QString &text);
 

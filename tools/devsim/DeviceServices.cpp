@@ -4,7 +4,6 @@
 #include "DeviceLog.h"
 #include "DeviceStreams.h"
 
-#include <QBuffer>
 #include <QFile>
 
 DeviceServices::DeviceServices(const DeviceConfig &config, DeviceLog &log)
