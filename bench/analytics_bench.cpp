@@ -128,7 +128,7 @@ void BM_RecordEventOnCallingThread(benchmark::State &state)
     QTemporaryDir dir;
     SilentServer server;
     BusyDisk disk(dir.path());
-    Countly client(dir.filePath(QStringLiteral("Countly.sqlite")));
+    Countly client(dir.filePath(QStringLiteral("Countly.sqlite")), Countly::Environment{});
     client.start(QString::fromLatin1(AnalyticsHelper::AppKey), server.url(), QStringLiteral("0").repeated(40), "{}");
     const std::vector<double> micros = timeCalls(state, [&] { client.recordEvent(QStringLiteral("error-adb-not-running")); });
     reportLatency(state, micros);
