@@ -33,62 +33,46 @@ struct ScreenRecorder : DeviceScreenDatasourceDelegate
 class DeviceScreenDatasourceTest : public AdbTest
 {
 protected:
-    void prepare(const QString &serial)
-    {
-        source.setConnectionSettings(env().connectionSettings());
-        source.setDeviceId(serial);
-        source.setDelegate(&rec);
-    }
     ScreenRecorder rec;
     DeviceScreenDatasource source;
 };
 
 } // namespace
 
-TEST_F(DeviceScreenDatasourceTest, SnapshotDecodesWithAndWithoutTheCrLfTranslation)
+// A snapshot through the old pty's line-feed translation, then new frames from a plain device until
+// monitoring stops, and a capture failing once the device has gone.
+TEST_F(DeviceScreenDatasourceTest, SnapshotThenAutoRefreshUntilStoppedOrTheDeviceGoesAway)
 {
-    for (const char *crlf : {"", "--crlf"}) {
-        SCOPED_TRACE(crlf);
-        QStringList options = {QStringLiteral("--screen-size"), QStringLiteral("540x1200")};
-        if (*crlf)
-            options.append(QString::fromLatin1(crlf));
-        const QString serial = startDevice(options);
-        ScreenRecorder fresh;
-        rec = fresh;
-        prepare(serial);
-        LogCapture log;
-        source.startMonitoring(false);
-        ASSERT_TRUE(waitUntil([&] { return !rec.images.isEmpty(); }, 15000));
-        EXPECT_EQ(rec.images.first().size(), QSize(540, 1200));
-        EXPECT_EQ(rec.ids, QStringList({serial}));
-        // A snapshot leaves the cycle running: another start is refused until stopped.
-        EXPECT_TRUE(source.isRunning());
-        source.startMonitoring(true);
-        EXPECT_EQ(log.count(QStringLiteral("already running")), 1);
-        source.stopMonitoring();
-        EXPECT_FALSE(source.isRunning());
-        QCoreApplication::sendPostedEvents();
-        EXPECT_EQ(rec.images.size(), 1);
-    }
-}
-
-TEST_F(DeviceScreenDatasourceTest, AutoRefreshDeliversNewFramesUntilStoppedOrTheDeviceGoesAway)
-{
-    const QString serial = startDevice({QStringLiteral("--screen-size"), QStringLiteral("270x480")});
-    prepare(serial);
+    source.setConnectionSettings(env().connectionSettings());
+    source.setDelegate(&rec);
+    source.setDeviceId(startDevice({QStringLiteral("--screen-size"), QStringLiteral("540x1200"), "--crlf"}));
+    LogCapture log;
+    source.startMonitoring(false);
+    ASSERT_TRUE(waitUntil([&] { return !rec.images.isEmpty(); }, 15000));
+    EXPECT_EQ(rec.images.first().size(), QSize(540, 1200));
+    // A snapshot leaves the cycle running: another start is refused until stopped.
+    EXPECT_TRUE(source.isRunning());
     source.startMonitoring(true);
-    ASSERT_TRUE(waitUntil([&] { return rec.images.size() >= 4; }, 20000));
+    EXPECT_EQ(log.count(QStringLiteral("already running")), 1);
     source.stopMonitoring();
-    QCoreApplication::sendPostedEvents();
+    EXPECT_FALSE(source.isRunning());
+
+    SCOPED_TRACE("auto refresh");
+    const QString serial = startDevice({QStringLiteral("--screen-size"), QStringLiteral("270x480")});
+    source.setDeviceId(serial);
+    source.startMonitoring(true);
+    ASSERT_TRUE(waitUntil([&] { return rec.images.size() >= 5; }, 20000));
+    source.stopMonitoring();
+    // Frames captured before the stop and still queued are dropped.
     const qsizetype frames = rec.images.size();
-    // Each is a new frame (the device's counter moves).
-    for (qsizetype i = 1; i < frames; ++i)
-        EXPECT_NE(rec.images.at(i), rec.images.at(i - 1)) << i;
     QCoreApplication::sendPostedEvents();
     EXPECT_EQ(rec.images.size(), frames);
+    EXPECT_EQ(rec.images.last().size(), QSize(270, 480));
+    // Each is a new frame (the device's counter moves).
+    for (qsizetype i = 2; i < frames; ++i)
+        EXPECT_NE(rec.images.at(i), rec.images.at(i - 1)) << i;
     EXPECT_EQ(rec.failures, 0);
 
-    // A capture from a device that went away stops monitoring.
     source.startMonitoring(true);
     ASSERT_TRUE(waitUntil([&] { return rec.images.size() > frames; }, 15000));
     ASSERT_TRUE(env().removeDevice(serial));
