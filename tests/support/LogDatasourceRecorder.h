@@ -27,8 +27,6 @@ public:
         lastError = error;
     }
 
-    int failures() const { return multipleDevices + deviceNotFound + noDeviceSelected + adbNotRunning + adbNotFound; }
-
     std::atomic<int> started{0}, stopped{0}, updated{0}, multipleDevices{0}, deviceNotFound{0}, noDeviceSelected{0},
         adbNotRunning{0}, adbNotFound{0};
     AdbError lastError; // GUI thread
