@@ -11,30 +11,29 @@
 
 namespace {
 
-struct PsCase
+// "pid name" of each process of an answer, ";" between them.
+QString processesOf(const ProcessListAnswer &answer)
 {
-    const char *line;
-    const char *pid; // null: no process
-    const char *name;
-};
+    QStringList out;
+    for (const auto &process : answer.processes)
+        out << process.pid + u' ' + process.name;
+    return out.join(u';');
+}
 
 TEST(ProcessListTest, LinesGiveThePidAndTheName)
 {
-    const PsCase cases[] = {
-        {"u0_a12 1234 567 1000 200 0 0 S com.example", "1234", "com.example"},
-        {"u0_a12 1234 567 1000 200 0 0 S <pre-initialized>", nullptr, nullptr},
-        {"a 12 b", nullptr, nullptr},        // fewer than 4 pieces
-        {"a b c d", nullptr, nullptr},       // no integer piece
-        {"root      1     0  init", "1", "init"}, // runs of blanks give empty pieces
-        {"x 00 0 y", "0", "y"},              // "00" is no integer, "0" is
+    const std::pair<const char *, const char *> cases[] = {
+        // the line, "pid name" or "" for no process
+        {"u0_a12 1234 567 1000 200 0 0 S com.example", "1234 com.example"},
+        {"u0_a12 1234 567 1000 200 0 0 S <pre-initialized>", ""},
+        {"a 12 b", ""},                        // fewer than 4 pieces
+        {"a b c d", ""},                       // no integer piece
+        {"root      1     0  init", "1 init"}, // runs of blanks give empty pieces
+        {"x 00 0 y", "0 y"},                   // "00" is no integer, "0" is
     };
-    for (const PsCase &c : cases) {
-        const auto ps = ProcessNameMap::parsePsLine(QString::fromLatin1(c.line));
-        ASSERT_EQ(ps.has_value(), c.pid != nullptr) << c.line;
-        if (ps) {
-            EXPECT_EQ(ps->pid, c.pid) << c.line;
-            EXPECT_EQ(ps->name, c.name) << c.line;
-        }
+    for (const auto &[line, expected] : cases) {
+        const auto ps = ProcessNameMap::parsePsLine(QString::fromLatin1(line));
+        EXPECT_EQ(ps ? ps->pid + u' ' + ps->name : QString(), expected) << line;
     }
 }
 
@@ -43,35 +42,39 @@ TEST(ProcessListTest, AnswersOf99CharactersOrFewerAreShort)
     EXPECT_TRUE(ProcessListAnswer::parse(QString()).isShort);
     EXPECT_TRUE(ProcessListAnswer::parse(QString(99, u'x')).isShort);
     // 100 characters are a process list; the header line and CR LF layouts, "-" lines skipped.
-    QString hundred = QStringLiteral("USER PID PPID VSIZE RSS WCHAN PC NAME\r\nroot 7 1 2 3 0 0 S sh\r\n--- x 1 2 3\r\n");
+    QString hundred =
+        QStringLiteral("USER PID PPID VSIZE RSS WCHAN PC NAME\r\nroot 7 1 2 3 0 0 S sh\r\n--- x 1 2 3\r\n");
     hundred = hundred.leftJustified(99, u' ') + u'\n';
     ASSERT_EQ(hundred.size(), 100);
     const ProcessListAnswer answer = ProcessListAnswer::parse(hundred);
     EXPECT_FALSE(answer.isShort);
-    ASSERT_EQ(answer.processes.size(), 1);
-    EXPECT_EQ(answer.processes[0].pid, "7");
-    EXPECT_EQ(answer.processes[0].name, "sh");
+    EXPECT_EQ(processesOf(answer), "7 sh");
 }
 
 TEST(ProcessListTest, ErrorLinesThatEndTheSessionAbortTheAnswer)
 {
-    const struct
-    {
-        const char *error;
-        ProcessListAnswer::Abort abort;
-    } cases[] = {
-        {"error: more than one device and emulator", ProcessListAnswer::Abort::MultipleDevices},
-        {"error: device not found", ProcessListAnswer::Abort::DeviceNotFound},
-        {"error: something else", ProcessListAnswer::Abort::None},
+    using enum ProcessListAnswer::Abort;
+    const std::pair<const char *, ProcessListAnswer::Abort> cases[] = {
+        {"error: more than one device and emulator", MultipleDevices},
+        {"error: device not found", DeviceNotFound},
+        {"error: something else", None},
     };
-    for (const auto &c : cases) {
-        const QString text = psOutput({{1, "init"}}) + QString::fromLatin1(c.error) + u'\n' +
-                             QStringLiteral("u0_a12 2 1 1000 200 0 0 S after\n");
-        const ProcessListAnswer answer = ProcessListAnswer::parse(text);
-        EXPECT_EQ(answer.abort, c.abort) << c.error;
+    for (const auto &[error, abort] : cases) {
+        const ProcessListAnswer answer = ProcessListAnswer::parse(psOutput({{1, "init"}}) + QString::fromLatin1(error) +
+                                                                  "\nu0_a12 2 1 1000 200 0 0 S after\n");
+        EXPECT_EQ(answer.abort, abort) << error;
         // Lines before the error count; after an aborting one nothing more is read.
-        EXPECT_EQ(answer.processes.size(), c.abort == ProcessListAnswer::Abort::None ? 2 : 1) << c.error;
+        EXPECT_EQ(processesOf(answer), abort == None ? "1 init;2 after" : "1 init") << error;
     }
+}
+
+// What the map and the line path (names remembered per thread) say of each pid, "|" between pids.
+QString names(const ProcessNamer &namer, const QStringList &pids)
+{
+    QStringList out;
+    for (const QString &pid : pids)
+        out << namer.nameFor(pid) + u'/' + QString::fromUtf8(namer.nameForUtf8(pid.toUtf8()));
+    return out.join(u'|');
 }
 
 class ProcessNamerTest : public ::testing::Test
@@ -168,35 +171,25 @@ TEST_F(ProcessNamerTest, AnswersNameWaitingEntriesAndGiveUpOnGonePids)
     EXPECT_TRUE(namer.lookupRunning());
 }
 
-TEST_F(ProcessNamerTest, UserNamesWinAndSurviveTheEndOfAStreamAndClearing)
+// User names win and survive the end of a stream and clearing. A change of the map must show on the
+// very next line, and two namers on one thread must not see each other's names.
+TEST_F(ProcessNamerTest, UserNamesWinAndEveryChangeShowsOnBothPaths)
 {
-    namer.setUserName("300", "Mine");
-    namer.requestLookups();
-    namer.applyAnswer(psOutput({{300, "com.device.name"}, {301, "other"}}), store);
-    EXPECT_EQ(namer.nameFor("300"), "Mine");
-    EXPECT_EQ(namer.nameFor("301"), "other");
-    namer.endOfStream();
-    EXPECT_EQ(namer.nameFor("301"), ""); // the device's names are forgotten
-    namer.reset();
-    EXPECT_EQ(namer.nameFor("300"), "Mine");
-}
-
-TEST_F(ProcessNamerTest, TheLinePathSeesEveryChangeOfTheMap)
-{
-    // Names are remembered per thread for the line path: a change must show on the very next line,
-    // and two namers on one thread must not see each other's names.
     ProcessNamer other(clock);
-    namer.applyAnswer(psOutput({{42, "device.name"}, {7, "seven"}}), store);
+    namer.setUserName("300", "Mine");
+    namer.applyAnswer(psOutput({{300, "com.device.name"}, {42, "device.name"}, {7, "seven"}}), store);
     other.applyAnswer(psOutput({{42, "other.name"}}), store);
-    EXPECT_EQ(namer.nameForUtf8("42"), "device.name");
-    EXPECT_EQ(other.nameForUtf8("42"), "other.name");
-    EXPECT_EQ(namer.nameForUtf8("042"), ""); // "042" is not "42"
+    EXPECT_EQ(names(namer, {"300", "42", "042", "x9"}), "Mine/Mine|device.name/device.name|/|/"); // "042" is not "42"
+    EXPECT_EQ(names(other, {"42"}), "other.name/other.name");
     namer.setUserName("42", "user.name");
-    EXPECT_EQ(namer.nameForUtf8("42"), "user.name");
-    other.endOfStream();
-    EXPECT_EQ(other.nameForUtf8("42"), "");
-    EXPECT_EQ(namer.nameForUtf8("42"), "user.name");
-    EXPECT_EQ(namer.nameForUtf8("x9"), ""); // not a number: looked up the slow way
+    EXPECT_EQ(names(namer, {"42"}), "user.name/user.name");
+    other.endOfStream(); // the device's names are forgotten
+    EXPECT_EQ(names(other, {"42"}), "/");
+    EXPECT_EQ(names(namer, {"42", "7"}), "user.name/user.name|seven/seven");
+    namer.endOfStream();
+    EXPECT_EQ(names(namer, {"7"}), "/");
+    namer.reset();
+    EXPECT_EQ(names(namer, {"300", "42"}), "Mine/Mine|user.name/user.name");
 }
 
 } // namespace
