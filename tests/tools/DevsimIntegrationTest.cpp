@@ -28,15 +28,6 @@ QStringList lines(const QByteArray &out)
     return result;
 }
 
-QSet<QString> pidsOf(const QString &psOutput)
-{
-    QSet<QString> pids;
-    const QStringList rows = psOutput.split(u'\n', Qt::SkipEmptyParts);
-    for (qsizetype i = 1; i < rows.size(); ++i)
-        pids.insert(rows.at(i).split(u' ', Qt::SkipEmptyParts).value(1));
-    return pids;
-}
-
 class DevsimTest : public AdbTest
 {
 protected:
@@ -89,7 +80,7 @@ TEST_F(DevsimTest, ListsItsModelAndRecordsInput)
               QByteArray("/system/bin/sh: frobnicate: not found\n"));
 }
 
-TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithKnownPidsAndRisingTimesAndClears)
+TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithRisingTimesAndClears)
 {
     const char *options = "--seed 7 --buffer 400 --rate 0 --lines 0";
     const QString serial = start(options);
@@ -98,7 +89,6 @@ TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithKnownPidsAndRisingTimesAndClears)
     ASSERT_EQ(log.size(), 401);
     EXPECT_EQ(log.first(), QStringLiteral("--------- beginning of main"));
 
-    const QSet<QString> pids = pidsOf(shell(serial, QStringLiteral("ps -A")).text());
     QString previousTime;
     int json = 0, nonAscii = 0, longLines = 0;
     QSet<QString> tags, levels;
@@ -107,7 +97,6 @@ TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithKnownPidsAndRisingTimesAndClears)
         ASSERT_TRUE(match.hasMatch()) << log.at(i).toStdString();
         EXPECT_GE(match.captured(1), previousTime) << "time went backwards at line " << i;
         previousTime = match.captured(1);
-        EXPECT_TRUE(pids.contains(match.captured(2))) << "pid not in ps: " << match.captured(2).toStdString();
         EXPECT_GE(match.captured(3).toInt(), match.captured(2).toInt()) << "tid below its pid";
         levels.insert(match.captured(4));
         tags.insert(match.captured(5));
