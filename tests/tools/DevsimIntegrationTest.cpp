@@ -2,7 +2,6 @@
 // The device simulator as the real adb tool and server see it.
 #include "support/AdbTestEnv.h"
 
-#include <QFile>
 #include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
@@ -53,34 +52,25 @@ protected:
 
 } // namespace
 
-// What only the simulator's own tests check: the model the server lists, input commands recorded (a tap
-// marks the next screenshot) and unknown commands not found. Its processes, old-device "ps", screenshots
-// and line-feed translation, drops and restarts are walked through by the datasources' integration tests.
-TEST_F(DevsimTest, ListsItsModelAndRecordsInput)
+// What only the simulator's own tests check: the model the server lists, a tap marking the next
+// screenshot, unknown commands not found. Its processes, old-device "ps", screenshots and line-feed
+// translation, drops and restarts are walked through by the datasources' integration tests; the input
+// commands it records, and clearing its log, by the input writers' and the readers' integration tests.
+TEST_F(DevsimTest, ListsItsModelMarksTapsAndFindsNoUnknownCommand)
 {
     const QString serial = startDevice({"--screen-size", "270x480", "--model", "Quill Test 7"});
     const QString longList = env().runAdb(words("devices -l")).text();
     EXPECT_TRUE(longList.contains(QStringLiteral("model:Quill_Test_7"))) << longList.toStdString();
-
     const QImage before = QImage::fromData(shell(serial, QStringLiteral("screencap -p")).out, "PNG");
     ASSERT_EQ(before.size(), QSize(270, 480));
-    const QStringList commands = {QStringLiteral("input text a%sb"), QStringLiteral("input keyevent 3 4 "),
-                                  QStringLiteral("input swipe 10 21 300 400 100"), QStringLiteral("input tap 100 300")};
-    for (const QString &command : commands) {
-        const auto result = shell(serial, command);
-        EXPECT_EQ(result.exitCode, 0);
-        EXPECT_TRUE(result.out.isEmpty()) << result.out.toStdString();
-    }
+    shell(serial, QStringLiteral("input tap 100 300"));
     const QImage after = QImage::fromData(shell(serial, QStringLiteral("screencap -p")).out, "PNG");
     EXPECT_NE(after.pixel(100, 300), before.pixel(100, 300));
-    QFile log(env().inputLogPath(serial));
-    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QString::fromUtf8(log.readAll()), commands.join(u'\n') + u'\n');
     EXPECT_EQ(shell(serial, QStringLiteral("frobnicate --now")).out,
               QByteArray("/system/bin/sh: frobnicate: not found\n"));
 }
 
-TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithRisingTimesAndClears)
+TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithRisingTimesAndTheSameForTheSameSeed)
 {
     const char *options = "--seed 7 --buffer 400 --rate 0 --lines 0";
     const QString serial = start(options);
@@ -110,9 +100,6 @@ TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithRisingTimesAndClears)
     EXPECT_TRUE(json > 0 && nonAscii > 0 && longLines > 0) << json << " " << nonAscii << " " << longLines;
     // The same seed gives the same log on a second device.
     EXPECT_EQ(dump(start(options)), replayed);
-
-    EXPECT_EQ(shell(serial, QStringLiteral("exec logcat -c")).exitCode, 0);
-    EXPECT_EQ(lines(dump(serial)), QStringList{QStringLiteral("--------- beginning of main")});
 }
 
 TEST_F(DevsimTest, LiveStreamStopsAfterLineLimitButStaysOpen)
