@@ -2,6 +2,7 @@
 // The datasource's wiring and threads: reader callbacks called from worker threads, the readers
 // replaced by recorders, a manual clock. The log store and the process namer have direct tests.
 #include "Session/LogDatasource.h"
+#include "support/AdbRecorders.h"
 #include "support/LogDatasourceRecorder.h"
 #include "support/ManualTime.h"
 #include "support/SessionTestData.h"
@@ -16,30 +17,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <mutex>
 #include <thread>
 
 namespace {
 
 constexpr auto line = &logcatLine;
-
-// What the datasource asked of the (replaced) readers: "ps -A", "ps", "log <serial>", "stop".
-struct ReaderLog
-{
-    std::mutex mutex;
-    QStringList calls;
-
-    void add(const QString &call)
-    {
-        std::lock_guard lock(mutex);
-        calls.append(call);
-    }
-    int count(const QString &prefix)
-    {
-        std::lock_guard lock(mutex);
-        return int(std::count_if(calls.begin(), calls.end(), [&](const QString &c) { return c.startsWith(prefix); }));
-    }
-};
 
 // Every field of every entry, its number included, for comparing two logs.
 QStringList dump(const QList<LogEntry> &entries)
@@ -134,7 +116,7 @@ protected:
 
     ManualClock clock{1'000'000};
     LogDatasourceRecorder delegate;
-    ReaderLog readers;
+    AdbEventLog readers; // what the datasource asked of the (replaced) readers
     std::unique_ptr<LogDatasource> ds;
 };
 
@@ -202,15 +184,15 @@ TEST_F(LogDatasourceTest, ByteAndBulkFormsMakeTheSameEntriesAsTheTextForm)
 TEST_F(LogDatasourceTest, NamelessPidsAreLookedUpAndNamed)
 {
     feed({line("10:00:00.000", 42, 42, "I", "T", "first"), line("10:00:00.001", 42, 42, "I", "T", "second")});
-    ASSERT_EQ(readers.count("ps"), 1);                     // the second nameless line asks
+    ASSERT_EQ(readers.events(), QStringList{"ps -A"});     // the second nameless line asks
     onWorker([&] { ds->pidReceived(QString(99, u'.')); }); // short: asked again without "-A"
-    EXPECT_EQ(readers.calls, QStringList({"ps -A", "ps"}));
+    EXPECT_EQ(readers.events(), QStringList({"ps -A", "ps"}));
 
     onWorker([&] { ds->pidReceived(psOutput({{42, "com.example.answer"}})); });
     feedRun({line("10:00:00.003", 42, 42, "I", "T", "a"), line("10:00:00.004", 42, 42, "I", "T", "b")});
     for (const LogEntry &e : ds->getDataAll())
         EXPECT_EQ(e.value(LogEntry::App), "com.example.answer");
-    EXPECT_EQ(readers.count("ps"), 2); // named lines ask nothing
+    EXPECT_EQ(readers.size(), 2); // named lines ask nothing
 
     // The user's name reaches the waiting entries at once, announced; clearing the log ends a lookup
     // that never answered.
@@ -231,14 +213,14 @@ TEST_F(LogDatasourceTest, ALineAskingDuringALookupGetsAFollowUpInARun)
     for (const bool bulk : {false, true}) {
         SCOPED_TRACE(bulk ? "run" : "line by line");
         ds = makeDatasource();
-        const int before = readers.count("ps");
+        const qsizetype before = readers.size();
         const QStringList lines{line("10:00:00.000", 42, 42, "I", "T", "a"),
                                 line("10:00:00.001", 42, 42, "I", "T", "b"),
                                 line("10:00:00.002", 42, 42, "I", "T", "c")};
         bulk ? feedRun(lines) : feed(lines);
-        ASSERT_EQ(readers.count("ps"), before + 1);
+        ASSERT_EQ(readers.size(), before + 1);
         onWorker([&] { ds->pidReceived(psOutput({{1, "init"}})); });
-        EXPECT_EQ(readers.count("ps"), before + 2);
+        EXPECT_EQ(readers.size(), before + 2);
     }
 }
 
@@ -324,21 +306,6 @@ TEST_F(LogDatasourceTest, FilesReplaceTheLogAndNumberFromTheCounter)
     EXPECT_EQ(ds->getDataAll().first().value(LogEntry::Text), " 0");
 }
 
-TEST_F(LogDatasourceTest, SystemMessagesWaitForTheAnnouncement)
-{
-    int seenByWorker = -1;
-    onWorker([&] {
-        ds->logMessage("Disconnected X");
-        seenByWorker = delegate.updated; // logMessage returned: onLogUpdated has run
-    });
-    EXPECT_EQ(seenByWorker, 1);
-    const LogEntry e = ds->getDataAll().last();
-    EXPECT_EQ(fieldsOf(e).section(u'|', 1), "Quillfern|---|---|QF|---|Disconnected X|");
-    EXPECT_EQ(e.value(LogEntry::Time).size(), 23);
-    ds->appendRow(LogEntry()); // ignored
-    EXPECT_EQ(ds->logEventCount(), 1u);
-}
-
 // Start and Stop twice each act once; the stream's end reports once, and the next connection's replay
 // of the device's buffer drops what was shown, announced once.
 TEST_F(LogDatasourceTest, SessionsStartAndStopOnceAndDropTheReplayOfTheNext)
@@ -349,12 +316,11 @@ TEST_F(LogDatasourceTest, SessionsStartAndStopOnceAndDropTheReplayOfTheNext)
     ds->startLogger();
     ds->startLogger();
     EXPECT_EQ(ds->description(), "logDataSrouce: isLogging=Yes");
-    EXPECT_EQ(ds->logDataCapacity(), 1500u);                          // the session's capacity, as given
-    EXPECT_EQ(readers.calls, QStringList({"ps -A", "log serial-1"})); // names are asked for at the start
+    EXPECT_EQ(ds->logDataCapacity(), 1500u); // the session's capacity, as given
     ds->stopLogger();
     ds->stopLogger();
     EXPECT_FALSE(ds->isLogging());
-    EXPECT_EQ(readers.count("stop"), 1);
+    EXPECT_EQ(readers.events(), QStringList({"ps -A", "log serial-1", "stop"})); // names are asked for at the start
     drainEvents();
     EXPECT_EQ(delegate.started, 1);
 
@@ -363,10 +329,21 @@ TEST_F(LogDatasourceTest, SessionsStartAndStopOnceAndDropTheReplayOfTheNext)
     EXPECT_TRUE(QTest::qWaitFor([&] { return delegate.started == 2; }, 5000));
     feed({line("10:00:00.000", 1, 1, "I", "T", "a"), line("10:00:01.000", 1, 1, "I", "T", "b")});
     onWorker([&] { ds->pidReceived(psOutput({{1, "one"}})); });
-    onWorker([&] { ds->logReaderStopped(); });
+    // A system message is written by the reader's thread, which goes on once it is announced.
+    const int updates = delegate.updated;
+    int seenByWorker = -1;
+    onWorker([&] {
+        ds->logReaderStopped();
+        seenByWorker = delegate.updated;
+    });
+    EXPECT_GT(seenByWorker, updates);
+    const LogEntry message = ds->getDataAll().last();
+    EXPECT_EQ(fieldsOf(message).section(u'|', 1), "Quillfern|---|---|QF|---|Disconnected serial-1|");
+    EXPECT_EQ(message.value(LogEntry::Time).size(), 23);
     EXPECT_TRUE(QTest::qWaitFor([&] { return delegate.stopped == 1; }, 5000));
     EXPECT_FALSE(ds->isLogging());
     EXPECT_EQ(ds->appNameForPid("1"), ""); // the device's names are forgotten
+    ds->appendRow(LogEntry());             // ignored
 
     drainEvents();
     clock.advanceMs(1000);
@@ -413,7 +390,7 @@ TEST_F(LogDatasourceTest, FailuresEndTheSessionAndReachTheDelegate)
         SCOPED_TRACE(c.message.toStdString());
         ds = makeDatasource();
         delegate.*c.reported = 0;
-        const int stops = readers.count("stop");
+        const qsizetype stops = readers.count("stop");
         ds->setDeviceId("serial");
         ds->startLogger();
         onWorker([&] { c.fail(*ds); });
