@@ -7,16 +7,13 @@
 
 using namespace ConnectionStatus;
 
-TEST(ConnectionStatusTest, DeviceTitlePrefersNameThenProductThenId)
+// The device title prefers the name, then the product, then the id; the model title has the reverse order.
+TEST(ConnectionStatusTest, DeviceModelAndOfflineTitles)
 {
     EXPECT_EQ(getDeviceTitle("emulator-5554", "Pixel 7", "panther"), "Pixel 7 - emulator-5554");
     EXPECT_EQ(getDeviceTitle("emulator-5554", QString(), "panther"), "panther - emulator-5554");
     EXPECT_EQ(getDeviceTitle("emulator-5554", "", ""), "emulator-5554");
-}
-
-TEST(ConnectionStatusTest, ModelAndOfflineTitles)
-{
-    EXPECT_EQ(deviceModelTitle("R58M123", "SM-G970F"), "R58M123 - SM-G970F"); // the reverse order
+    EXPECT_EQ(deviceModelTitle("R58M123", "SM-G970F"), "R58M123 - SM-G970F");
 
     EXPECT_EQ(offlineTitle(QString(), true), "No devices connected");
     EXPECT_EQ(offlineTitle(QString(), false), "No devices connected");
