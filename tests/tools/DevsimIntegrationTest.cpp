@@ -53,10 +53,10 @@ protected:
 } // namespace
 
 // What only the simulator's own tests check: the model the server lists, a tap marking the next
-// screenshot, unknown commands not found. Its processes, old-device "ps", screenshots and line-feed
-// translation, drops and restarts are walked through by the datasources' integration tests; the input
-// commands it records, and clearing its log, by the input writers' and the readers' integration tests.
-TEST_F(DevsimTest, ListsItsModelMarksTapsAndFindsNoUnknownCommand)
+// screenshot, unknown commands not found, the line-feed translation. Its processes, old-device "ps",
+// screenshots, drops that return and restarts are walked through by the datasources' integration tests;
+// the input commands it records, and clearing its log, by the input writers' and the readers'.
+TEST_F(DevsimTest, ListsItsModelMarksTapsAndTranslatesLineFeeds)
 {
     const QString serial = startDevice({"--screen-size", "270x480", "--model", "Quill Test 7"});
     const QString longList = env().runAdb(words("devices -l")).text();
@@ -68,6 +68,9 @@ TEST_F(DevsimTest, ListsItsModelMarksTapsAndFindsNoUnknownCommand)
     EXPECT_NE(after.pixel(100, 300), before.pixel(100, 300));
     EXPECT_EQ(shell(serial, QStringLiteral("frobnicate --now")).out,
               QByteArray("/system/bin/sh: frobnicate: not found\n"));
+    // An old pty's translation: every line feed of a picture comes as CR LF.
+    const QByteArray translated = shell(start("--crlf"), QStringLiteral("screencap -p")).out;
+    EXPECT_EQ(translated.count('\n'), translated.count("\r\n"));
 }
 
 TEST_F(DevsimTest, ReplayedLogIsThreadtimeWithRisingTimesAndTheSameForTheSameSeed)
@@ -141,4 +144,17 @@ TEST_F(DevsimTest, LinesFollowTheRateAndReachEveryReader)
     EXPECT_TRUE(otherSees(probe));
     other.kill();
     other.waitForFinished(2000);
+}
+
+TEST_F(DevsimTest, DroppedDeviceEndsItsStreamAndStaysAway)
+{
+    const QString serial = start("--drop-after 2");
+    // logcat ends by itself when the device goes away.
+    const auto live = stream(
+        serial, [](const QByteArray &) { return false; }, 20000);
+    EXPECT_NE(live.exitCode, -1) << "logcat still running";
+    EXPECT_GT(live.out.count('\n'), 300);
+    EXPECT_TRUE(env().waitForState(serial, QStringLiteral("offline"), 10000))
+        << env().deviceState(serial).toStdString();
+    EXPECT_NE(shell(serial, QStringLiteral("getprop ro.product.model")).exitCode, 0);
 }
