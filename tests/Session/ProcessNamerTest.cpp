@@ -180,9 +180,9 @@ TEST_F(ProcessNamerTest, UserNamesWinAndEveryChangeShowsOnBothPaths)
     namer.applyAnswer(psOutput({{300, "com.device.name"}, {42, "device.name"}, {7, "seven"}}), store);
     other.applyAnswer(psOutput({{42, "other.name"}}), store);
     EXPECT_EQ(names(namer, {"300", "42", "042", "x9"}), "Mine/Mine|device.name/device.name|/|/"); // "042" is not "42"
-    EXPECT_EQ(names(other, {"42"}), "other.name/other.name");
     namer.setUserName("42", "user.name");
     EXPECT_EQ(names(namer, {"42"}), "user.name/user.name");
+    EXPECT_EQ(names(other, {"42"}), "other.name/other.name");
     other.endOfStream(); // the device's names are forgotten
     EXPECT_EQ(names(other, {"42"}), "/");
     EXPECT_EQ(names(namer, {"42", "7"}), "user.name/user.name|seven/seven");
