@@ -96,7 +96,7 @@ protected:
     ProcessNamer namer{clock};
 };
 
-TEST_F(ProcessNamerTest, OneLookupAtATimeAndAFollowUpForRequestsMeanwhile)
+TEST_F(ProcessNamerTest, OneLookupAtATimeAFollowUpForRequestsMeanwhileAndShortAnswersAskAgain)
 {
     EXPECT_EQ(namer.requestLookups(), std::optional<bool>(true)); // "-A" first
     EXPECT_TRUE(namer.lookupRunning());
@@ -111,6 +111,15 @@ TEST_F(ProcessNamerTest, OneLookupAtATimeAndAFollowUpForRequestsMeanwhile)
 
     namer.reset();
     EXPECT_FALSE(namer.lookupRunning());
+
+    // Short answers flip the "-A" argument and ask again.
+    namer.requestLookups();
+    EXPECT_EQ(namer.applyAnswer(QString(99, u'.'), store).lookupWithDashA, std::optional<bool>(false));
+    EXPECT_FALSE(namer.addDashA());
+    EXPECT_EQ(namer.applyAnswer(std::nullopt, store).lookupWithDashA, std::optional<bool>(true)); // no limit
+    namer.applyAnswer(QString(), store);
+    namer.endOfStream(); // a new stream tries "-A" first
+    EXPECT_TRUE(namer.addDashA());
 }
 
 // A lookup that ends without an answer ends; while lookups keep failing they start at most every 5 s,
@@ -137,17 +146,6 @@ TEST_F(ProcessNamerTest, FailedLookupsEndAndAreRetriedEveryFiveSeconds)
     namer.lookupFailed("twice"); // nothing runs: the spacing still counts from the failed start
     clock.advanceMs(5000);
     EXPECT_TRUE(namer.requestLookups());
-}
-
-TEST_F(ProcessNamerTest, ShortAnswersFlipTheDashAArgumentAndAskAgain)
-{
-    namer.requestLookups();
-    EXPECT_EQ(namer.applyAnswer(QString(99, u'.'), store).lookupWithDashA, std::optional<bool>(false));
-    EXPECT_FALSE(namer.addDashA());
-    EXPECT_EQ(namer.applyAnswer(std::nullopt, store).lookupWithDashA, std::optional<bool>(true)); // no limit
-    namer.applyAnswer(QString(), store);
-    namer.endOfStream(); // a new stream tries "-A" first
-    EXPECT_TRUE(namer.addDashA());
 }
 
 TEST_F(ProcessNamerTest, AnswersNameWaitingEntriesAndGiveUpOnGonePids)
