@@ -33,10 +33,8 @@ protected:
 TEST_F(LogStoreTest, ReplayAfterAReconnectIsDroppedUpToTheLastTimeShown)
 {
     commit({line("10:00:00", "a"), line("10:00:01", "b"), line("", "untimed"), line("10:00:02", "c")});
-    EXPECT_FALSE(store.checkDates()); // the first kept line ends the check
 
     store.endOfStream(true);
-    EXPECT_TRUE(store.checkDates());
     // a and b are older than c and dropped, and so is c, shown already with that time; lines without
     // a time pass; d ends the check, so a later line with an older time passes again.
     commit({line("10:00:00", "a"), line("", "sep"), line("10:00:01", "b"), line("10:00:02", "c"), line("10:00:03", "d"),
