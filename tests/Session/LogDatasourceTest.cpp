@@ -363,6 +363,8 @@ TEST_F(LogDatasourceTest, FailuresEndTheSessionAndReachTheDelegate)
     several.failureReason = "error: more than one device/emulator";
     const AdbError down = AdbError::logReaderError(2, "Connection refused");
     const AdbError gone = AdbError::logReaderError(2, "device not found");
+    const QString multiple = psOutput({{1, "init"}}) + "error: more than one device and emulator\n";
+    const QString notFound = psOutput({{1, "init"}}) + "error: device not found\n";
     const struct
     {
         std::function<void(LogDatasource &)> fail;
@@ -377,14 +379,8 @@ TEST_F(LogDatasourceTest, FailuresEndTheSessionAndReachTheDelegate)
          "ADB not running. In terminal run \"ADB start-server\"", true, 1},
         {[&](LogDatasource &d) { d.adbDeviceNotFound(gone); }, &LogDatasourceRecorder::adbNotFound,
          "No Android device found. Make sure it is connected and developer mode is enabled.", true, 1},
-        {[](LogDatasource &d) {
-             d.pidReceived(psOutput({{1, "init"}}) + "error: more than one device and emulator\n");
-         },
-         &LogDatasourceRecorder::multipleDevices, "", false, 1},
-        {[](LogDatasource &d) {
-             d.pidReceived(psOutput({{1, "init"}}) + "error: device not found\n");
-         },
-         &LogDatasourceRecorder::deviceNotFound, "", false, 1},
+        {[&](LogDatasource &d) { d.pidReceived(multiple); }, &LogDatasourceRecorder::multipleDevices, "", false, 1},
+        {[&](LogDatasource &d) { d.pidReceived(notFound); }, &LogDatasourceRecorder::deviceNotFound, "", false, 1},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.message.toStdString());
@@ -394,12 +390,10 @@ TEST_F(LogDatasourceTest, FailuresEndTheSessionAndReachTheDelegate)
         ds->setDeviceId("serial");
         ds->startLogger();
         onWorker([&] { c.fail(*ds); });
-        EXPECT_TRUE(QTest::qWaitFor(
-            [&] {
-                return (delegate.*c.reported) == 1 && !ds->isLogging() &&
-                       readers.count("stop") == stops + c.readerStops;
-            },
-            5000));
+        const auto ended = [&] {
+            return delegate.*c.reported == 1 && !ds->isLogging() && readers.count("stop") == stops + c.readerStops;
+        };
+        EXPECT_TRUE(QTest::qWaitFor(ended, 5000));
         if (!c.message.isEmpty()) {
             EXPECT_EQ(ds->getDataAll().last().value(LogEntry::Text), c.message);
         }
