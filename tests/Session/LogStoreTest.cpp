@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The log store without threads: runs of parsed lines committed directly, a manual clock.
 #include "Filters/Filter.h"
-#include "Log/LogLineParser.h"
 #include "Session/LogStore.h"
 #include "support/ManualTime.h"
 #include "support/SessionTestData.h"
+#include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
 
@@ -166,8 +166,7 @@ TEST_F(LogStoreTest, RefilteringCatchesUpWithLinesThatArrivedMeanwhile)
     // Replaced meanwhile: the log as it is now is filtered again.
     snap = store.snapshot();
     matches = filterEntries(snap.entries, errors, &error);
-    LogIndexCounter counter;
-    store.replaceWithFile({LogEntry::create(counter.getIndex(), {"", "", "1", "1", "E", "T", "file", ""})});
+    store.replaceWithFile({testEntry({.type = "E", .text = "file"})});
     EXPECT_EQ(store.capacity(), 0u); // a file is unbounded
     EXPECT_EQ(store.commitFilter(snap, matches, errors, &error), 1);
     EXPECT_EQ(textsOf(store.view()), QStringList({"file"}));
