@@ -81,17 +81,14 @@ TEST(LogAppearanceTest, FontSizes)
     EXPECT_DOUBLE_EQ(bigger.fontHeight(), 27.0);
 }
 
-TEST(LogAppearanceTest, ColourTextRoundTrips)
+TEST(LogAppearanceTest, ColourTextRoundTripsAndReadsColoursBoldFlagsAndSizeFromSettings)
 {
     EXPECT_EQ(LogAppearance::colorToText(QColor(0x12, 0x34, 0x56)), QStringLiteral("#123456"));
     EXPECT_EQ(LogAppearance::colorToText(QColor(0x12, 0x34, 0x56, 0x80)), QStringLiteral("#80123456"));
     EXPECT_EQ(LogAppearance::colorFromText(QStringLiteral("#80123456")), QColor(0x12, 0x34, 0x56, 0x80));
     EXPECT_FALSE(LogAppearance::colorFromText(QStringLiteral("not a colour")).isValid());
     EXPECT_TRUE(LogAppearance::colorToText(QColor()).isEmpty());
-}
 
-TEST(LogAppearanceTest, ReadsColoursBoldFlagsAndSizeFromSettings)
-{
     const QStringList keys = Settings::boldKeys() + Settings::colorKeys() + QStringList{"defaultFontSize"};
     const auto clear = [&] {
         for (const QString &key : keys)

@@ -109,7 +109,7 @@ TEST_F(SelectableTableViewTest, RightClickSelectsTheRowAloneKeepsAMultipleSelect
     EXPECT_EQ(selectedRows(), QList<int>({4, 6}));
 }
 
-TEST_F(SelectableTableViewTest, KeysGoToTheDelegateFirstAndDoubleClicksReportTheCell)
+TEST_F(SelectableTableViewTest, KeysGoToTheDelegateFirstDoubleClicksReportTheCellAndVisibleRowBounds)
 {
     table.setFocus();
     table.setCurrentIndex(model.index(2, 0));
@@ -125,10 +125,8 @@ TEST_F(SelectableTableViewTest, KeysGoToTheDelegateFirstAndDoubleClicksReportThe
     const QString down = QString::number(Qt::Key_Down);
     EXPECT_TRUE(calls.join(';').startsWith(QStringLiteral("key %1;key %1;double 5,1;double -1,").arg(down))) // no row
         << calls.join(';').toStdString();
-}
 
-TEST_F(SelectableTableViewTest, FocusFlagAndVisibleRowBounds)
-{
+    // The focus flag follows focus events, announced each time.
     QSignalSpy focus(&table, &SelectableTableView::focusChanged);
     QFocusEvent in(QEvent::FocusIn, Qt::OtherFocusReason);
     QApplication::sendEvent(&table, &in);
@@ -138,6 +136,7 @@ TEST_F(SelectableTableViewTest, FocusFlagAndVisibleRowBounds)
     EXPECT_FALSE(table.isFocused());
     EXPECT_EQ(focus.count(), 2);
 
+    // Ten rows of 20 px in 400 px: nothing in view is the last row.
     EXPECT_EQ(table.rowHeight(9), 20);
     EXPECT_EQ(table.firstVisibleRow(), 0);
     EXPECT_EQ(table.lastVisibleRow(), -1); // empty space under the last row
