@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Presentation/LogTableModel.h"
+#include "support/QtPrinters.h"
 #include "support/TestEntries.h"
 
 #include <gtest/gtest.h>
@@ -174,10 +175,9 @@ TEST(LogTableModelTest, CopyTextIsOneTabSeparatedLinePerRowWithoutLineBreaksInsi
     const QList<LogEntry> rows = {testEntry({.idx = 1, .app = "a", .text = " one\ntwo\r\n", .note = "n"}),
                                   testEntry({.idx = 2, .type = "E", .text = " x"}),
                                   testEntry({.idx = 3, .pid = "9", .tid = "10", .name = "T\tab"})};
-    EXPECT_EQ(LogTableModel::copyText(rows, std::nullopt),
-              "01-23 14:05:06.789\ta\t1234\t-\tI\tTag\t one two  \tn\n"
-              "01-23 14:05:06.789\t\t1234\t-\tE\tTag\t x\t\n"
-              "01-23 14:05:06.789\t\t9\t10\tI\tT\tab\t\t\n");
+    EXPECT_EQ(LogTableModel::copyText(rows, std::nullopt), "01-23 14:05:06.789\ta\t1234\t-\tI\tTag\t one two  \tn\n"
+                                                           "01-23 14:05:06.789\t\t1234\t-\tE\tTag\t x\t\n"
+                                                           "01-23 14:05:06.789\t\t9\t10\tI\tT\tab\t\t\n");
     EXPECT_EQ(LogTableModel::copyText(rows.mid(0, 2), LogEntry::Text), " one two  \n x\n");
     EXPECT_TRUE(LogTableModel::copyText({}, LogEntry::Text).isNull());
 }

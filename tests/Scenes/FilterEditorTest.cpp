@@ -190,8 +190,8 @@ TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanelsEachLoggedOnceThenO
     EXPECT_EQ(list()->rowCount(), 8);
 
     // Opening a filters file imports it, whatever the case of its extension.
-    const QString opened = writeTestFile(dir.filePath("X.FILTERS"), SavedFilters::toPropertyList(
-                                                                       {{"JSON", "type == 'W'"}, {"Imported", "tid == '7'"}}));
+    const QString opened = writeTestFile(
+        dir.filePath("X.FILTERS"), SavedFilters::toPropertyList({{"JSON", "type == 'W'"}, {"Imported", "tid == '7'"}}));
     EXPECT_TRUE(filters.openIfFilterFile(opened));
     // "JSON" is a name in use: nothing is replaced until the user says so.
     EXPECT_FALSE(filters.savedFilters().contains("Imported"));

@@ -5,6 +5,7 @@
 #include "Scenes/TextFindBar.h"
 #include "support/Dialogs.h"
 #include "support/LogCapture.h"
+#include "support/QtPrinters.h"
 
 #include <QAction>
 #include <QClipboard>
@@ -115,8 +116,8 @@ TEST_F(TextViewerTest, Base64DecodesTheWholeTextOrExplainsWhyNot)
         const bool decodes = c.alert.isEmpty();
         EXPECT_EQ(decodes ? QString() : dialogs::answer(&viewer, "OK"), c.alert);
         EXPECT_EQ(viewer.text(), decodes ? c.result : c.input);
-        EXPECT_EQ(log.lines(), decodes ? QStringList() : QStringList({QStringLiteral(
-                                             "Base64 decoded string was empty so ignore result. Input: '%1'").arg(c.input)}));
+        const QString line = QStringLiteral("Base64 decoded string was empty so ignore result. Input: '%1'");
+        EXPECT_EQ(log.lines(), decodes ? QStringList() : QStringList({line.arg(c.input)}));
     }
 }
 

@@ -5,8 +5,7 @@
 #include <QTcpSocket>
 #include <QTest>
 
-HttpRecorder::HttpRecorder()
-    : m_server(new QTcpServer(this))
+HttpRecorder::HttpRecorder() : m_server(new QTcpServer(this))
 {
     connect(m_server, &QTcpServer::newConnection, this, [this] {
         while (QTcpSocket *socket = m_server->nextPendingConnection()) {
