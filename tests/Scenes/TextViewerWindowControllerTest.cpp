@@ -76,7 +76,7 @@ TEST_F(TextViewerTest, TogglesFormatInOneUndoStepAndRestoreTheTextAsHandedIn)
     EXPECT_FALSE(viewer.textView()->document()->isUndoAvailable());
 }
 
-TEST_F(TextViewerTest, FormatsAndDecodesOnlyTheSelectionWhenThereIsOne)
+TEST_F(TextViewerTest, FormatsAndDecodesOnlyTheSelectionWhenThereIsOneAlsoFromTheContextMenu)
 {
     const QString text = QStringLiteral("D/Http: ") + Json + QStringLiteral(" done aGk= end");
     viewer.showText(text);
@@ -92,6 +92,25 @@ TEST_F(TextViewerTest, FormatsAndDecodesOnlyTheSelectionWhenThereIsOne)
     EXPECT_TRUE(viewer.isFormattedJSON()) << "decoding leaves the format state";
     viewer.onFormatJson();
     EXPECT_EQ(viewer.text(), text) << "restore goes back past the decoding";
+
+    // The context menu ends with Pretty Print, whose JSON item is the toolbar toggle.
+    viewer.showText(Json);
+    std::unique_ptr<QMenu> menu = viewer.contextMenu({5, 5});
+    const QList<QAction *> items = menu->actions();
+    ASSERT_GE(items.size(), 2);
+    EXPECT_TRUE(items[items.size() - 2]->isSeparator());
+    QMenu *pretty = items.back()->menu();
+    ASSERT_TRUE(pretty);
+    EXPECT_EQ(pretty->title(), "Pretty Print");
+    QStringList shown;
+    for (QAction *a : pretty->actions())
+        shown << a->text() + '|' + a->shortcut().toString() + '|' + a->toolTip();
+    EXPECT_EQ(shown, QStringList({"as JSON|Ctrl+Shift+J|Selected text must be valid JSON",
+                                  "Decoded Base64|Ctrl+Shift+D|Selected text must be valid Base64"}));
+    pretty->actions()[0]->trigger();
+    EXPECT_TRUE(viewer.isFormattedJSON());
+    pretty->actions()[0]->trigger();
+    EXPECT_EQ(viewer.text(), Json) << "on a formatted text it restores";
 }
 
 TEST_F(TextViewerTest, Base64DecodesTheWholeTextOrExplainsWhyNot)
@@ -193,25 +212,4 @@ TEST_F(TextViewerTest, CopyTakesTheSelectionOrEverythingAndLinksOpenOnAClick)
     const QPoint point = viewer.textView()->cursorRect(inLink).center() + QPoint(2, 0);
     QTest::mouseClick(viewer.textView()->viewport(), Qt::LeftButton, {}, point);
     EXPECT_EQ(opened, QList<QUrl>({QUrl("https://example.org/a?b=1")}));
-}
-
-TEST_F(TextViewerTest, ContextMenuEndsWithPrettyPrintWhoseJsonItemIsTheToolbarToggle)
-{
-    viewer.showText(Json);
-    std::unique_ptr<QMenu> menu = viewer.contextMenu({5, 5});
-    const QList<QAction *> items = menu->actions();
-    ASSERT_GE(items.size(), 2);
-    EXPECT_TRUE(items[items.size() - 2]->isSeparator());
-    QMenu *pretty = items.back()->menu();
-    ASSERT_TRUE(pretty);
-    EXPECT_EQ(pretty->title(), "Pretty Print");
-    QStringList shown;
-    for (QAction *a : pretty->actions())
-        shown << a->text() + '|' + a->shortcut().toString() + '|' + a->toolTip();
-    EXPECT_EQ(shown, QStringList({"as JSON|Ctrl+Shift+J|Selected text must be valid JSON",
-                                  "Decoded Base64|Ctrl+Shift+D|Selected text must be valid Base64"}));
-    pretty->actions()[0]->trigger();
-    EXPECT_TRUE(viewer.isFormattedJSON());
-    pretty->actions()[0]->trigger();
-    EXPECT_EQ(viewer.text(), Json) << "on a formatted text it restores";
 }
