@@ -54,7 +54,6 @@ TEST(LogAppearanceTest, DefaultsAndTheSystemLinesLook)
     // "QF" uses the E font but keeps its own blue; an empty or unknown level is drawn in the D font.
     EXPECT_EQ(looks(changed), "#ff0000ffb #ff010203 #ff008000 #ffff8000b #ff123456b #ffff0000 #ff0000ffb");
     EXPECT_EQ(changed.font(u""), changed.font(u"D"));
-    EXPECT_EQ(changed.font(u"A"), changed.font(u"D"));
     EXPECT_DOUBLE_EQ(changed.fontHeight(), 21.0);
 }
 
