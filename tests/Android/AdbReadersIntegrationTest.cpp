@@ -36,7 +36,7 @@ protected:
         LogReader reader;
         prepare(reader, rec, serial);
         reader.connect();
-        EXPECT_TRUE(waitUntil([&] { return rec.count("stopped") == 1; }, 15000));
+        EXPECT_TRUE(waitUntil([&] { return rec.events().count("stopped") == 1; }, 15000));
         return rec.events();
     }
 
@@ -67,7 +67,7 @@ TEST_F(AdbReadersTest, StreamsTheLogOnAWorkerThreadReadsPsAndClearsTheLogOnStart
         for (QThread *t : rec.threads())
             EXPECT_EQ(t, worker->thread());
         raw->stop(); // from the test's thread
-        ASSERT_TRUE(waitUntil([&] { return rec.count("stopped") == 1; }, 5000));
+        ASSERT_TRUE(waitUntil([&] { return rec.events().count("stopped") == 1; }, 5000));
         EXPECT_EQ(rec.events().last(), "stopped");
     }
     {
@@ -88,7 +88,7 @@ TEST_F(AdbReadersTest, StreamsTheLogOnAWorkerThreadReadsPsAndClearsTheLogOnStart
         reader.connect();
         ASSERT_TRUE(waitUntil([&] { return rec.size() >= 1; }, 15000));
         reader.stop();
-        ASSERT_TRUE(waitUntil([&] { return rec.count("stopped") == 1; }, 5000));
+        ASSERT_TRUE(waitUntil([&] { return rec.events().count("stopped") == 1; }, 5000));
         EXPECT_EQ(rec.events().join(u'|'), "line:--------- beginning of main\n|stopped");
     }
 }
@@ -97,7 +97,8 @@ TEST_F(AdbReadersTest, TheServersFailureMessageStopsTheReader)
 {
     // adb 29 says "device 'SERIAL' not found": the lower-case "device not found" test does not
     // match it, so it is an ordinary failure, then the end of the connection.
-    EXPECT_EQ(runUntilStopped("no-such-serial").join(u'|'), "error:logReader:2:device 'no-such-serial' not found|stopped");
+    EXPECT_EQ(runUntilStopped("no-such-serial").join(u'|'),
+              "error:logReader:2:device 'no-such-serial' not found|stopped");
 }
 
 TEST_F(AdbReadersTest, DeviceDroppedMidStreamStopsTheReader)

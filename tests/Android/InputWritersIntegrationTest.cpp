@@ -34,7 +34,9 @@ protected:
     {
         const qsizetype before = m_seen;
         EXPECT_TRUE(waitUntil(
-            [&] { return inputLog().size() >= before + count && type.pendingInputs() == 0 && !type.isProcessingInputs(); },
+            [&] {
+                return inputLog().size() >= before + count && type.pendingInputs() == 0 && !type.isProcessingInputs();
+            },
             10000));
         const QStringList all = inputLog();
         m_seen = all.size();
