@@ -47,8 +47,9 @@ const QStringList kQuietDevice = {"--seed", "3", "--buffer", "30", "--rate", "0"
 
 } // namespace
 
-// One quiet device: its log streamed on a worker thread, its ps output, then its log cleared on start.
-TEST_F(AdbReadersTest, StreamsTheLogOnAWorkerThreadReadsPsAndClearsTheLogOnStart)
+// One quiet device: its log streamed on a worker thread, its ps output, its log cleared on start; then a
+// second device.
+TEST_F(AdbReadersTest, StreamsTheLogOnAWorkerThreadReadsPsClearsTheLogAndNeedsASerialForTwoDevices)
 {
     const QString serial = startDevice(kQuietDevice);
     ASSERT_FALSE(serial.isEmpty());
@@ -91,6 +92,9 @@ TEST_F(AdbReadersTest, StreamsTheLogOnAWorkerThreadReadsPsAndClearsTheLogOnStart
         ASSERT_TRUE(waitUntil([&] { return rec.events().count("stopped") == 1; }, 5000));
         EXPECT_EQ(rec.events().join(u'|'), "line:--------- beginning of main\n|stopped");
     }
+    // With a second device and no serial the server's message names the case the log datasource looks for.
+    ASSERT_FALSE(startDevice(kQuietDevice).isEmpty());
+    EXPECT_EQ(runUntilStopped(QString()).join(u'|'), "error:logReader:2:more than one device/emulator|stopped");
 }
 
 TEST_F(AdbReadersTest, TheServersFailureMessageStopsTheReader)
