@@ -166,12 +166,10 @@ TEST(FilterEval, OperatorsAndOptions)
         // A constant without letters under [c]: punctuation still matches exactly.
         {"text CONTAINS[c] '{'", testEntry({.text = "a{b"}), true},
         {"text CONTAINS[c] '['", testEntry({.text = "a{b"}), false},
-        // Ordering compares the folded texts: "b" sorts after "_", "B" before.
-        {"name <[c] '_'", testEntry({.name = "B"}), false},
+        // Ordering compares the texts ("B" sorts before "_"); [c] on ASCII is the random oracle's, below.
         {"name < '_'", testEntry({.name = "B"}), true},
         // Empty texts occur in nothing; a constant of combining marks only is empty under [d].
         {"text CONTAINS ''", noType, false},
-        {"text CONTAINS[cd] ''", noType, false},
         {"text BEGINSWITH ''", noType, false},
         {"text ENDSWITH ''", noType, false},
         {"text CONTAINS[d] '\u0301'", noType, false},
@@ -181,12 +179,9 @@ TEST(FilterEval, OperatorsAndOptions)
         // Prefixes, suffixes, wildcards (whole text, the dot literal) and anchored expressions.
         {"name BEGINSWITH 'Activity'", proc, true},
         {"name BEGINSWITH 'activity'", proc, false},
-        {"name BEGINSWITH[c] 'activity'", proc, true},
-        {"name ENDSWITH[c] 'MANAGER'", proc, true},
         {"text LIKE 'Start*example/u0a1?'", proc, true},
         {"text LIKE 'Start*example/u0a1'", proc, false},
         {"text LIKE 'start*'", proc, false},
-        {"text LIKE[c] 'start*'", proc, true},
         {"text LIKE '*.*'", proc, true},
         {"name LIKE 'Activity.anager'", proc, false},
         {"text MATCHES 'Start proc \\\\d+:.*'", proc, true},
@@ -209,7 +204,7 @@ TEST(FilterEval, OperatorsAndOptions)
 
 TEST(FilterEval, AsciiCaseFoldingAgreesWithLowerCasedComparison)
 {
-    // Oracle: for ASCII text, [c] equals comparing lower-cased texts without options.
+    // Oracle: for ASCII text, [c] equals comparing lower-cased texts without options, [d] changes nothing.
     QRandomGenerator rng(20240117);
     const QString alphabet = QStringLiteral("aAbBzZ{}[],:\"_ 09");
     auto randomText = [&](int maxLen) {
