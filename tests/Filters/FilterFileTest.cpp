@@ -31,8 +31,7 @@ TEST(FilterFileTest, ReadsTheDictionaryInBothForms)
     for (bool binary : {false, true}) {
         QString error;
         const std::optional<Entries> entries = FilterFile::read(stringDictionary(pairs, binary), &error);
-        ASSERT_TRUE(entries) << binary << error.toStdString();
-        EXPECT_EQ(asMap(*entries), expected) << binary;
+        EXPECT_EQ(asMap(entries.value_or(Entries())), expected) << binary << error.toStdString();
         EXPECT_TRUE(error.isEmpty());
     }
     // A bare dictionary, comments and an empty string element are fine too.
