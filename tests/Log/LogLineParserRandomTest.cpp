@@ -45,7 +45,7 @@ std::optional<Fields> reference(const QString &line, int format)
     Fields f;
     if (line.startsWith(QLatin1Char('-')))
         format = 7;
-    RefScanner s{line};
+    RefScanner s{line, 0, {}};
     const auto readTime = [&]() {
         if (format == 10)
             s.upTo(" ");
@@ -146,9 +146,7 @@ std::optional<Fields> reference(const QString &line, int format)
     const QString separator = QStringLiteral(" NOTE:[");
     const qsizetype note = text->indexOf(separator);
     if (note >= 0) {
-        QString rest = text->mid(note + separator.size());
-        const qsizetype next = rest.indexOf(separator);
-        f[7] = next >= 0 ? rest.left(next) : rest;
+        f[7] = text->mid(note + separator.size()).section(separator, 0, 0);
         text->truncate(note);
     }
     f[6] = *text;
