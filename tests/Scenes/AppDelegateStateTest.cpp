@@ -194,16 +194,18 @@ TEST_F(AppDelegateStateTest, StreamPauseQuietRetriesReturnStopAndRunAnother)
     ASSERT_TRUE(waitStreaming(streams + 1, "Pixel_B - emu-B"));
     EXPECT_EQ(streamDevice, "emu-B");
 
-    // Stop while paused goes offline at once; a late tick then does nothing, it asks not even for a device list.
+    // Stop while paused goes offline at once; a late tick then does nothing, it asks not even for a device
+    // list: the next Run's list is the only one asked for.
     endStream();
     ASSERT_TRUE(waitState("Pixel_B - emu-B [AWAY - RETRYING]|Cancel|retrying")) << state().toStdString();
     app->onConnectButtonPressed();
     EXPECT_EQ(state(), "Pixel_B - emu-B [OFFLINE]|Run");
-    const int lines = log.lines().size();
     const int connections = server.connectionCount();
     app->onReconnectTimerTick();
-    EXPECT_EQ(log.lines().size(), lines);
-    EXPECT_EQ(server.connectionCount(), connections);
+    addDevices(deviceA);
+    app->onConnectButtonPressed();
+    ASSERT_TRUE(waitStreaming(streams + 2, "Pixel_A - emu-A"));
+    EXPECT_EQ(server.connectionCount(), connections + 1);
 }
 
 TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
@@ -378,6 +380,4 @@ TEST_F(AppDelegateStateTest, CommandsOfAStreamingWindow)
     EXPECT_EQ(app->remoteScreenMonitorSheet(), sheet);
     EXPECT_TRUE(sheet->isVisible());
     EXPECT_TRUE(sheet->screenSource()->isRunning());
-    EXPECT_EQ(log.count(QStringLiteral("opening mirror window: emu-A")), 2);
-    EXPECT_EQ(log.count(QStringLiteral("closing mirror window: emu-A")), 1);
 }
