@@ -69,7 +69,7 @@ TEST_F(LogTableControllerTest, FontSizeCommandsStepStoreAndWrapToEleven)
     const int rowHeight11 = table.uniformRowHeight();
     // A stored size outside the limits is used as it is until the first command.
     Settings::setValue(SettingsKey::defaultFontSize, 45.0f);
-    controller->readSettings();
+    controller->fontsChanged(); // as the preferences announce a change
     EXPECT_DOUBLE_EQ(controller->model()->appearance().fontPointSize(), 45.0);
     EXPECT_GT(table.uniformRowHeight(), 2 * rowHeight11);
 
@@ -88,7 +88,7 @@ TEST_F(LogTableControllerTest, FontSizeCommandsStepStoreAndWrapToEleven)
         SCOPED_TRACE(step.size);
         if (step.stored) {
             Settings::setValue(SettingsKey::defaultFontSize, step.stored);
-            controller->fontsChanged(); // as the preferences announce a change
+            controller->readSettings();
         }
         (controller.get()->*step.command)();
         EXPECT_DOUBLE_EQ(controller->model()->appearance().fontPointSize(), step.size);
