@@ -51,7 +51,6 @@ protected:
         rows[1] = testEntry({.idx = 1, .pid = "77", .type = "E", .text = " see https://example.org/x. Then more"});
         rows[2] = testEntry({.idx = 2, .app = "com.known", .text = " two\nlines"});
         // Rows reach the table as they do in the window: through the datasource, so names reach them.
-        QSignalSpy updated(&datasource, &LogDatasource::logDataUpdated);
         datasource.setLogDataFromFile(rows);
         ASSERT_TRUE(QTest::qWaitFor([&] { return datasource.getDataFiltered().size() == 6; }, 5000));
         table.showRows(datasource.getDataFiltered());
