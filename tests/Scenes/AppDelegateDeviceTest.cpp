@@ -75,8 +75,8 @@ protected:
     {
         for (qsizetype i = 1; i < seqs.size(); ++i)
             if (seqs[i] != seqs[i - 1] + 1)
-                return QStringLiteral("at %1 of %2: %3 after %4").arg(i).arg(seqs.size()).arg(seqs[i]).arg(seqs[i - 1])
-                    .toStdString();
+                return "at " + std::to_string(i) + ": " + std::to_string(seqs[i]) + " after " +
+                       std::to_string(seqs[i - 1]);
         return {};
     }
 
@@ -97,11 +97,13 @@ TEST_F(AppDelegateDeviceTest, ReturnsToTheSameDeviceAfterTheCableAndAfterTheServ
     // started, "id - model" when it arrived afterwards.
     ASSERT_TRUE(QTest::qWaitFor([&] { return title().contains("Pixel Sim"); }, 10000)) << title().toStdString();
     const QString deviceTitle = title();
-    EXPECT_TRUE(deviceTitle == "Pixel Sim - " + serial || deviceTitle == serial + " - Pixel Sim") << deviceTitle.toStdString();
+    EXPECT_TRUE(deviceTitle == "Pixel Sim - " + serial || deviceTitle == serial + " - Pixel Sim")
+        << deviceTitle.toStdString();
     ASSERT_TRUE(QTest::qWaitFor([&] { return shownSeqs().size() > 20; }, 10000));
 
     // The simulator drops off the server.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [AWAY - RETRYING]"); }, 15000)) << title().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [AWAY - RETRYING]"); }, 15000))
+        << title().toStdString();
     EXPECT_EQ(dialogs::visible<QMessageBox>(app->window()), nullptr);
     const qsizetype beforeDrop = shownSeqs().size();
 
@@ -113,7 +115,8 @@ TEST_F(AppDelegateDeviceTest, ReturnsToTheSameDeviceAfterTheCableAndAfterTheServ
     // the window keeps retrying instead of giving up with an alert.
     LogCapture log;
     ASSERT_EQ(env().runAdb({"kill-server"}).exitCode, 0);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [AWAY - RETRYING]"); }, 15000)) << title().toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return title().endsWith(" [AWAY - RETRYING]"); }, 15000))
+        << title().toStdString();
     for (int tick = 1; tick <= 3; ++tick) {
         ASSERT_TRUE(timer->active) << "gave up retrying before tick " << tick;
         app->onReconnectTimerTick();

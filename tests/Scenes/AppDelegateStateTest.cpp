@@ -303,8 +303,7 @@ TEST_F(AppDelegateStateTest, CommandsOfAStreamingWindow)
     SCOPED_TRACE("the status line follows the rows and the filter");
     QLabel *status = app->window()->statusLabel();
     for (int i = 0; i < 4; ++i)
-        app->logDatasource()->logLineReceived(
-            QStringLiteral("01-23 14:05:0%1.789  1234  5678 W Tag: line %1").arg(i));
+        app->logDatasource()->logLineReceived(QStringLiteral("01-23 14:05:0%1.789  1234  5678 W Tag: line %1").arg(i));
     search->setText("line 2");
     EXPECT_TRUE(QTest::qWaitFor([&] { return status->text().startsWith("Viewing 1 of 6+"); }, 3000))
         << status->text().toStdString();
@@ -334,7 +333,8 @@ TEST_F(AppDelegateStateTest, CommandsOfAStreamingWindow)
     ASSERT_EQ(openedUrls.size(), 3);
     EXPECT_EQ(openedUrls[0].scheme(), "mailto");
     EXPECT_TRUE(openedUrls[0].query(QUrl::FullyDecoded).contains("subject=Quillfern Feedback"));
-    EXPECT_EQ(openedUrls.mid(1), QList<QUrl>({QuillfernAppDelegate::LogTagHelpUrl, QuillfernAppDelegate::SharedFiltersUrl}));
+    EXPECT_EQ(openedUrls.mid(1),
+              QList<QUrl>({QuillfernAppDelegate::LogTagHelpUrl, QuillfernAppDelegate::SharedFiltersUrl}));
 
     // The typing terminal: the desktop's terminal runs the bundled script for the streaming device.
     qputenv("TERMINAL", "my-terminal");

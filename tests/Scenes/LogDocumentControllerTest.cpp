@@ -76,8 +76,9 @@ protected:
     {
         QList<LogEntry> entries;
         for (int i = 0; i < 4; ++i)
-            entries << testEntry({.idx = datasource.getIndex(), .pid = i < 2 ? "1234" : "4321", .tid = "5678",
-                                  .text = QStringLiteral(" line %1").arg(i), .note = i == 1 ? "a note" : ""});
+            entries << LogEntry::create(datasource.getIndex(),
+                                        {"01-23 14:05:06.789", "", i < 2 ? "1234" : "4321", "5678", "I", "Tag",
+                                         QStringLiteral(" line %1").arg(i), i == 1 ? "a note" : ""});
         datasource.setLogDataFromFile(entries);
         EXPECT_TRUE(waitForRows(entries));
         return entries;
