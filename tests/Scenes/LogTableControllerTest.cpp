@@ -62,6 +62,18 @@ TEST_F(LogTableControllerTest, ColumnsHaveTitlesWidthsAndTheIdxColumnHidden)
     EXPECT_TRUE(header->stretchLastSection());
     EXPECT_GT(header->sectionSize(LogEntry::Time), header->sectionSize(LogEntry::Pid));
     EXPECT_EQ(controller->model()->headerData(LogEntry::Name, Qt::Horizontal).toString(), "Tag");
+
+    // Readable by default: the level one letter wide, the note column narrow until a new view brings a
+    // note, the whole message a tooltip.
+    EXPECT_LT(header->sectionSize(LogEntry::Type), header->sectionSize(LogEntry::Pid));
+    const int narrowNote = header->sectionSize(LogEntry::Note);
+    EXPECT_LE(narrowNote, header->sectionSize(LogEntry::Type));
+    const QString message = QStringLiteral(" a message longer than its column").repeated(8);
+    controller->showRows(testEntries(0, 2));
+    controller->showRows({testEntry({.idx = 5, .text = message, .note = "seen"})}); // not a continuation
+    EXPECT_GT(header->sectionSize(LogEntry::Note), 3 * narrowNote);
+    EXPECT_EQ(controller->model()->index(0, LogEntry::Text).data(Qt::ToolTipRole).toString(), message);
+    EXPECT_FALSE(controller->model()->index(0, LogEntry::Pid).data(Qt::ToolTipRole).isValid());
 }
 
 TEST_F(LogTableControllerTest, FontSizeCommandsStepStoreAndWrapToEleven)
