@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Save, Save as Text and Open through the real (non-native) file dialogs: the written text, the
-// visible-rows check box, the round trip of every field, the numbering of an opened file, and
-// failures that tell the user.
+// visible-rows check box, reading back, the question over unsaved lines, the numbering of an opened file,
+// and failures that tell the user (every field's round trip is LogDocumentTest's).
 #include "Scenes/LogDocumentController.h"
 
 #include "Helpers/Settings.h"
