@@ -386,12 +386,13 @@ TEST_F(LogDatasourceTest, FailuresEndTheSessionAndReachTheDelegate)
         SCOPED_TRACE(c.message.toStdString());
         ds = makeDatasource();
         delegate.*c.reported = 0;
-        const qsizetype stops = readers.count("stop");
+        const qsizetype stops = readers.events().count("stop");
         ds->setDeviceId("serial");
         ds->startLogger();
         onWorker([&] { c.fail(*ds); });
         const auto ended = [&] {
-            return delegate.*c.reported == 1 && !ds->isLogging() && readers.count("stop") == stops + c.readerStops;
+            return delegate.*c.reported == 1 && !ds->isLogging() &&
+                   readers.events().count("stop") == stops + c.readerStops;
         };
         EXPECT_TRUE(QTest::qWaitFor(ended, 5000));
         if (!c.message.isEmpty()) {
