@@ -29,7 +29,7 @@ void run(UpdateThrottle throttle, std::initializer_list<Step> steps)
 
 } // namespace
 
-TEST(UpdateThrottle, AnnouncesAtMostOncePerQuarterSecondAndTheFlushTakesTheRest)
+TEST(UpdateThrottle, AnnouncesAtMostOncePerIntervalAndTheFlushTakesTheRest)
 {
     run(UpdateThrottle(), {
                               {Step::Flush, 0, false, 0},    // nothing pending: nothing to say
@@ -44,10 +44,6 @@ TEST(UpdateThrottle, AnnouncesAtMostOncePerQuarterSecondAndTheFlushTakesTheRest)
                               {Step::Change, 1151, true, 0},
                               {Step::Change, 5000, true, 0}, // a quiet stretch: the next change goes out at once
                           });
-}
-
-TEST(UpdateThrottle, FirstChangeAtTimeZeroIsAnnouncedAndTheIntervalIsTheOwnersChoice)
-{
     // A clock that starts at zero must not look like an announcement made at zero.
     run(UpdateThrottle(), {{Step::Change, 0, true, 0}, {Step::Change, 0, false, 1}, {Step::Flush, 0, true, 0}});
     run(UpdateThrottle(0.5),
