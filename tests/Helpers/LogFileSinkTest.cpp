@@ -10,31 +10,23 @@
 
 namespace {
 
-// One line handed to the sink after the clock moved on, and the file and roll count it must leave.
-struct Write
-{
-    qint64 afterMs;
-    QByteArray line;
-    QByteArray fileAfter;
-    int rollsAfter;
-};
-
 class LogFileSinkTest : public ::testing::Test
 {
 protected:
-    // Each line is checked without a flush: the sink writes every line through at once.
-    void play(qint64 maxBytes, qint64 rollMs, std::initializer_list<Write> writes)
+    // Each write: the clock moves on (ms), one line goes to the sink, and the file and roll count it must leave.
+    // Each is checked without a flush: the sink writes every line through at once.
+    void play(qint64 maxBytes, qint64 rollMs,
+              std::initializer_list<std::tuple<qint64, QByteArray, QByteArray, int>> writes)
     {
         LogFileSink sink(path(), maxBytes, rollMs, m_clock);
         sink.set_formatter(std::make_unique<spdlog::pattern_formatter>("%v"));
-        for (const Write &w : writes) {
-            m_clock.advanceMs(w.afterMs);
-            sink.log(
-                spdlog::details::log_msg(spdlog::source_loc{}, "test", spdlog::level::debug, w.line.toStdString()));
+        for (const auto &[afterMs, line, fileAfter, rollsAfter] : writes) {
+            m_clock.advanceMs(afterMs);
+            sink.log(spdlog::details::log_msg(spdlog::source_loc{}, "test", spdlog::level::debug, line.toStdString()));
             QFile file(path());
             ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-            EXPECT_EQ(file.readAll(), w.fileAfter) << "after " << w.line.left(20).constData();
-            EXPECT_EQ(sink.rollCount(), w.rollsAfter) << "after " << w.line.left(20).constData();
+            EXPECT_EQ(std::pair(file.readAll(), sink.rollCount()), std::pair(fileAfter, rollsAfter))
+                << "after " << line.left(20).constData();
         }
     }
 

@@ -47,17 +47,11 @@ TEST_F(SettingsTest, RegisteredDefaultsApplyWhenNothingIsStored)
         "defaultFontSize=- clearLogOnStart=- adbLogTags=- QUILLFERN_MAX_BUFFER_SIZE=- predicates=- analyticsServer= "
         "OpenUDID=- OpenUDID_createdTS=-");
     EXPECT_FALSE(Settings::value(u"noSuchKey").isValid());
-    EXPECT_EQ(Settings::colorKeys()[1], SettingsKey::logDebugColor.toString()); // level order V, D, ...
-    EXPECT_EQ(Settings::boldKeys()[5], SettingsKey::logFatalBold.toString());
 }
 
-TEST_F(SettingsTest, StoredValuesWinUntilRemovedAndTypedAccessorsConvertThem)
+TEST_F(SettingsTest, TypedAccessorsConvertStoredValues)
 {
-    Settings::setValue(SettingsKey::logFatalBold, false);
-    EXPECT_FALSE(Settings::value(SettingsKey::logFatalBold).toBool());
-    Settings::remove(SettingsKey::logFatalBold); // restoring the appearance defaults removes the keys
-    EXPECT_FALSE(Settings::contains(SettingsKey::logFatalBold));
-    EXPECT_TRUE(Settings::value(SettingsKey::logFatalBold).toBool());
+    // The appearance keys' stored values, their removal and the keys' order: LogAppearanceTest.
     Settings::setValue(SettingsKey::predicates, QVariantMap());
     EXPECT_TRUE(Settings::contains(SettingsKey::predicates)); // empty but present
 
