@@ -39,10 +39,10 @@ protected:
         EXPECT_TRUE(file.open(QIODevice::ReadOnly));
         return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
     }
-    // The lines that are "MM-dd HH:mm:ss", the level letter, then `rest` (a pattern).
-    static QStringList matching(const QString &rest)
+    // How many lines are "MM-dd HH:mm:ss", the level letter, then `rest` (a pattern).
+    static qsizetype matching(const QString &rest)
     {
-        return lines().filter(QRegularExpression(QStringLiteral(R"(^\d\d-\d\d \d\d:\d\d:\d\d V )") + rest));
+        return lines().filter(QRegularExpression(QStringLiteral(R"(^\d\d-\d\d \d\d:\d\d:\d\d V )") + rest)).size();
     }
 
     QTemporaryDir m_dir;
@@ -54,9 +54,8 @@ TEST_F(LoggerTest, RegistersOnceAndStampsEachLineWithTimeAndThread)
 {
     const QString path = m_dir.path() + QStringLiteral("/Quillfern.log");
     EXPECT_EQ(logger().logFilePath(), path);
-    EXPECT_EQ(
-        matching(R"(\[UI\] Logger:registerLogger: logging to file: )" + QRegularExpression::escape(path) + '$').size(),
-        1);
+    EXPECT_EQ(matching(R"(\[UI\] Logger:registerLogger: logging to file: )" + QRegularExpression::escape(path) + '$'),
+              1);
     logger().registerLogger(m_dir.path() + QStringLiteral("/other"));
     EXPECT_EQ(logger().logFilePath(), path);
 
@@ -69,12 +68,11 @@ TEST_F(LoggerTest, RegistersOnceAndStampsEachLineWithTimeAndThread)
         QF_LOG(QStringLiteral("hello from worker"));
     });
     worker.join();
-    ASSERT_FALSE(workerId.isEmpty());
-    const QString ui = matching(QStringLiteral(R"(\[UI\] LoggerTest:TestBody: hello from ui$)")).value(0);
-    EXPECT_LE(before, ui.left(14)) << ui.toStdString();
-    EXPECT_LE(ui.left(14), Logger::stringFromDate(QDateTime::currentDateTime()));
-    EXPECT_EQ(matching(QStringLiteral(R"(\[%1\] LoggerTest:operator\(\): hello from worker$)").arg(workerId)).size(),
-              1);
+    EXPECT_EQ(matching(QStringLiteral(R"(\[UI\] LoggerTest:TestBody: hello from ui$)")), 1);
+    EXPECT_EQ(matching(QStringLiteral(R"(\[%1\] LoggerTest:operator\(\): hello from worker$)").arg(workerId)), 1);
+    const QString stamp = lines().filter(QStringLiteral("hello from ui")).value(0).left(14);
+    EXPECT_LE(before, stamp);
+    EXPECT_LE(stamp, Logger::stringFromDate(QDateTime::currentDateTime()));
 }
 
 TEST_F(LoggerTest, AnErrorReturnsOnlyOnceItsThreadsEarlierLinesAreWritten)
@@ -106,16 +104,13 @@ TEST_F(LoggerTest, FileRollsAtHalfAMebibyteAndStartsWithAWholeLine)
 {
     const QString payload(1000, u'x');
     for (int i = 0; i < 600; ++i)
-        QF_LOG(QStringLiteral("%1 %2").arg(i, 3, 10, QLatin1Char('0')).arg(payload));
+        QF_LOG(QStringLiteral("%1 %2").arg(i).arg(payload));
+    // 600 lines of ~1 KiB: one roll, and the fresh file holds the tail from a whole line on.
     const QStringList all = lines();
     EXPECT_LE(QFileInfo(logger().logFilePath()).size(), Logger::MaxFileSize);
-    // 600 lines of ~1 KiB: one roll, and the fresh file holds the consecutive tail.
-    const qsizetype kept = all.size();
-    ASSERT_GT(kept, 50);
-    EXPECT_LT(kept, 200);
-    for (qsizetype i = 0; i < kept; ++i)
-        EXPECT_TRUE(all[i].contains(QStringLiteral(": %1 x").arg(600 - kept + i, 3, 10, QLatin1Char('0')))) << i;
-    EXPECT_EQ(matching(QString()).first(), all.first()) << "a whole line first";
+    EXPECT_GT(all.size(), 50);
+    EXPECT_TRUE(all.last().endsWith(QStringLiteral(": 599 ") + payload));
+    EXPECT_EQ(matching(QString()), all.size()) << "whole lines only";
 }
 
 TEST_F(LoggerTest, ObserverSeesEveryMessageRegisteredOrNotAndLogToStringRegistersAgain)
