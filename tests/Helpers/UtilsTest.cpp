@@ -64,15 +64,10 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
     // SDK folders need only a file; on the path only an executable counts.
     for (const QString &path : order)
         writeTestFile(path, {});
+    ASSERT_TRUE(QFile::setPermissions(order[5], Executable));
 
     // Remove the winner each round: the next one in order must win.
     for (qsizetype winner = 0; winner < order.size(); ++winner) {
-        if (winner == 5) {
-            LogCapture log;
-            EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
-            EXPECT_EQ(log.lines().last(), QStringLiteral("not found:adb"));
-            ASSERT_TRUE(QFile::setPermissions(order[winner], Executable));
-        }
         LogCapture log;
         EXPECT_EQ(Utils::getAdbPath(home(), m_env), order[winner]);
         QStringList expected;
@@ -82,8 +77,11 @@ TEST_F(UtilsTest, FirstExistingCandidateWinsAndEachMissIsLogged)
         EXPECT_EQ(log.lines(), expected) << "winner " << winner;
         ASSERT_TRUE(QFile::remove(order[winner]));
     }
-    ASSERT_TRUE(QDir().mkpath(order[0])); // a folder named adb is not the tool
+    ASSERT_TRUE(QDir().mkpath(order[0])); // a folder named adb is not the tool,
+    writeTestFile(order[5], {});          // nor a file on the path that cannot run
+    LogCapture log;
     EXPECT_EQ(Utils::getAdbPath(home(), m_env), std::nullopt);
+    EXPECT_EQ(log.lines().last(), QStringLiteral("not found:adb"));
 
     // Unset or empty variables are skipped.
     QProcessEnvironment bare;
