@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/LogFileSink.h"
 #include "support/ManualTime.h"
+#include "support/QtPrinters.h"
 
 #include <QFile>
 #include <QTemporaryDir>

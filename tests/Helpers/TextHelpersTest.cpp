@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Helpers/TextHelpers.h"
+#include "support/QtPrinters.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +22,7 @@ TEST(TextHelpers, SearchesTrimAndCharacterAccess)
 {
     EXPECT_EQ(indexOfString(u"abcabc", u"BC"), NotFound);
     EXPECT_EQ(indexOfString(u"abcabc", u"BC", true), 1);
-    EXPECT_EQ(indexOfString(u"abc", u"", true), NotFound); // an empty needle never occurs
+    EXPECT_EQ(indexOfString(u"abc", u"", true), NotFound);          // an empty needle never occurs
     EXPECT_FALSE(contains(u"a DAEMON STARTED", u"daemon started")); // ignoring case: UtilsTest's daemon replies
 
     // Blanks and tabs only: line ends and the no-break space stay.

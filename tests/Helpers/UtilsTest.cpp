@@ -3,6 +3,7 @@
 
 #include "Helpers/MainThread.h"
 #include "support/LogCapture.h"
+#include "support/QtPrinters.h"
 #include "support/TestFiles.h"
 
 #include <QDir>
