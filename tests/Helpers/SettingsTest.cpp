@@ -89,12 +89,13 @@ TEST_F(SettingsTest, RegisterDefaultsWritesConnectionSettingsWhenMissingOrEmpty)
     EXPECT_EQ(Settings::adbPort(), QStringLiteral("15037")); // a real value is kept
 }
 
-TEST_F(SettingsTest, ChangesAreSignalledWithTheirKey)
+TEST_F(SettingsTest, RemovalAndWritesAreSignalledWithTheirKey)
 {
     QSignalSpy spy(&SettingsNotifier::instance(), &SettingsNotifier::changed);
     Settings::setValue(SettingsKey::adbPort, QStringLiteral("1"));
     Settings::remove(SettingsKey::adbPort); // a removal too
     EXPECT_EQ(spy, (QList<QVariantList>{{"adbPort"}, {"adbPort"}}));
+    EXPECT_FALSE(Settings::contains(SettingsKey::adbPort));
 }
 
 TEST_F(SettingsTest, ConcurrentWritersAndReaders)
