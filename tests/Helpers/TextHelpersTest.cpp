@@ -40,13 +40,8 @@ TEST(TextHelpers, SearchesTrimAndCharacterAccess)
 
 TEST(TextHelpers, RemoveSubstringBetween)
 {
-    struct Case
-    {
-        QString text, start, end;
-        std::optional<QString> result;
-        QString removed; // null: the output place is cleared
-    };
-    const Case cases[] = {
+    // The text, the markers, the result, and the text removed (null: the output place is cleared).
+    const std::tuple<QString, QString, QString, std::optional<QString>, QString> cases[] = {
         {"x[ab]y", "[", "]", "x", "ab"}, // a single trailing character is dropped
         {"ab**x**cd", "**", "**", "abcd", "x"},
         {"[ab]", "[", "]", "", "ab"}, // empty, yet present
@@ -61,11 +56,11 @@ TEST(TextHelpers, RemoveSubstringBetween)
         {"a]b[cd", "[", "]", "a]b[cd", QString()},   // the end is searched only after the start
         {"ab**xy", "**", "**", "ab**xy", QString()}, // the start's own characters are not the end
     };
-    for (const Case &c : cases) {
-        QString removed = QStringLiteral("stale");
-        const std::optional<QString> result = removeSubstringBetween(c.text, c.start, c.end, &removed);
-        EXPECT_EQ(std::tuple(result, removed, removed.isNull()), std::tuple(c.result, c.removed, c.removed.isNull()))
-            << c.text.toStdString();
+    for (const auto &[text, start, end, result, removed] : cases) {
+        QString out = QStringLiteral("stale");
+        const std::optional<QString> got = removeSubstringBetween(text, start, end, &out);
+        EXPECT_EQ(std::tuple(got, out, out.isNull()), std::tuple(result, removed, removed.isNull()))
+            << text.toStdString();
     }
     EXPECT_EQ(removeSubstringBetween(QStringLiteral("x[ab]yz"), u"[", u"]"), QStringLiteral("xyz")); // no output place
 }
