@@ -47,7 +47,7 @@ public:
 
     bool isNull() const { return m_d == nullptr; }
     // A hint that the record is about to be used or released.
-    void prefetch() const { __builtin_prefetch(m_d, 1); }
+    void prefetch() const;
     quint64 idx() const;
     QString value(Field field) const; // Idx gives the number in decimal; a null entry gives ""
     QByteArray utf8Value(Field field) const;

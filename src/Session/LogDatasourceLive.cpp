@@ -83,7 +83,12 @@ void LogDatasource::commitLiveLines(std::span<LogStore::Line> lines, bool hasFil
     // Releasing pruned blocks (a thousand cold records each) was a tenth of this thread's work under
     // a flood: the one-thread pool does it instead.
     if (!result.pruned.isEmpty())
-        m_filterPool->start([pruned = std::move(result.pruned)]() mutable { pruned.clear(); });
+        m_filterPool->start([pruned = std::move(result.pruned)]() mutable {
+            // Cold records: fetched all at once the misses overlap, released one by one each waits.
+            for (const LogEntry &entry : std::as_const(pruned))
+                entry.prefetch();
+            pruned.clear();
+        });
     // Outside the log lock: a lookup takes the pid lock. Every line that asked counts, so one asking
     // while a lookup runs gets the follow-up lookup.
     if (result.lookupsDue > 0)

@@ -37,9 +37,8 @@ protected:
         auto process = std::make_unique<QProcess>();
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("HOME"), home.path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral("data")));
-        environment.insert(QStringLiteral("XDG_CACHE_HOME"), home.filePath(QStringLiteral("cache")));
+        for (const QString folder : {u"config", u"data", u"cache"})
+            environment.insert(QStringLiteral("XDG_%1_HOME").arg(folder.toUpper()), home.filePath(folder));
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
         environment.insert(QStringLiteral("QUILLFERN_LOG_QUIET"), QStringLiteral("1"));
         process->setProcessEnvironment(environment);
@@ -75,9 +74,8 @@ TEST_F(CrashReportsIntegrationTest, RealSignalsLeaveReportsThatTheNextStartKeeps
         ASSERT_EQ(reports.size(), &c - cases + 1);
         const std::optional<CrashReport> report = CrashReports::read(reports.first());
         ASSERT_TRUE(report);
-        EXPECT_EQ(report->signal, c.signal);
-        EXPECT_EQ(report->signalName, c.name);
-        EXPECT_EQ(report->version, QF_EXPECTED_VERSION);
+        EXPECT_EQ(QStringLiteral("%1 %2 %3").arg(report->signal).arg(report->signalName, report->version),
+                  QStringLiteral("%1 %2 " QF_EXPECTED_VERSION).arg(c.signal).arg(QLatin1String(c.name)));
         EXPECT_FALSE(report->revision.isEmpty());
         EXPECT_GE(report->runSeconds, 0);
         EXPECT_NEAR(double(report->time), double(QDateTime::currentSecsSinceEpoch()), 120.0);

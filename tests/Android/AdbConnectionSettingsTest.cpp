@@ -17,9 +17,8 @@ TEST(AdbConnectionSettings, EmptyServerOrPortKeepTheLocalDefaultAndPortsKeepThei
     };
     for (const auto &[server, port, host, number] : cases) {
         const AdbConnectionSettings s = AdbConnectionSettings::fromStored(server, port, true, QStringLiteral("*:S"));
-        EXPECT_EQ(s.server, host) << port.toStdString();
-        EXPECT_EQ(s.port, number) << port.toStdString();
-        EXPECT_TRUE(s.clearLogOnStart);
-        EXPECT_EQ(s.logTags, QStringLiteral("*:S"));
+        EXPECT_EQ(QStringLiteral("%1:%2 %3 %4").arg(s.server).arg(s.port).arg(int(s.clearLogOnStart)).arg(s.logTags),
+                  QStringLiteral("%1:%2 1 *:S").arg(host).arg(number))
+            << port.toStdString();
     }
 }

@@ -22,7 +22,6 @@ TEST(AdbProtocol, LengthCountsUtf16CodeUnitsNotUtf8Bytes)
     const QString request = QStringLiteral("host:transport:\u00e9\U0001F600"); // 15 + 1 + 2 code units
     EXPECT_EQ(lengthHeader(request), QByteArray("0012"));
     EXPECT_EQ(frameRequest(request).mid(4), request.toUtf8());
-    EXPECT_EQ(frameRequest(request).size(), 4 + 15 + 2 + 4);
 }
 
 TEST(AdbProtocol, OkayIsExactlyTheFourUpperCaseBytes)
@@ -35,17 +34,15 @@ TEST(AdbProtocol, OkayIsExactlyTheFourUpperCaseBytes)
 
 TEST(AdbProtocol, HexDataToIntegerDecodesTheFourByteLengthField)
 {
-    EXPECT_EQ(hexDataToInteger("000c"), 12u);
+    // The text rules themselves: AdbReplyFuzz.HexScannerAgreesWithAReferenceOnRandomText.
     EXPECT_EQ(hexDataToInteger("ffff"), 0xffffu);
     EXPECT_EQ(hexDataToInteger("00\xff" "1"), 0u); // not UTF-8
-    EXPECT_EQ(hexDataToInteger(" 12 "), 0x12u);
 }
 
 TEST(AdbProtocol, StringFromDataIsAbsentForInvalidUtf8)
 {
     EXPECT_EQ(stringFromData("abc\n"), QStringLiteral("abc\n"));
-    EXPECT_EQ(stringFromData(""), QString());
-    EXPECT_TRUE(stringFromData("").has_value());
+    EXPECT_EQ(stringFromData(""), QString()); // present, empty
     EXPECT_EQ(stringFromData("\xc3\xa9"), QStringLiteral("\u00e9"));
     EXPECT_EQ(stringFromData("\xef\xbb\xbfx"), QStringLiteral("\ufeffx")); // a BOM stays a character
 

@@ -59,7 +59,7 @@ TEST(AdbReplyFuzz, LogReaderAlwaysEndsInItsFailurePath)
         ReaderRun<LogReader, LogReaderRecorder> run({FakeAdbServer::expectRequest(QStringLiteral("host:transport:S")),
                                                      FakeAdbServer::reply(reply), FakeAdbServer::close()});
         run.start(QStringLiteral("S"));
-        ASSERT_TRUE(waitUntil([&] { return run.rec.count(QStringLiteral("stopped")) > 0; }, 5000))
+        ASSERT_TRUE(waitUntil([&] { return run.rec.events().count(QStringLiteral("stopped")) > 0; }, 5000))
             << "round " << round << " reply " << reply.toHex().toStdString();
         const QStringList events = run.rec.events();
         if (!reply.startsWith("OKAY")) {

@@ -209,16 +209,6 @@ TEST_F(AsyncSocketTest, PeerCloseServesCompleteReadsThenReportsCode7AndDropsTheP
     EXPECT_FALSE(socket->isConnected());
 }
 
-TEST_F(AsyncSocketTest, PeerCloseWithNoReadPendingStillEndsTheConnection)
-{
-    ASSERT_TRUE(connect());
-    ASSERT_TRUE(peer.accept());
-    peer.socket->write("unread bytes");
-    peer.socket->disconnectFromHost();
-    ASSERT_TRUE(waitDisconnect());
-    EXPECT_EQ(rec.error->code, AsyncSocket::ClosedError);
-}
-
 TEST_F(AsyncSocketTest, RefusedConnectionCarriesTheSystemError)
 {
     ASSERT_TRUE(socket->connectToHost("127.0.0.1", closedPort()));

@@ -34,7 +34,9 @@ protected:
     {
         const qsizetype before = m_seen;
         EXPECT_TRUE(waitUntil(
-            [&] { return inputLog().size() >= before + count && type.pendingInputs() == 0 && !type.isProcessingInputs(); },
+            [&] {
+                return inputLog().size() >= before + count && type.pendingInputs() == 0 && !type.isProcessingInputs();
+            },
             10000));
         const QStringList all = inputLog();
         m_seen = all.size();
@@ -51,39 +53,31 @@ private:
 
 } // namespace
 
-TEST_F(InputWritersTest, TextAndKeysGoOutInBatchesOfOneKindEscapedAsTheShellNeeds)
+TEST_F(InputWritersTest, TextKeysTapsAndSwipesReachTheDeviceInOrder)
 {
-    EXPECT_FALSE(type.sendKeyEvent(QStringLiteral("a b"), false));
-    EXPECT_EQ(newCommands(1), QStringList({QStringLiteral("input text a%sb")}));
+    // The twelfth pending input is refused: nothing leaves the queue before the connection is up.
+    EXPECT_FALSE(type.sendKeyEvent(QStringLiteral("abcdefghij"), false));
+    EXPECT_FALSE(type.sendMenuKey());
+    EXPECT_TRUE(type.sendKeyEvent(QStringLiteral("xy"), false));
+    EXPECT_EQ(type.pendingInputs(), TypeWriter::MaxPendingInputs);
+    EXPECT_EQ(newCommands(2), QStringList({"input text abcdefghij", "input keyevent 82 "}));
 
+    // Text and keys go out in batches of one kind, escaped as the shell needs.
+    EXPECT_FALSE(type.sendKeyEvent(QStringLiteral("a b"), false));
+    EXPECT_EQ(newCommands(1), QStringList({"input text a%sb"}));
     type.sendHomeKey();
     type.sendBackKey();
-    EXPECT_EQ(newCommands(1), QStringList({QStringLiteral("input keyevent 3 4 ")}));
-
+    EXPECT_EQ(newCommands(1), QStringList({"input keyevent 3 4 "}));
     // Text, a key, text: three connections, in order.
     type.sendKeyEvent(QStringLiteral("ab"), false);
     type.sendHomeKey();
     type.addChar(u'c');
-    EXPECT_EQ(newCommands(3), QStringList({QStringLiteral("input text ab"), QStringLiteral("input keyevent 3 "),
-                                           QStringLiteral("input text c")}));
-}
+    EXPECT_EQ(newCommands(3), QStringList({"input text ab", "input keyevent 3 ", "input text c"}));
 
-TEST_F(InputWritersTest, TheTwelfthPendingInputIsRefused)
-{
-    // Nothing leaves the queue before the connection is up, so all of these wait together.
-    EXPECT_FALSE(type.sendKeyEvent(QStringLiteral("abcdefghij"), false));
-    EXPECT_FALSE(type.sendMenuKey());
-    EXPECT_EQ(type.pendingInputs(), TypeWriter::MaxPendingInputs);
-    EXPECT_TRUE(type.sendKeyEvent(QStringLiteral("xy"), false));
-    EXPECT_EQ(type.pendingInputs(), TypeWriter::MaxPendingInputs);
-    EXPECT_EQ(newCommands(2), QStringList({QStringLiteral("input text abcdefghij"), QStringLiteral("input keyevent 82 ")}));
-}
-
-TEST_F(InputWritersTest, TapsAndSwipesAreRoundedToWholePixels)
-{
+    // Taps and swipes are rounded to whole pixels.
     touch.sendTouchForPoint({540.4, 1199.6});
-    EXPECT_EQ(newCommands(1), QStringList({QStringLiteral("input tap 540 1200")}));
+    EXPECT_EQ(newCommands(1), QStringList({"input tap 540 1200"}));
     touch.sendSwipeFrom({10.4, 20.6}, {300, 400});
-    EXPECT_EQ(newCommands(1), QStringList({QStringLiteral("input swipe 10 21 300 400 100")}));
+    EXPECT_EQ(newCommands(1), QStringList({"input swipe 10 21 300 400 100"}));
     EXPECT_EQ(touch.queuedTouches(), 0);
 }

@@ -30,7 +30,6 @@ TEST(ScreencapReader, RepairTurnsCrLfBackIntoLfAndLeavesEveryOtherCr)
         {"a\rb", "a\rb"},         // a lone CR stays
         {"ab\r", "ab\r"},         // so does a final one
         {"a\r\r\nb", "a\r\nb"},   // CR CR LF: only the pair is one LF
-        {"\r", "\r"},
         {"\n\r", "\n\r"},
         {"", ""},
         {QByteArray("x\0\r\n\0", 5), QByteArray("x\0\n\0", 4)},

@@ -6,6 +6,8 @@
 
 #include <QRandomGenerator>
 
+using namespace Qt::StringLiterals;
+
 #include <thread>
 
 namespace {
@@ -29,35 +31,20 @@ QString printed(const QString &text)
 
 } // namespace
 
-TEST(FilterParse, CanonicalPrintOfTheDefaultsAndTheEditorExample)
+TEST(FilterParse, PrintedFormShowsTheTree)
 {
-    EXPECT_EQ(printed("type IN[cd] 'V,D,I,W,E,F,A'"), "type IN[cd] \"V,D,I,W,E,F,A\"");
-    EXPECT_EQ(printed("note !=[cd] ''"), "note !=[cd] \"\"");
-    EXPECT_EQ(printed("(text CONTAINS[cd] '{' AND text CONTAINS[cd] '\"') OR (text CONTAINS[cd] '[')"),
-              "(text CONTAINS[cd] \"{\" AND text CONTAINS[cd] \"\\\"\") OR text CONTAINS[cd] \"[\"");
-    EXPECT_EQ(printed("(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))"),
-              "app ==[cd] \"YOUR_APP_NAME\" AND (type ==[cd] \"E\" OR type ==[cd] \"W\")");
-}
-
-TEST(FilterParse, QuotingAndEscapes)
-{
-    const Filter single = Filter::parse(R"(text == 'it\'s')");
-    ASSERT_TRUE(single.isValid());
-    EXPECT_EQ(single.constant(), "it's");
-    EXPECT_EQ(single.toString(), R"(text == "it's")");
-
-    EXPECT_EQ(Filter::parse(R"(text == "a\"b\\c\n")").constant(), "a\"b\\cn"); // a backslash takes the next character
-
-    const Filter other = Filter::parse(R"(text == "it's" OR text == 'say "hi"')");
-    ASSERT_TRUE(other.isValid());
-    EXPECT_EQ(other.parts().at(0).constant(), "it's");
-    EXPECT_EQ(other.parts().at(1).constant(), "say \"hi\"");
-}
-
-TEST(FilterParse, PrecedenceGroupingAndStructure)
-{
-    // The printed form shows the tree: an AND under an OR and a group are parenthesised, a chain is one node.
+    // Canonical quotes and options; an AND under an OR and a group are parenthesised, a chain is one node;
+    // a backslash takes the next character; aliases, keyword case and signed numbers.
     const std::pair<const char *, const char *> cases[] = {
+        {"type IN[cd] 'V,D,I,W,E,F,A'", "type IN[cd] \"V,D,I,W,E,F,A\""},
+        {"note !=[cd] ''", "note !=[cd] \"\""},
+        {"(text CONTAINS[cd] '{' AND text CONTAINS[cd] '\"') OR (text CONTAINS[cd] '[')",
+         "(text CONTAINS[cd] \"{\" AND text CONTAINS[cd] \"\\\"\") OR text CONTAINS[cd] \"[\""},
+        {"(app ==[cd] 'YOUR_APP_NAME') AND ((type ==[cd] 'E') OR (type ==[cd] 'W'))",
+         "app ==[cd] \"YOUR_APP_NAME\" AND (type ==[cd] \"E\" OR type ==[cd] \"W\")"},
+        {R"(text == 'it\'s')", R"(text == "it's")"},
+        {R"(text == "a\"b\\c\n")", R"(text == "a\"b\\cn")"},
+        {R"(text == "it's" OR text == 'say "hi"')", R"(text == "it's" OR text == "say \"hi\"")"},
         {"a == '1' OR b == '2' AND c == '3'", "a == \"1\" OR (b == \"2\" AND c == \"3\")"},
         {"NOT a == '1' AND b == '2'", "NOT a == \"1\" AND b == \"2\""},
         {"NOT (a == '1' OR b == '2')", "NOT (a == \"1\" OR b == \"2\")"},
@@ -65,40 +52,25 @@ TEST(FilterParse, PrecedenceGroupingAndStructure)
         {"a == '1' AND b == '2' AND c == '3'", "a == \"1\" AND b == \"2\" AND c == \"3\""},
         {"(a == '1' AND b == '2') AND c == '3'", "(a == \"1\" AND b == \"2\") AND c == \"3\""},
         {"((text == 'x'))", "text == \"x\""}, // redundant parentheses around one comparison vanish
+        {"a = '1' && b <> '2' || !c == '3'", "(a == \"1\" AND b != \"2\") OR NOT c == \"3\""},
+        {"text contains[c] 'x' and not name beginswith 'y'", "text CONTAINS[c] \"x\" AND NOT name BEGINSWITH \"y\""},
+        {"text ENDSWITH [dc] 'x'", "text ENDSWITH[cd] \"x\""},
+        {"text LIKE[d] '*x?'", "text LIKE[d] \"*x?\""},
+        {"text MATCHES '^a.c$'", "text MATCHES \"^a.c$\""},
+        {"idx >= 5 AND idx < -1 OR idx =< +3", "(idx >= 5 AND idx < -1) OR idx <= 3"},
+        {"note IN 'x'", "note IN \"x\""}, // "note" and "index" are keys, not the keywords NOT and IN
     };
     for (const auto &[text, print] : cases)
         EXPECT_EQ(printed(text), print);
-    EXPECT_EQ(Filter::parse("a == '1' AND b == '2' AND c == '3'").parts().size(), 3);
+    EXPECT_EQ(Filter::parse("idx == 42").number(), 42);
+    EXPECT_NE(Filter::parse("idx == 42"), Filter::parse("idx == '42'")); // text and number constants differ
     EXPECT_NE(Filter::parse("(a == '1' AND b == '2') AND c == '3'"),
               Filter::parse("a == '1' AND b == '2' AND c == '3'"));
 }
 
-TEST(FilterParse, AliasesKeywordCaseOptionsAndNumbers)
-{
-    EXPECT_EQ(printed("a = '1' && b <> '2' || !c == '3'"), "(a == \"1\" AND b != \"2\") OR NOT c == \"3\"");
-    EXPECT_EQ(printed("text contains[c] 'x' and not name beginswith 'y'"),
-              "text CONTAINS[c] \"x\" AND NOT name BEGINSWITH \"y\"");
-    EXPECT_EQ(printed("text ENDSWITH [dc] 'x'"), "text ENDSWITH[cd] \"x\"");
-    EXPECT_EQ(printed("text LIKE[d] '*x?'"), "text LIKE[d] \"*x?\"");
-    EXPECT_EQ(printed("text MATCHES '^a.c$'"), "text MATCHES \"^a.c$\"");
-    EXPECT_EQ(printed("idx >= 5 AND idx < -1 OR idx =< +3"), "(idx >= 5 AND idx < -1) OR idx <= 3");
-    const Filter num = Filter::parse("idx == 42");
-    ASSERT_TRUE(num.number().has_value());
-    EXPECT_EQ(*num.number(), 42);
-    EXPECT_NE(num, Filter::parse("idx == '42'")); // text and number constants differ
-    // "note" and "index" are keys, not the keywords NOT and IN.
-    EXPECT_EQ(printed("note IN 'x'"), "note IN \"x\"");
-}
-
 TEST(FilterParse, ErrorsSayWhereAndWhy)
 {
-    struct Case
-    {
-        const char *text;
-        qsizetype offset;
-        const char *why;
-    };
-    const Case cases[] = {
+    const std::tuple<const char *, qsizetype, const char *> cases[] = {
         {"", 0, "Expected a filter expression"},
         {"   ", 3, "Expected a filter expression"},
         {"text CONTAIN 'x'", 5, "Expected an operator after \"text\""},
@@ -119,16 +91,15 @@ TEST(FilterParse, ErrorsSayWhereAndWhy)
         {"text MATCHES '('", 13, "Invalid regular expression"},
         {"idx == 99999999999999999999", 7, "out of range"},
     };
-    for (const Case &c : cases) {
-        const Filter f = Filter::parse(QString::fromUtf8(c.text));
-        EXPECT_FALSE(f.isValid()) << c.text;
-        EXPECT_FALSE(f.isNull()) << c.text;
-        EXPECT_EQ(f.errorOffset(), c.offset) << c.text << ": " << f.errorString().toStdString();
-        EXPECT_TRUE(f.errorString().contains(QString::fromUtf8(c.why)))
-            << c.text << ": " << f.errorString().toStdString();
-        EXPECT_TRUE(f.errorString().endsWith(QStringLiteral("at position %1").arg(c.offset + 1)))
-            << f.errorString().toStdString();
-        EXPECT_TRUE(f.toString().isEmpty());
+    for (const auto &[text, offset, why] : cases) {
+        SCOPED_TRACE(text);
+        const Filter f = Filter::parse(QString::fromUtf8(text));
+        EXPECT_FALSE(f.isValid() || f.isNull());
+        EXPECT_EQ(f.errorOffset(), offset);
+        const QString error = f.errorString();
+        EXPECT_TRUE(error.contains(QString::fromUtf8(why)) && error.endsWith(QString("at position %1").arg(offset + 1)))
+            << error.toStdString();
+        EXPECT_EQ(f.toString(), QString());
     }
 }
 
@@ -148,8 +119,7 @@ TEST(FilterParse, DeepNestingIsRefusedNotACrash)
 
     // Up to the limit parses, evaluates and prints back.
     const int depth = Filter::MaxDepth;
-    const Filter ok = Filter::parse(QString(depth, u'(') + "NOT text == 'x'" + QString(depth, u')'));
-    EXPECT_FALSE(ok.isValid()); // the NOT is one level more
+    EXPECT_FALSE(Filter::parse(QString(depth, u'(') + "NOT text == 'x'" + QString(depth, u')')).isValid()); // one more
     const Filter okay = Filter::parse(QString(depth, u'(') + "text == 'x'" + QString(depth, u')'));
     EXPECT_TRUE(okay.isValid()) << okay.errorString().toStdString();
 
@@ -176,6 +146,8 @@ TEST(FilterEval, OperatorsAndOptions)
         {"type IN[cd] 'W,E,F,A'", testEntry({.type = "A"}), true},
         {"type IN[cd] 'W,E,F,A'", testEntry({.type = ""}), false},
         {"type IN[cd] 'W,E,F,A'", testEntry({.type = "QF"}), false},
+        {"type IN[c] 'w,e'", testEntry({.type = "W"}), true},
+        {"type IN 'w,e'", testEntry({.type = "W"}), false},
         {"note !=[cd] ''", testEntry({.note = "checked"}), true},
         {"note !=[cd] ''", testEntry({}), false},
         // [c] and [d] each fold only their own difference, on both sides; decomposed equals precomposed.
@@ -194,12 +166,10 @@ TEST(FilterEval, OperatorsAndOptions)
         // A constant without letters under [c]: punctuation still matches exactly.
         {"text CONTAINS[c] '{'", testEntry({.text = "a{b"}), true},
         {"text CONTAINS[c] '['", testEntry({.text = "a{b"}), false},
-        // Ordering compares the folded texts: "b" sorts after "_", "B" before.
-        {"name <[c] '_'", testEntry({.name = "B"}), false},
+        // Ordering compares the texts ("B" sorts before "_"); [c] on ASCII is the random oracle's, below.
         {"name < '_'", testEntry({.name = "B"}), true},
         // Empty texts occur in nothing; a constant of combining marks only is empty under [d].
         {"text CONTAINS ''", noType, false},
-        {"text CONTAINS[cd] ''", noType, false},
         {"text BEGINSWITH ''", noType, false},
         {"text ENDSWITH ''", noType, false},
         {"text CONTAINS[d] '\u0301'", noType, false},
@@ -209,12 +179,9 @@ TEST(FilterEval, OperatorsAndOptions)
         // Prefixes, suffixes, wildcards (whole text, the dot literal) and anchored expressions.
         {"name BEGINSWITH 'Activity'", proc, true},
         {"name BEGINSWITH 'activity'", proc, false},
-        {"name BEGINSWITH[c] 'activity'", proc, true},
-        {"name ENDSWITH[c] 'MANAGER'", proc, true},
         {"text LIKE 'Start*example/u0a1?'", proc, true},
         {"text LIKE 'Start*example/u0a1'", proc, false},
         {"text LIKE 'start*'", proc, false},
-        {"text LIKE[c] 'start*'", proc, true},
         {"text LIKE '*.*'", proc, true},
         {"name LIKE 'Activity.anager'", proc, false},
         {"text MATCHES 'Start proc \\\\d+:.*'", proc, true},
@@ -237,7 +204,7 @@ TEST(FilterEval, OperatorsAndOptions)
 
 TEST(FilterEval, AsciiCaseFoldingAgreesWithLowerCasedComparison)
 {
-    // Oracle: for ASCII text, [c] equals comparing lower-cased texts without options.
+    // Oracle: for ASCII text, [c] equals comparing lower-cased texts without options, [d] changes nothing.
     QRandomGenerator rng(20240117);
     const QString alphabet = QStringLiteral("aAbBzZ{}[],:\"_ 09");
     auto randomText = [&](int maxLen) {
@@ -269,14 +236,8 @@ TEST(FilterEval, OneCharacterInTestOnStoredBytesAgreesWithTheTextPath)
 {
     // IN on a one-character stored field is decided from its byte; "app" written later takes the
     // general text path. Both must agree for every character, constant and option.
-    const QStringList constants{QStringLiteral("W,E,F,A"),
-                                QStringLiteral("w,e"),
-                                QStringLiteral("\u00c4bC"),
-                                QStringLiteral("1,2,+"),
-                                QStringLiteral("\u212a"),
-                                QStringLiteral("\u017f"),
-                                QString()};
-    for (const QString &constant : constants) {
+    for (const QString &constant :
+         {u"W,E,F,A"_s, u"w,e"_s, u"\u00c4bC"_s, u"1,2,+"_s, u"\u212a"_s, u"\u017f"_s, QString()}) {
         for (int opts = 0; opts < 4; ++opts) {
             const Filter onType = Filter::comparison("type", Filter::Operator::In, opts, constant);
             const Filter onApp = Filter::comparison("app", Filter::Operator::In, opts, constant);
@@ -290,42 +251,34 @@ TEST(FilterEval, OneCharacterInTestOnStoredBytesAgreesWithTheTextPath)
             }
         }
     }
-    EXPECT_TRUE(passes("type IN[c] 'w,e'", testEntry({.type = "W"})));
-    EXPECT_FALSE(passes("type IN 'w,e'", testEntry({.type = "W"})));
 }
 
 TEST(FilterEval, EvaluationErrors)
 {
     const LogEntry e = testEntry({.idx = 15, .type = "E", .text = "t"});
-
-    struct Case
-    {
-        const char *filter;
-        const char *why;
+    const std::pair<const char *, const char *> cases[] = {
+        {"idx CONTAINS[cd] '1'", "CONTAINS needs text, but \"idx\" holds a number"},
+        {"idx IN '15,16'", "IN needs text"},
+        {"idx == '15'", "Cannot compare the number under \"idx\" with the text \"15\""},
+        {"pid == 1234", "Cannot compare the text of \"pid\" with the number 1234"},
+        {"idx MATCHES 5", "MATCHES needs text"},
     };
-    for (const Case &c : {Case{"idx CONTAINS[cd] '1'", "CONTAINS needs text, but \"idx\" holds a number"},
-                          Case{"idx IN '15,16'", "IN needs text"},
-                          Case{"idx == '15'", "Cannot compare the number under \"idx\" with the text \"15\""},
-                          Case{"pid == 1234", "Cannot compare the text of \"pid\" with the number 1234"},
-                          Case{"idx MATCHES 5", "MATCHES needs text"}}) {
-        const Filter f = Filter::parse(c.filter);
-        ASSERT_TRUE(f.isValid()) << c.filter;
-        const Filter::Result r = f.evaluate(e);
-        EXPECT_FALSE(r.ok()) << c.filter;
-        EXPECT_FALSE(r.matched);
-        EXPECT_TRUE(r.error.contains(c.why)) << r.error.toStdString();
+    for (const auto &[filter, why] : cases) {
+        const Filter::Result r = Filter::parse(filter).evaluate(e);
+        EXPECT_FALSE(r.ok() || r.matched) << filter;
+        EXPECT_TRUE(r.error.contains(why)) << r.error.toStdString();
     }
 
     // Errors pass through NOT; short-circuit decides whether the failing part is reached.
-    EXPECT_FALSE(Filter::parse("NOT idx CONTAINS '1'").evaluate(e).ok());
-    const Filter orFilter = Filter::parse("type == 'E' OR idx CONTAINS '1'");
-    EXPECT_TRUE(orFilter.evaluate(e).ok());
-    EXPECT_TRUE(orFilter.evaluate(e).matched);
-    EXPECT_FALSE(orFilter.evaluate(testEntry({})).ok());
-    const Filter andFilter = Filter::parse("type == 'X' AND idx CONTAINS '1'");
-    EXPECT_TRUE(andFilter.evaluate(e).ok());
-    EXPECT_FALSE(andFilter.evaluate(e).matched);
-    EXPECT_FALSE(Filter::parse("type == 'E' AND idx CONTAINS '1'").evaluate(e).ok());
+    const auto outcome = [](const char *filter, const LogEntry &entry) {
+        const Filter::Result r = Filter::parse(filter).evaluate(entry);
+        return r.ok() ? (r.matched ? "match" : "no match") : "error";
+    };
+    EXPECT_STREQ(outcome("NOT idx CONTAINS '1'", e), "error");
+    EXPECT_STREQ(outcome("type == 'E' OR idx CONTAINS '1'", e), "match");
+    EXPECT_STREQ(outcome("type == 'E' OR idx CONTAINS '1'", testEntry({})), "error");
+    EXPECT_STREQ(outcome("type == 'X' AND idx CONTAINS '1'", e), "no match");
+    EXPECT_STREQ(outcome("type == 'E' AND idx CONTAINS '1'", e), "error");
 
     // A null or broken filter reports rather than matches.
     EXPECT_FALSE(Filter().evaluate(e).ok());
@@ -352,18 +305,16 @@ TEST(FilterEntries, KeepsOrderOnTwoThreadsAndReportsErrors)
     const Filter f = Filter::parse("type IN[cd] 'E,F,A'");
     QString error;
     const QVector<LogEntry> passed = filterEntries(entries, f, &error);
-    EXPECT_TRUE(error.isEmpty());
+    EXPECT_EQ(error, QString());
     ASSERT_EQ(passed.size(), (30000 + 6) / 7);
     for (qsizetype i = 0; i < passed.size(); ++i)
         ASSERT_EQ(passed.at(i).idx(), quint64(i * 7));
 
-    const QVector<LogEntry> small = filterEntries(entries.mid(0, 100), f, &error);
-    EXPECT_EQ(small.size(), 15);
+    EXPECT_EQ(filterEntries(entries.mid(0, 100), f, &error).size(), 15); // below the two-thread threshold
 
     // An error in the second half only: nothing is returned, the error is.
     const Filter late = Filter::parse("idx < 20000 OR text CONTAINS 'line' AND idx CONTAINS '1'");
-    const QVector<LogEntry> none = filterEntries(entries, late, &error);
-    EXPECT_TRUE(none.isEmpty());
+    EXPECT_TRUE(filterEntries(entries, late, &error).isEmpty());
     EXPECT_TRUE(error.contains("CONTAINS needs text"));
 
     error.clear();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Filters/SavedFilters.h"
 #include "support/PropertyLists.h"
+#include "support/QtPrinters.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -10,10 +11,6 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
-
-#include <plist/plist.h>
-
-#include <optional>
 
 namespace {
 
@@ -31,14 +28,6 @@ protected:
     QTemporaryDir m_dir;
 };
 
-QByteArray binaryPlist(const QMap<QString, QString> &texts)
-{
-    QList<std::pair<QString, QString>> pairs;
-    for (auto it = texts.cbegin(); it != texts.cend(); ++it)
-        pairs.append({it.key(), it.value()});
-    return stringDictionary(pairs, true);
-}
-
 } // namespace
 
 TEST_F(SavedFiltersTest, DefaultsOnFirstRunOnlyInPrintedForm)
@@ -49,9 +38,7 @@ TEST_F(SavedFiltersTest, DefaultsOnFirstRunOnlyInPrintedForm)
     EXPECT_TRUE(r.createdDefaults);
     EXPECT_EQ(saved.sortedNames(), QStringList({"Has Note", "JSON", "LogLevel Debug", "LogLevel Error", "LogLevel Info",
                                                 "LogLevel Verbose", "LogLevel Warn"}));
-    ASSERT_TRUE(stored);
-    EXPECT_EQ(stored->value("LogLevel Error"), "type IN[cd] \"E,F,A\"");
-    EXPECT_EQ(stored->value("Has Note"), "note !=[cd] \"\"");
+    EXPECT_EQ(stored.value_or(SavedFilters::Texts()).value("LogLevel Error"), "type IN[cd] \"E,F,A\"");
     for (const auto &[name, text] : SavedFilters::defaultFilters())
         EXPECT_EQ(saved.filter(name), Filter::parse(text)) << name.toStdString();
 
@@ -71,8 +58,6 @@ TEST_F(SavedFiltersTest, DefaultsOnFirstRunOnlyInPrintedForm)
     // An emptied list stays empty.
     saved.remove(saved.sortedNames());
     saved.save();
-    ASSERT_TRUE(stored);
-    EXPECT_TRUE(stored->isEmpty());
     SavedFilters next(storage());
     EXPECT_FALSE(next.load().createdDefaults);
     EXPECT_EQ(next.count(), 0);
@@ -127,15 +112,12 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
     const SavedFilters::ImportPlan plan = target.readImport(path);
     EXPECT_EQ(plan.existing, QStringList{"errors"}); // the window asks about these
     const SavedFilters::ImportResult r = target.applyImport(plan, true);
-    EXPECT_TRUE(r.ok()) << r.error.toStdString();
-    EXPECT_EQ(r.imported.size(), 2);
+    EXPECT_EQ(r.imported, QStringList({"quotes \"&<xml>", "errors"})) << r.error.toStdString();
     EXPECT_EQ(target.filter("errors"), source.filter("errors"));
     EXPECT_EQ(target.filter("quotes \"&<xml>"), source.filter("quotes \"&<xml>"));
     EXPECT_FALSE(target.contains("skipped"));
     EXPECT_TRUE(target.contains("kept"));
-    ASSERT_TRUE(stored); // saved after import
-    EXPECT_EQ(stored->size(), 3);
-    EXPECT_EQ(stored->value("errors"), "type IN[cd] \"E,F,A\"");
+    EXPECT_EQ(stored.value_or(SavedFilters::Texts()).keys(), QStringList({"errors", "kept", "quotes \"&<xml>"}));
 
     EXPECT_FALSE(source.exportFilters(m_dir.filePath("no/such/dir/x.filters"), {"errors"}));
 }
@@ -143,11 +125,12 @@ TEST_F(SavedFiltersTest, ExportThenImportRoundTrip)
 TEST_F(SavedFiltersTest, ImportTakesEveryTextThatParsesAndTellsWhatItSkipped)
 {
     // Import order follows the texts; a bad text anywhere skips only itself.
-    const QString bin = writeFile("b.filters", binaryPlist({{"third", "zz =="},
-                                                            {"first", "app == 'a'"},
-                                                            {"bad", "AAA"},
-                                                            {"second", "body == 'b'"},
-                                                            {"mine", "text == 'theirs'"}}));
+    const std::pair<const char *, const char *> texts[] = {{"third", "zz =="},
+                                                           {"first", "app == 'a'"},
+                                                           {"bad", "AAA"},
+                                                           {"second", "body == 'b'"},
+                                                           {"mine", "text == 'theirs'"}};
+    const QString bin = writeFile("b.filters", stringDictionary(texts, true));
     SavedFilters saved(storage());
     saved.setFilter("mine", Filter::parse("text == 'mine'"));
     const SavedFilters::ImportPlan plan = saved.readImport(bin);
@@ -158,12 +141,10 @@ TEST_F(SavedFiltersTest, ImportTakesEveryTextThatParsesAndTellsWhatItSkipped)
 
     // Keeping the user's own: the same-named one is skipped and says why.
     const SavedFilters::ImportResult r = saved.applyImport(plan, false);
-    EXPECT_TRUE(r.ok());
     EXPECT_EQ(r.imported, QStringList({"first", "second"}));
     EXPECT_EQ(saved.filter("mine"), Filter::parse("text == 'mine'"));
     EXPECT_EQ(saved.sortedNames(), QStringList({"first", "mine", "second"}));
-    ASSERT_TRUE(stored);
-    EXPECT_EQ(stored->size(), 3);
+    EXPECT_EQ(stored.value_or(SavedFilters::Texts()).size(), 3);
     const QString summary = r.summary();
     EXPECT_TRUE(summary.startsWith("Imported 2 filters.\n\nSkipped 3:")) << summary.toStdString();
     for (const char *name : {"\nbad: ", "\nthird: ", "\nmine: a filter of that name exists and was kept"})
@@ -184,10 +165,8 @@ TEST_F(SavedFiltersTest, FilesThatAreNotFilterListsImportNothing)
         saved.setFilter("mine", Filter::parse("text == 'm'"));
         const SavedFilters::ImportResult r =
             saved.applyImport(saved.readImport(writeFile(QString("n%1.filters").arg(n++), data)), true);
-        EXPECT_FALSE(r.ok()) << data.left(40).constData();
         EXPECT_TRUE(r.error.contains("Not a filters file")) << r.error.toStdString();
         EXPECT_EQ(r.summary(), r.error);
-        EXPECT_TRUE(r.imported.isEmpty());
         EXPECT_EQ(saved.sortedNames(), QStringList({"mine"}));
     }
     EXPECT_FALSE(stored);
@@ -207,7 +186,7 @@ TEST_F(SavedFiltersTest, RandomAndDamagedPropertyListsNeverCrash)
     for (const auto &[name, text] : SavedFilters::defaultFilters())
         texts.insert(name, Filter::parse(text).toString());
     const QByteArray xml = SavedFilters::toPropertyList(texts);
-    const QByteArray bin = binaryPlist(texts);
+    const QByteArray bin = stringDictionary(texts.asKeyValueRange(), true);
     ASSERT_TRUE(SavedFilters::fromPropertyList(xml).has_value());
     ASSERT_EQ(*SavedFilters::fromPropertyList(bin), texts);
 

@@ -5,24 +5,10 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-// The six-key plain search of `w`, as printed.
-QString plain(const QString &w)
-{
-    return SearchQuery::plainSearch(w).toString();
-}
-
-} // namespace
-
 TEST(SearchQuery, StudioKeysTranslateIntoTheFilterLanguage)
 {
-    struct Case
-    {
-        const char *text;
-        QString printed; // empty: not a query (a plain search)
-    };
-    const QList<Case> cases = {
+    // {text, printed filter}; an empty print: not a query (a plain search).
+    const QList<std::pair<const char *, QString>> cases = {
         {"ActivityManager", {}},
         {"error: bad thing", {}}, // "error" is no key: a plain search for the text
         {"see http://x.org", {}},
@@ -33,19 +19,18 @@ TEST(SearchQuery, StudioKeysTranslateIntoTheFilterLanguage)
         {"level:W", "type IN[cd] \"W,E,F,A\""},
         {"level:error tid:12", "tid CONTAINS[cd] \"12\" AND type IN[cd] \"E,F,A\""},
         {"-tag:chatty msg:\"not attached\"", "text CONTAINS[cd] \"not attached\" AND NOT name CONTAINS[cd] \"chatty\""},
-        {"message~:^GC_.*freed tag=:OkHttp",
-         "name == \"OkHttp\" AND text MATCHES \".*(?:^GC_.*freed).*\""},
-        {"tag:Net timeout", "name CONTAINS[cd] \"Net\" AND (" + plain("timeout") + ")"},
+        {"message~:^GC_.*freed tag=:OkHttp", "name == \"OkHttp\" AND text MATCHES \".*(?:^GC_.*freed).*\""},
+        {"tag:Net timeout", "name CONTAINS[cd] \"Net\" AND (" + SearchQuery::plainSearch("timeout").toString() + ")"},
         {"app:\"a \\\"b\\\"\"", "app CONTAINS[cd] \"a \\\"b\\\"\""},
     };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.text);
-        const SearchQuery::Result r = SearchQuery::translate(QString::fromUtf8(c.text));
-        EXPECT_EQ(r.isQuery, !c.printed.isEmpty());
+    for (const auto &[text, printed] : cases) {
+        SCOPED_TRACE(text);
+        const SearchQuery::Result r = SearchQuery::translate(QString::fromUtf8(text));
+        EXPECT_EQ(r.isQuery, !printed.isEmpty());
         EXPECT_EQ(r.error, QString());
-        EXPECT_EQ(r.filter.toString(), c.printed);
+        EXPECT_EQ(r.filter.toString(), printed);
         if (r.isQuery) { // the printed form is the language's: it parses back to the same filter
-            EXPECT_EQ(Filter::parse(c.printed), r.filter);
+            EXPECT_EQ(Filter::parse(printed), r.filter);
         }
     }
 }

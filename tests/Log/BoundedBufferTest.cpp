@@ -6,23 +6,16 @@
 
 #include <stdexcept>
 
-namespace {
-LogEntry entry(quint64 idx)
-{
-    return testEntry({.idx = idx});
-}
-} // namespace
-
 TEST(BoundedBufferTest, DefaultsAndPruneAtCapacityPlusOne)
 {
     BoundedBuffer buffer;
     EXPECT_EQ(buffer.capacity(), 55000u);
     EXPECT_EQ(buffer.pruneSize(), 1000u);
     for (quint64 i = 1; i < 55000; ++i)
-        ASSERT_FALSE(buffer.addObject(entry(i)));
-    EXPECT_FALSE(buffer.addObject(entry(55000))) << "exactly capacity entries may be held";
+        ASSERT_FALSE(buffer.addObject(testEntry({.idx = i})));
+    EXPECT_FALSE(buffer.addObject(testEntry({.idx = 55000}))) << "exactly capacity entries may be held";
     EXPECT_EQ(buffer.count(), 55000);
-    EXPECT_TRUE(buffer.addObject(entry(55001)));
+    EXPECT_TRUE(buffer.addObject(testEntry({.idx = 55001})));
     EXPECT_EQ(buffer.count(), 54001);
     EXPECT_EQ(buffer.dataArray().first().idx(), 1001u) << "the entry inserted 1001st is now the oldest";
     EXPECT_EQ(buffer.lastObject().idx(), 55001u);
@@ -32,7 +25,7 @@ TEST(BoundedBufferTest, CapacityZeroNeverPrunes)
 {
     BoundedBuffer buffer(0);
     for (quint64 i = 1; i <= 3000; ++i)
-        ASSERT_FALSE(buffer.addObject(entry(i)));
+        ASSERT_FALSE(buffer.addObject(testEntry({.idx = i})));
     EXPECT_FALSE(buffer.addAllObjects(testEntries(1, 70000)));
     EXPECT_EQ(buffer.count(), 70000);
 }
@@ -40,12 +33,12 @@ TEST(BoundedBufferTest, CapacityZeroNeverPrunes)
 TEST(BoundedBufferTest, AddAllReplacesAndPrunesOneBlockOnly)
 {
     BoundedBuffer buffer;
-    buffer.addObject(entry(999999));
+    buffer.addObject(testEntry({.idx = 999999}));
     EXPECT_TRUE(buffer.addAllObjects(testEntries(1, 60000)));
     EXPECT_EQ(buffer.count(), 59000);
     EXPECT_EQ(buffer.dataArray().first().idx(), 1001u);
     // Still above capacity: the next insertion prunes one more block.
-    EXPECT_TRUE(buffer.addObject(entry(60001)));
+    EXPECT_TRUE(buffer.addObject(testEntry({.idx = 60001})));
     EXPECT_EQ(buffer.count(), 58001);
     EXPECT_FALSE(buffer.addAllObjects(testEntries(1, 10)));
     EXPECT_EQ(buffer.count(), 10);
@@ -71,12 +64,12 @@ TEST(BoundedBufferTest, SettersDoNotPruneButTheNextInsertionDoesAndResetKeepsThe
     buffer.setCapacity(1500);
     buffer.setPruneSize(400);
     EXPECT_EQ(buffer.count(), 3000);
-    EXPECT_TRUE(buffer.addObject(entry(3001)));
+    EXPECT_TRUE(buffer.addObject(testEntry({.idx = 3001})));
     EXPECT_EQ(buffer.count(), 2601);
     buffer.reset();
     EXPECT_EQ(buffer.count(), 0);
     buffer.addAllObjects(testEntries(1, 1500));
-    EXPECT_TRUE(buffer.addObject(entry(1501)));
+    EXPECT_TRUE(buffer.addObject(testEntry({.idx = 1501})));
     EXPECT_EQ(buffer.count(), 1101);
 }
 
@@ -84,6 +77,6 @@ TEST(BoundedBufferTest, CapacityBelowPruneSizeThrowsOnFirstPrune)
 {
     BoundedBuffer buffer(5); // prune size stays 1000
     for (quint64 i = 1; i <= 5; ++i)
-        buffer.addObject(entry(i));
-    EXPECT_THROW(buffer.addObject(entry(6)), std::out_of_range);
+        buffer.addObject(testEntry({.idx = i}));
+    EXPECT_THROW(buffer.addObject(testEntry({.idx = 6})), std::out_of_range);
 }

@@ -34,7 +34,7 @@ LogFileResult readSample(const char *name)
     return LogDocument::readTextFile(QStringLiteral(QF_TEST_DATA_DIR "/") + QLatin1String(name), counter);
 }
 
-// Realistic threadtime text with some non-ASCII, notes and odd lines, for the parallel reader.
+// Threadtime text with non-ASCII, notes, odd lines and line ends, for the parallel reader.
 QByteArray generatedThreadTime(int lines, quint32 seed)
 {
     QRandomGenerator rng(seed);
@@ -44,18 +44,10 @@ QByteArray generatedThreadTime(int lines, quint32 seed)
     for (int i = 0; i < lines; ++i) {
         const int pid = 100 + int(rng.bounded(50));
         const int tid = rng.bounded(3) == 0 ? pid : pid + 1 + int(rng.bounded(9));
-        out += QStringLiteral("%1-%2 12:00:%3.%4 %5 %6 %7 %8: %9")
-                   .arg(1 + rng.bounded(12), 2, 10, QLatin1Char('0'))
-                   .arg(1 + rng.bounded(28), 2, 10, QLatin1Char('0'))
-                   .arg(rng.bounded(60), 2, 10, QLatin1Char('0'))
-                   .arg(rng.bounded(1000), 3, 10, QLatin1Char('0'))
-                   .arg(pid, 5)
-                   .arg(tid, 5)
-                   .arg(QChar(QLatin1Char("VDIWEF"[rng.bounded(6)])))
-                   .arg(QString::fromUtf8(tags[rng.bounded(5)]))
-                   .arg(QString::fromUtf8(texts[rng.bounded(7)]))
+        out += QString::asprintf("%02d-23 12:00:%02d.%03d %5d %5d %c %s: %s%s", 1 + i % 12, i % 60, i % 1000, pid, tid,
+                                 "VDIWEF"[rng.bounded(6)], tags[rng.bounded(5)], texts[rng.bounded(7)],
+                                 rng.bounded(50) == 0 ? "\r\n" : "\n")
                    .toUtf8();
-        out += rng.bounded(50) == 0 ? "\r\n" : "\n";
         if (i % 1000 == 0)
             out += "--------- beginning of main\n";
     }
@@ -85,14 +77,15 @@ TEST(LogDocumentTest, RoundTripKeepsEveryFieldAndAddsOneLeadingBlank)
     const QStringList notes{"", "checked", "é note", "a (b): c"};
     QList<LogEntry> entries;
     for (int i = 0; i < 300; ++i) {
-        const QString pid = QString::number(100 + rng.bounded(900));
-        const QString tid = rng.bounded(2) ? QStringLiteral("-") : QString::number(1000 + rng.bounded(9000));
-        entries << LogEntry::create(
-            quint64(i),
-            {QStringLiteral("01-%1 10:11:12.%2").arg(10 + rng.bounded(18)).arg(100 + rng.bounded(900)),
-             apps[rng.bounded(apps.size())], pid, tid, QString(QChar(QLatin1Char("VDIWEFA"[rng.bounded(7)]))),
-             rng.bounded(2) ? QStringLiteral("Tag") : QStringLiteral("Some Tag"), texts[rng.bounded(texts.size())],
-             notes[rng.bounded(notes.size())]});
+        entries << testEntry({.idx = quint64(i),
+                              .time = QStringLiteral("01-%1 10:11:12.%2").arg(10 + i % 18).arg(100 + i),
+                              .app = apps[rng.bounded(apps.size())],
+                              .pid = QString::number(100 + rng.bounded(900)),
+                              .tid = rng.bounded(2) ? QStringLiteral("-") : QString::number(1000 + i),
+                              .type = QString(QChar::fromLatin1("VDIWEFA"[i % 7])),
+                              .name = rng.bounded(2) ? QStringLiteral("Tag") : QStringLiteral("Some Tag"),
+                              .text = texts[rng.bounded(texts.size())],
+                              .note = notes[rng.bounded(notes.size())]});
     }
     LogFileResult once = readData(LogDocument::savedText(entries));
     ASSERT_TRUE(once.ok);
@@ -167,32 +160,22 @@ TEST(LogDocumentTest, EncodingFallbacksReachTheParser)
     utf16.append(reinterpret_cast<const char *>(text.utf16()), text.size() * 2);
     const LogFileResult u = readData(utf16);
     EXPECT_EQ(u.encoding, "UTF-16LE");
-    ASSERT_EQ(u.entries.size(), 6);
-    EXPECT_EQ(u.entries[5].value(LogEntry::Text), QString::fromUtf8(" 日志"));
-    const LogFileResult latin1 = readData(QByteArray("01-23 14:05:06.789  1  2 I T: caf\xe9\n").repeated(6));
-    EXPECT_EQ(latin1.encoding, "ISO 8859-1");
-    EXPECT_EQ(latin1.entries.value(0).value(LogEntry::Text), QString::fromUtf8(" café"));
+    EXPECT_EQ(u.entries.value(5).value(LogEntry::Text), QString::fromUtf8(" 日志"));
     // A mark on valid UTF-8 does not stick to the first time.
     const LogFileResult bom = readData("\xef\xbb\xbf" + QByteArray("01-23 14:05:06.789  1  2 I T: x\n").repeated(5));
-    ASSERT_EQ(bom.entries.size(), 5);
-    EXPECT_EQ(bom.entries[0].value(LogEntry::Time), "01-23 14:05:06.789");
+    EXPECT_EQ(bom.entries.value(0).value(LogEntry::Time), "01-23 14:05:06.789");
 }
 
 TEST(LogDocumentTest, UnreadableFilesAreReportedAndOddOnesDoNotBreak)
 {
     QTemporaryDir dir;
     LogIndexCounter counter;
-    const LogFileResult missing = LogDocument::readTextFile(dir.filePath("missing.log"), counter);
-    EXPECT_FALSE(missing.ok);
-    EXPECT_TRUE(missing.errorString.contains(QLatin1String("missing.log")));
-    const LogFileResult folder = LogDocument::readTextFile(dir.path(), counter);
-    EXPECT_FALSE(folder.ok);
-    EXPECT_FALSE(folder.errorString.isEmpty());
+    EXPECT_TRUE(LogDocument::readTextFile(dir.filePath("missing.log"), counter).errorString.contains("missing.log"));
+    EXPECT_TRUE(LogDocument::readTextFile(dir.path(), counter).errorString.endsWith("is a folder, not a log file."));
 
     const LogFileResult empty = LogDocument::readTextFile(writeTestFile(dir.filePath("empty.log"), {}), counter);
-    EXPECT_TRUE(empty.ok);
+    EXPECT_TRUE(empty.ok && empty.entries.isEmpty());
     EXPECT_EQ(empty.format, LogLineFormatUnknown);
-    EXPECT_TRUE(empty.entries.isEmpty());
 
     QRandomGenerator rng(5);
     QByteArray binary(3 << 20, Qt::Uninitialized);
@@ -251,8 +234,6 @@ TEST(LogDocumentTest, RealWorldSamples)
     const LogFileResult studio = readSample("studio_bugly.log");
     EXPECT_EQ(studio.format, LogLineFormatThreadTime);
     EXPECT_LT(studio.entries.size(), 7);
-    for (const LogEntry &e : readSample("threadtime_crlf_tinytraveltracker.log").entries)
-        EXPECT_FALSE(e.value(LogEntry::Text).endsWith(u'\r'));
 }
 
 TEST(LogDocumentTest, FileKindsAndDictionaryDocument)

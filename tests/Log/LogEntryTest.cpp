@@ -24,7 +24,6 @@ TEST(LogEntryTest, KeysAreTheNineInOrder)
     EXPECT_EQ(LogEntry::fieldForKey(u"name"), LogEntry::Name);
     EXPECT_EQ(LogEntry::fieldForKey(u"idx"), LogEntry::Idx);
     EXPECT_FALSE(LogEntry::fieldForKey(u"Name").has_value());
-    EXPECT_FALSE(LogEntry::fieldForKey(u"").has_value());
 }
 
 TEST(LogEntryTest, CreateKeepsEveryFieldAndMissingOnesAreEmpty)
@@ -65,21 +64,6 @@ TEST(LogEntryTest, CopiesShareTheRecordAndSeeLaterWrites)
     EXPECT_EQ(view[0].value(LogEntry::Note), "checked");
     a.setApp(QString());
     EXPECT_TRUE(full[0].fieldIsEmpty(LogEntry::App));
-}
-
-TEST(LogEntryTest, FromLineSlicesAndOwnedValues)
-{
-    const QByteArray line = "01-23 14:05:06.789  1234  1234 I Tag: hi";
-    LogEntryFields f;
-    f.setSlice(LogEntry::Time, 0, 18);
-    f.setSlice(LogEntry::Pid, 20, 4);
-    f.setOwned(LogEntry::Tid, "-");
-    f.setOwned(LogEntry::App, "com.example");
-    f.setSlice(LogEntry::Type, 31, 1);
-    f.setSlice(LogEntry::Name, 33, 3);
-    f.setSlice(LogEntry::Text, 37, 3);
-    const LogEntry e = LogEntry::fromLine(3, line, f);
-    EXPECT_EQ(fieldsOf(e), "01-23 14:05:06.789|com.example|1234|-|I|Tag| hi|");
 }
 
 TEST(LogEntryTest, BlockRowsShareTheBufferAndNumberInOrder)

@@ -13,34 +13,25 @@ namespace {
 
 using Fields = std::array<QString, 8>; // time, app, pid, tid, type, name, text, note
 
-class RefScanner
+// The scanner's rule in UTF-16: skip blanks, read up to the delimiter, drop one leading previous delimiter.
+struct RefScanner
 {
-public:
-    explicit RefScanner(const QString &s) : m_s(s) {}
+    QString s;
+    qsizetype pos = 0;
+    QString previous;
+
     std::optional<QString> upTo(const QString &delimiter)
     {
-        while (m_pos < m_s.size() && m_s[m_pos].isSpace())
-            ++m_pos;
-        qsizetype end = m_s.indexOf(delimiter, m_pos);
-        if (end < 0)
-            end = m_s.size();
-        const QString previous = m_previous;
-        m_previous = delimiter;
-        if (end == m_pos)
-            return std::nullopt;
-        QString r = m_s.mid(m_pos, end - m_pos);
-        m_pos = end;
-        if (!previous.isEmpty() && r.startsWith(previous))
-            r = r.mid(previous.size());
-        if (r.isEmpty())
-            return std::nullopt;
-        return r;
+        while (pos < s.size() && s[pos].isSpace())
+            ++pos;
+        const qsizetype end = s.indexOf(delimiter, pos) < 0 ? s.size() : s.indexOf(delimiter, pos);
+        QString r = s.mid(pos, end - pos);
+        pos = end;
+        if (!r.isEmpty() && r.startsWith(previous))
+            r.remove(0, previous.size());
+        previous = delimiter;
+        return r.isEmpty() ? std::nullopt : std::optional(r);
     }
-
-private:
-    QString m_s;
-    qsizetype m_pos = 0;
-    QString m_previous;
 };
 
 // One character off the end (a surrogate pair counts as one character).
@@ -54,7 +45,7 @@ std::optional<Fields> reference(const QString &line, int format)
     Fields f;
     if (line.startsWith(QLatin1Char('-')))
         format = 7;
-    RefScanner s(line);
+    RefScanner s{line, 0, {}};
     const auto readTime = [&]() {
         if (format == 10)
             s.upTo(" ");
@@ -155,9 +146,7 @@ std::optional<Fields> reference(const QString &line, int format)
     const QString separator = QStringLiteral(" NOTE:[");
     const qsizetype note = text->indexOf(separator);
     if (note >= 0) {
-        QString rest = text->mid(note + separator.size());
-        const qsizetype next = rest.indexOf(separator);
-        f[7] = next >= 0 ? rest.left(next) : rest;
+        f[7] = text->mid(note + separator.size()).section(separator, 0, 0);
         text->truncate(note);
     }
     f[6] = *text;

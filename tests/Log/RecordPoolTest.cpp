@@ -28,11 +28,7 @@ Block take(std::size_t size, unsigned char fill)
 
 bool intact(const Block &b)
 {
-    for (std::size_t i = 0; i < b.size; ++i) {
-        if (b.data[i] != b.fill)
-            return false;
-    }
-    return true;
+    return std::all_of(b.data, b.data + b.size, [&b](unsigned char c) { return c == b.fill; });
 }
 
 } // namespace

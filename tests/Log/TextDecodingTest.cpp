@@ -19,22 +19,16 @@ const QString kLines = QStringLiteral("01-23 14:05:06.789  1  2 I 标签: 日志
 
 TEST(TextDecodingTest, EveryUnicodeFormWithOrWithoutMarkComesBackAsTheSameText)
 {
-    struct Case
-    {
-        QStringConverter::Encoding encoding;
-        bool mark;
-        const char *name;
-    };
-    const Case cases[] = {
+    const std::tuple<QStringConverter::Encoding, bool, const char *> cases[] = {
         {QStringConverter::Utf8, false, "UTF-8"},       {QStringConverter::Utf8, true, "UTF-8"},
         {QStringConverter::Utf16LE, true, "UTF-16LE"},  {QStringConverter::Utf16BE, true, "UTF-16BE"},
         {QStringConverter::Utf16LE, false, "UTF-16LE"}, {QStringConverter::Utf16BE, false, "UTF-16BE"},
         {QStringConverter::Utf32LE, true, "UTF-32LE"},  {QStringConverter::Utf32BE, true, "UTF-32BE"},
     };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(std::string(c.name) + (c.mark ? " with mark" : " without mark"));
-        const TextDecoding::Result r = TextDecoding::decode(encoded(c.encoding, kLines.repeated(3), c.mark));
-        EXPECT_EQ(r.encoding, c.name);
+    for (const auto &[encoding, mark, name] : cases) {
+        SCOPED_TRACE(std::string(name) + (mark ? " with mark" : " without mark"));
+        const TextDecoding::Result r = TextDecoding::decode(encoded(encoding, kLines.repeated(3), mark));
+        EXPECT_EQ(r.encoding, name);
         EXPECT_EQ(QString::fromUtf8(r.utf8), kLines.repeated(3));
     }
 }
@@ -71,13 +65,7 @@ TEST(TextDecodingTest, SingleByteTextFallsBackToLatin1)
 
 TEST(TextDecodingTest, DamageIsMeasuredByWholeCharacters)
 {
-    struct Case
-    {
-        QByteArray bytes;
-        qsizetype good;
-        qsizetype bad;
-    };
-    const Case cases[] = {
+    const std::tuple<QByteArray, qsizetype, qsizetype> cases[] = {
         {"\xC3\xA9\xE6\x97\xA5\xF0\x9D\x84\x9E", 3, 0}, // 2-, 3- and 4-byte characters
         {"\xC0\xAF", 0, 2},                             // overlong lead: both bytes bad
         {"\xE6\x97", 0, 2},                             // truncated at the end
@@ -85,9 +73,8 @@ TEST(TextDecodingTest, DamageIsMeasuredByWholeCharacters)
         {"\xF5\x80\x80\x80", 0, 4},                     // beyond U+10FFFF
         {"a\xE6\x97z\xC3\xA9", 1, 2},
     };
-    for (const Case &c : cases) {
-        const TextDecoding::Utf8Damage d = TextDecoding::measureUtf8(c.bytes);
-        EXPECT_EQ(d.goodMultiByte, c.good) << c.bytes.toHex().constData();
-        EXPECT_EQ(d.badSequences, c.bad) << c.bytes.toHex().constData();
+    for (const auto &[bytes, good, bad] : cases) {
+        const TextDecoding::Utf8Damage d = TextDecoding::measureUtf8(bytes);
+        EXPECT_EQ(std::pair(d.goodMultiByte, d.badSequences), std::pair(good, bad)) << bytes.toHex().constData();
     }
 }

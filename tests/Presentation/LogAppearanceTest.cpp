@@ -54,7 +54,6 @@ TEST(LogAppearanceTest, DefaultsAndTheSystemLinesLook)
     // "QF" uses the E font but keeps its own blue; an empty or unknown level is drawn in the D font.
     EXPECT_EQ(looks(changed), "#ff0000ffb #ff010203 #ff008000 #ffff8000b #ff123456b #ffff0000 #ff0000ffb");
     EXPECT_EQ(changed.font(u""), changed.font(u"D"));
-    EXPECT_EQ(changed.font(u"A"), changed.font(u"D"));
     EXPECT_DOUBLE_EQ(changed.fontHeight(), 21.0);
 }
 
@@ -81,17 +80,14 @@ TEST(LogAppearanceTest, FontSizes)
     EXPECT_DOUBLE_EQ(bigger.fontHeight(), 27.0);
 }
 
-TEST(LogAppearanceTest, ColourTextRoundTrips)
+TEST(LogAppearanceTest, ColourTextRoundTripsAndReadsColoursBoldFlagsAndSizeFromSettings)
 {
     EXPECT_EQ(LogAppearance::colorToText(QColor(0x12, 0x34, 0x56)), QStringLiteral("#123456"));
     EXPECT_EQ(LogAppearance::colorToText(QColor(0x12, 0x34, 0x56, 0x80)), QStringLiteral("#80123456"));
     EXPECT_EQ(LogAppearance::colorFromText(QStringLiteral("#80123456")), QColor(0x12, 0x34, 0x56, 0x80));
     EXPECT_FALSE(LogAppearance::colorFromText(QStringLiteral("not a colour")).isValid());
     EXPECT_TRUE(LogAppearance::colorToText(QColor()).isEmpty());
-}
 
-TEST(LogAppearanceTest, ReadsColoursBoldFlagsAndSizeFromSettings)
-{
     const QStringList keys = Settings::boldKeys() + Settings::colorKeys() + QStringList{"defaultFontSize"};
     const auto clear = [&] {
         for (const QString &key : keys)

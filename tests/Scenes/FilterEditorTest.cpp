@@ -61,11 +61,8 @@ TEST_F(FilterEditorTest, ListShowsAllMessagesThenTheDefaultsSortedAndSelectionAn
                                "LogLevel Verbose|LogLevel Warn");
 
     list()->clickRow(4); // LogLevel Error
-    EXPECT_FALSE(filters.predicate().isNull());
-    const QString single = filters.predicate().toString();
     list()->clickRow(1, Qt::ControlModifier); // and Has Note
     EXPECT_EQ(list()->selectedRows(), (QList<int>{1, 4}));
-    EXPECT_NE(filters.predicate().toString(), single);
     EXPECT_TRUE(filters.predicate().toString().contains("AND"));
     EXPECT_TRUE(window.filterLabel()->toolTip().startsWith("Filter: "));
     // The search box joins the selection; a quote makes it unparseable and the active filter stays.
@@ -113,34 +110,29 @@ TEST_F(FilterEditorTest, FirstUseShowsTheExampleBadTextStaysWithItsErrorAndANewF
     EXPECT_TRUE(reloaded().contains("Mine"));
 }
 
-TEST_F(FilterEditorTest, OverwriteQuestionCancelKeepsTheOldFilterAndTheSheet)
-{
-    const QString old = filters.savedFilters().filter("JSON").toString();
-    filters.addFilter();
-    FilterEditorSheet *editor = filters.editor();
-    editor->setFilterName("JSON");
-    editor->setFilterText("type == 'E'");
-    editor->saveButton()->click();
-    EXPECT_EQ(dialogs::answer(&window, "Cancel"),
-              "Filter already exists\nAre you sure you want to overwrite the filter with the name \"JSON\"");
-    EXPECT_TRUE(editor->isVisible());
-    EXPECT_EQ(filters.savedFilters().filter("JSON").toString(), old);
-
-    editor->saveButton()->click();
-    dialogs::answer(&window, "Overwrite");
-    EXPECT_FALSE(editor->isVisible());
-    EXPECT_EQ(filters.savedFilters().filter("JSON"), Filter::parse("type == 'E'"));
-}
-
-TEST_F(FilterEditorTest, EditingPutsTheSavedFilterIntoTheSheet)
+TEST_F(FilterEditorTest, EditingFillsTheSheetAndOverwriteCancelKeepsTheOldFilterAndTheSheet)
 {
     filters.editFilter(); // row 0: nothing
     EXPECT_TRUE(filters.editor() == nullptr || !filters.editor()->isVisible());
     list()->clickRow(2);
     filters.editFilter();
-    ASSERT_TRUE(filters.editor()->isVisible());
-    EXPECT_EQ(filters.editor()->filterName(), "JSON");
-    EXPECT_EQ(Filter::parse(filters.editor()->filterText()), filters.savedFilters().filter("JSON"));
+    FilterEditorSheet *editor = filters.editor();
+    ASSERT_TRUE(editor->isVisible());
+    EXPECT_EQ(editor->filterName(), "JSON");
+    const Filter old = filters.savedFilters().filter("JSON");
+    EXPECT_EQ(Filter::parse(editor->filterText()), old);
+
+    editor->setFilterText("type == 'E'");
+    editor->saveButton()->click();
+    EXPECT_EQ(dialogs::answer(&window, "Cancel"),
+              "Filter already exists\nAre you sure you want to overwrite the filter with the name \"JSON\"");
+    EXPECT_TRUE(editor->isVisible());
+    EXPECT_EQ(filters.savedFilters().filter("JSON"), old);
+
+    editor->saveButton()->click();
+    dialogs::answer(&window, "Overwrite");
+    EXPECT_FALSE(editor->isVisible());
+    EXPECT_EQ(filters.savedFilters().filter("JSON"), Filter::parse("type == 'E'"));
 }
 
 TEST_F(FilterEditorTest, DeleteAsksForOneOrSeveralAndAnEmptiedListStaysEmpty)
@@ -171,7 +163,7 @@ TEST_F(FilterEditorTest, DeleteAsksForOneOrSeveralAndAnEmptiedListStaysEmpty)
     EXPECT_EQ(reloaded().count(), 0);
 }
 
-TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanelsEachLoggedOnce)
+TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanelsEachLoggedOnceThenOpenAFile)
 {
     EXPECT_EQ(log.count("Created default predicates: "), 1);
     QTemporaryDir dir;
@@ -195,16 +187,12 @@ TEST_F(FilterEditorTest, ExportThenImportThroughTheFilePanelsEachLoggedOnce)
     ASSERT_TRUE(dialogs::choose(&window, path));
     EXPECT_EQ(log.count("Open url: " + path), 1);
     EXPECT_TRUE(dialogs::answer(&window, "OK").startsWith("Filters imported\nImported 2 filters."));
-    EXPECT_TRUE(filters.savedFilters().contains("JSON") && filters.savedFilters().contains("LogLevel Error"));
     EXPECT_EQ(list()->rowCount(), 8);
-}
 
-TEST_F(FilterEditorTest, OpeningAFiltersFileImportsWhateverTheCase)
-{
-    QTemporaryDir dir;
-    const QString path = writeTestFile(dir.filePath("X.FILTERS"), SavedFilters::toPropertyList(
-                                                                     {{"JSON", "type == 'W'"}, {"Imported", "tid == '7'"}}));
-    EXPECT_TRUE(filters.openIfFilterFile(path));
+    // Opening a filters file imports it, whatever the case of its extension.
+    const QString opened = writeTestFile(
+        dir.filePath("X.FILTERS"), SavedFilters::toPropertyList({{"JSON", "type == 'W'"}, {"Imported", "tid == '7'"}}));
+    EXPECT_TRUE(filters.openIfFilterFile(opened));
     // "JSON" is a name in use: nothing is replaced until the user says so.
     EXPECT_FALSE(filters.savedFilters().contains("Imported"));
     EXPECT_TRUE(dialogs::answer(&window, "Replace").contains("\"JSON\""));

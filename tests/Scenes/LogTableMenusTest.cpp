@@ -10,7 +10,6 @@
 #include "Scenes/MessageNoteSheet.h"
 #include "Scenes/SavedFiltersController.h"
 #include "Session/LogDatasource.h"
-#include "support/LogCapture.h"
 #include "support/QtPrinters.h"
 #include "support/TestEntries.h"
 
@@ -52,7 +51,6 @@ protected:
         rows[1] = testEntry({.idx = 1, .pid = "77", .type = "E", .text = " see https://example.org/x. Then more"});
         rows[2] = testEntry({.idx = 2, .app = "com.known", .text = " two\nlines"});
         // Rows reach the table as they do in the window: through the datasource, so names reach them.
-        QSignalSpy updated(&datasource, &LogDatasource::logDataUpdated);
         datasource.setLogDataFromFile(rows);
         ASSERT_TRUE(QTest::qWaitFor([&] { return datasource.getDataFiltered().size() == 6; }, 5000));
         table.showRows(datasource.getDataFiltered());
@@ -106,7 +104,6 @@ protected:
                 "Dump Process Tree|Dumps process tree from displayed log messages"};
     }
 
-    LogCapture log;
     MainWindow window;
     LogDatasource datasource;
     LogTableController table{window.logTable()};
@@ -162,10 +159,9 @@ TEST_F(LogTableMenusTest, LogTableMenuFollowsTheSelectionTheColumnAndTheFilterLi
     EXPECT_FALSE(rightClick(view, 2, LogEntry::App).contains("Set App Name")); // a named app
     EXPECT_FALSE(rightClick(view, 0, LogEntry::Text).contains("Open Link"));   // no link
 
-    // Several rows selected: the right click keeps them and the menu ends after five items.
+    // Several rows selected (the right click keeps them: SelectableTableViewTest): the menu ends after five items.
     selectRows({1, 2, 3});
     EXPECT_EQ(rightClick(view, 2, LogEntry::Text), firstFive());
-    EXPECT_EQ(view->selectionModel()->selectedRows().size(), 3);
 
     EXPECT_EQ(rightClick(window.filterList()->table(), 3, 0),
               QStringList({"Edit Filter...", "New Filter From Selected...", "Export Selected..."}));
@@ -218,8 +214,6 @@ TEST_F(LogTableMenusTest, TypingSearchesAndShortcutsAct)
     QTest::keyClicks(view, "me"); // no selection: backwards from the newest row
     EXPECT_EQ(window.searchField()->text(), "me");
     EXPECT_EQ(view->selectionModel()->selectedRows().value(0).row(), 5);
-    EXPECT_EQ(log.count("found match: row:5, key:text, startIndex:5, direction:-1, string:\"m\""), 1);
-    EXPECT_EQ(log.count("found match: row:5, key:text, startIndex:5, direction:0, string:\"me\""), 1);
     QTest::keyClick(view, Qt::Key_Backspace);
     EXPECT_EQ(window.searchField()->text(), "m");
     QTest::keyClick(view, Qt::Key_Up); // the table's own: moves the selection

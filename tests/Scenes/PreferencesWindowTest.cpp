@@ -45,7 +45,7 @@ struct PreferencesWindowFixture : ::testing::Test {
 
 } // namespace
 
-TEST_F(PreferencesWindowFixture, GeneralPaneComesFirstShowsTheStoredConnectionAndStoresEditsAtOnce)
+TEST_F(PreferencesWindowFixture, GeneralPaneComesFirstStoresEditsAtOnceAndBrowsesFromHome)
 {
     EXPECT_EQ(prefs->toolbarIdentifiers(), QStringList({"General", "Appearance"}));
     EXPECT_EQ(prefs->windowTitle(), "General");
@@ -71,21 +71,37 @@ TEST_F(PreferencesWindowFixture, GeneralPaneComesFirstShowsTheStoredConnectionAn
     QTest::keyClick(prefs->analyticsServer(), Qt::Key_Return);
     EXPECT_EQ(Settings::analyticsServer(), QStringLiteral("http://stats.test"));
     Settings::remove(SettingsKey::analyticsServer);
+
+    // Browse opens a panel in the home folder.
+    QFileDialog *panel = prefs->browseForADB();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(QDir(panel->directory()).absolutePath(), QDir::homePath());
+    panel->reject();
 }
 
-TEST_F(PreferencesWindowFixture, BoldFlagsAndColoursAreStoredAnnouncedAndRestored)
+TEST_F(PreferencesWindowFixture, AppearancePaneCrossFadesInAndStoresAnnouncesAndRestoresBoldFlagsAndColours)
 {
     QSignalSpy fonts(prefs.get(), &QuillfernPreferences::fontsChanged);
+    QAction *appearance = prefs->toolbarItem(QStringLiteral("Appearance"));
+    ASSERT_NE(appearance, nullptr);
+    appearance->trigger();
+    EXPECT_EQ(prefs->windowTitle(), QStringLiteral("Appearance"));
+    EXPECT_TRUE(prefs->isAnimating());
+    EXPECT_EQ(prefs->lastAnimationDurationMs(), 250);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !prefs->isAnimating(); }, 3000));
+    EXPECT_FALSE(prefs->generalView()->isVisible());
+    EXPECT_TRUE(prefs->appearanceView()->isVisible());
+    EXPECT_EQ(prefs->geometry(), prefs->frameForView(prefs->appearanceView()));
+    EXPECT_EQ(prefs->appearanceView()->graphicsEffect(), nullptr);
+
     prefs->boldCheckBox(LogAppearance::Error)->click();
     EXPECT_TRUE(Settings::value(SettingsKey::logErrorBold).toBool());
     prefs->boldCheckBox(LogAppearance::Fatal)->click(); // bold by default
     EXPECT_FALSE(Settings::value(SettingsKey::logFatalBold).toBool());
     prefs->setLevelColor(LogAppearance::Warning, QColor(0x10, 0x20, 0x30));
     EXPECT_EQ(Settings::value(SettingsKey::logWarningColor).toString(), QStringLiteral("#102030"));
-    EXPECT_EQ(fonts.count(), 3);
-
     // A colour well opens a dialog on the level's colour; its choice is stored.
-    prefs->displayViewForIdentifier(QStringLiteral("Appearance"), false);
     prefs->colorWell(LogAppearance::Info)->click();
     auto *dialog = prefs->findChild<QColorDialog *>(QStringLiteral("colorDialog"));
     ASSERT_NE(dialog, nullptr);
@@ -102,21 +118,6 @@ TEST_F(PreferencesWindowFixture, BoldFlagsAndColoursAreStoredAnnouncedAndRestore
     EXPECT_FALSE(prefs->boldCheckBox(LogAppearance::Error)->isChecked());
     EXPECT_TRUE(prefs->boldCheckBox(LogAppearance::Fatal)->isChecked());
     EXPECT_EQ(fonts.count(), 5);
-}
-
-TEST_F(PreferencesWindowFixture, SwitchingPanesCrossFadesAndResizesToThePane)
-{
-    QAction *appearance = prefs->toolbarItem(QStringLiteral("Appearance"));
-    ASSERT_NE(appearance, nullptr);
-    appearance->trigger();
-    EXPECT_EQ(prefs->windowTitle(), QStringLiteral("Appearance"));
-    EXPECT_TRUE(prefs->isAnimating());
-    EXPECT_EQ(prefs->lastAnimationDurationMs(), 250);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !prefs->isAnimating(); }, 3000));
-    EXPECT_FALSE(prefs->generalView()->isVisible());
-    EXPECT_TRUE(prefs->appearanceView()->isVisible());
-    EXPECT_EQ(prefs->geometry(), prefs->frameForView(prefs->appearanceView()));
-    EXPECT_EQ(prefs->appearanceView()->graphicsEffect(), nullptr);
 
     // Without cross-fading the switch is immediate.
     prefs->setCrossFade(false);
@@ -129,15 +130,6 @@ TEST_F(PreferencesWindowFixture, SwitchingPanesCrossFadesAndResizesToThePane)
     EXPECT_EQ(ZWPrefsWindowController::crossFadeDurationMs(true, Qt::ShiftModifier), 1250);
     EXPECT_EQ(ZWPrefsWindowController::crossFadeDurationMs(false, Qt::ShiftModifier), 250);
     EXPECT_EQ(ZWPrefsWindowController::crossFadeDurationMs(true, Qt::NoModifier), 250);
-}
-
-TEST_F(PreferencesWindowFixture, BrowseOpensAPanelInTheHomeFolder)
-{
-    QFileDialog *panel = prefs->browseForADB();
-    ASSERT_NE(panel, nullptr);
-    EXPECT_TRUE(panel->isVisible());
-    EXPECT_EQ(QDir(panel->directory()).absolutePath(), QDir::homePath());
-    panel->reject();
 }
 
 TEST(PreferencesWindowTest, SharedInstanceIsOnePerOwner)

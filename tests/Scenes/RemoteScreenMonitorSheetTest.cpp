@@ -92,20 +92,22 @@ TEST(RemoteScreenMonitorSheet, AFailedCaptureSwitchesAutoRefreshOffAndOffersStar
     sheet.close();
 }
 
-TEST(RemoteScreenMonitorSheet, PointerTapsWithoutDragAndSwipesFromThePressAfterOne)
+TEST(RemoteScreenMonitorSheet, PointerTapsWithoutDragAndSwipesFromThePressAfterOneAndCopiesTheDeviceImage)
 {
     RemoteScreenMonitorSheet sheet(deadServer());
     ScreenImageView *view = sheet.imageView();
     view->resize(540, 960);
     LogCapture log;
 
-    // No image yet: the pointer does nothing.
+    // No image yet: the pointer and the copy do nothing.
     mouse(view, QEvent::MouseButtonPress, {100, 100}, Qt::LeftButton);
     mouse(view, QEvent::MouseButtonRelease, {100, 100}, Qt::NoButton);
     EXPECT_EQ(log.count(QStringLiteral("----- ")), 0);
+    sheet.copyFullImage();
+    EXPECT_NE(sheet.statusText(), QStringLiteral("Copied to Clipboard"));
 
     QImage screen(1080, 1920, QImage::Format_RGB32);
-    screen.fill(Qt::gray);
+    screen.fill(Qt::darkGreen);
     sheet.onScreenUpdate(QStringLiteral("dev"), screen);
     EXPECT_TRUE(QRegularExpression(QStringLiteral("^Last Updated: \\d\\d:\\d\\d:\\d\\d$")).match(sheet.statusText()).hasMatch())
         << sheet.statusText().toStdString();
@@ -131,25 +133,15 @@ TEST(RemoteScreenMonitorSheet, PointerTapsWithoutDragAndSwipesFromThePressAfterO
     QEvent leave(QEvent::Leave);
     QApplication::sendEvent(view, &leave);
     EXPECT_TRUE(sheet.statusText().startsWith(QStringLiteral("Last Updated: ")));
+    sheet.copyFullImage();
+    EXPECT_EQ(sheet.statusText(), QStringLiteral("Copied to Clipboard"));
+    EXPECT_EQ(QApplication::clipboard()->image().size(), QSize(1080, 1920));
+    // The scaled copy is the view-sized JPEG: lossy, but close.
+    const QImage scaled = RemoteScreenMonitorSheet::resizeImage(screen, 270, 480);
+    EXPECT_EQ(scaled.size(), QSize(270, 480));
+    EXPECT_LE(std::abs(qGreen(scaled.pixel(100, 100)) - qGreen(screen.pixel(0, 0))), 4);
 
     // An image that did not decode clears the view and turns touch off.
     sheet.onScreenUpdate(QStringLiteral("dev"), QImage());
     EXPECT_FALSE(sheet.isTouchEnabled());
-}
-
-TEST(RemoteScreenMonitorSheet, ScaledCopyIsTheViewSizedJpegAndFullCopyTheDeviceImage)
-{
-    QImage screen(1080, 1920, QImage::Format_RGB32);
-    screen.fill(Qt::darkGreen);
-    const QImage scaled = RemoteScreenMonitorSheet::resizeImage(screen, 270, 480);
-    EXPECT_EQ(scaled.size(), QSize(270, 480));
-    EXPECT_LE(std::abs(qGreen(scaled.pixel(100, 100)) - qGreen(screen.pixel(0, 0))), 4); // lossy, close
-
-    RemoteScreenMonitorSheet sheet(deadServer());
-    sheet.copyFullImage(); // no image: nothing
-    EXPECT_NE(sheet.statusText(), QStringLiteral("Copied to Clipboard"));
-    sheet.onScreenUpdate(QStringLiteral("dev"), screen);
-    sheet.copyFullImage();
-    EXPECT_EQ(sheet.statusText(), QStringLiteral("Copied to Clipboard"));
-    EXPECT_EQ(QApplication::clipboard()->image().size(), QSize(1080, 1920));
 }

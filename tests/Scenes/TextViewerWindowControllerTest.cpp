@@ -5,6 +5,7 @@
 #include "Scenes/TextFindBar.h"
 #include "support/Dialogs.h"
 #include "support/LogCapture.h"
+#include "support/QtPrinters.h"
 
 #include <QAction>
 #include <QClipboard>
@@ -75,7 +76,7 @@ TEST_F(TextViewerTest, TogglesFormatInOneUndoStepAndRestoreTheTextAsHandedIn)
     EXPECT_FALSE(viewer.textView()->document()->isUndoAvailable());
 }
 
-TEST_F(TextViewerTest, FormatsAndDecodesOnlyTheSelectionWhenThereIsOne)
+TEST_F(TextViewerTest, FormatsAndDecodesOnlyTheSelectionWhenThereIsOneAlsoFromTheContextMenu)
 {
     const QString text = QStringLiteral("D/Http: ") + Json + QStringLiteral(" done aGk= end");
     viewer.showText(text);
@@ -91,6 +92,25 @@ TEST_F(TextViewerTest, FormatsAndDecodesOnlyTheSelectionWhenThereIsOne)
     EXPECT_TRUE(viewer.isFormattedJSON()) << "decoding leaves the format state";
     viewer.onFormatJson();
     EXPECT_EQ(viewer.text(), text) << "restore goes back past the decoding";
+
+    // The context menu ends with Pretty Print, whose JSON item is the toolbar toggle.
+    viewer.showText(Json);
+    std::unique_ptr<QMenu> menu = viewer.contextMenu({5, 5});
+    const QList<QAction *> items = menu->actions();
+    ASSERT_GE(items.size(), 2);
+    EXPECT_TRUE(items[items.size() - 2]->isSeparator());
+    QMenu *pretty = items.back()->menu();
+    ASSERT_TRUE(pretty);
+    EXPECT_EQ(pretty->title(), "Pretty Print");
+    QStringList shown;
+    for (QAction *a : pretty->actions())
+        shown << a->text() + '|' + a->shortcut().toString() + '|' + a->toolTip();
+    EXPECT_EQ(shown, QStringList({"as JSON|Ctrl+Shift+J|Selected text must be valid JSON",
+                                  "Decoded Base64|Ctrl+Shift+D|Selected text must be valid Base64"}));
+    pretty->actions()[0]->trigger();
+    EXPECT_TRUE(viewer.isFormattedJSON());
+    pretty->actions()[0]->trigger();
+    EXPECT_EQ(viewer.text(), Json) << "on a formatted text it restores";
 }
 
 TEST_F(TextViewerTest, Base64DecodesTheWholeTextOrExplainsWhyNot)
@@ -112,16 +132,11 @@ TEST_F(TextViewerTest, Base64DecodesTheWholeTextOrExplainsWhyNot)
         viewer.showText(c.input);
         LogCapture log;
         viewer.onBase64Decode();
-        if (c.alert.isEmpty()) {
-            EXPECT_EQ(viewer.text(), c.result);
-            EXPECT_EQ(log.count("Base64 decoded string was empty"), 0);
-            continue;
-        }
-        EXPECT_EQ(dialogs::answer(&viewer, "OK"), c.alert);
-        EXPECT_EQ(viewer.text(), c.input);
-        EXPECT_EQ(log.lines(),
-                  QStringList(
-                      {QStringLiteral("Base64 decoded string was empty so ignore result. Input: '%1'").arg(c.input)}));
+        const bool decodes = c.alert.isEmpty();
+        EXPECT_EQ(decodes ? QString() : dialogs::answer(&viewer, "OK"), c.alert);
+        EXPECT_EQ(viewer.text(), decodes ? c.result : c.input);
+        const QString line = QStringLiteral("Base64 decoded string was empty so ignore result. Input: '%1'");
+        EXPECT_EQ(log.lines(), decodes ? QStringList() : QStringList({line.arg(c.input)}));
     }
 }
 
@@ -167,7 +182,7 @@ TEST_F(TextViewerTest, FindWrapsBothWaysCaseInsensitivelyAndLeavesTheSelectionWh
     EXPECT_FALSE(viewer.isVisible());
 }
 
-TEST_F(TextViewerTest, CopyTakesTheSelectionOrEverythingAndKeepsAnEmptySelection)
+TEST_F(TextViewerTest, CopyTakesTheSelectionOrEverythingAndLinksOpenOnAClick)
 {
     viewer.showText(QStringLiteral("first line\nsecond"));
     select(6, 9);
@@ -181,10 +196,8 @@ TEST_F(TextViewerTest, CopyTakesTheSelectionOrEverythingAndKeepsAnEmptySelection
     EXPECT_EQ(QGuiApplication::clipboard()->text(), "first line\nsecond");
     EXPECT_FALSE(viewer.textView()->textCursor().hasSelection());
     EXPECT_EQ(viewer.textView()->textCursor().position(), 3);
-}
 
-TEST_F(TextViewerTest, LinksAreMarkedAndOpenOnAClick)
-{
+    // Links are marked and open on a click.
     viewer.showText(QStringLiteral("see https://example.org/a?b=1, or www.x.org."));
     const QTextBlock block = viewer.textView()->document()->firstBlock();
     QStringList hrefs;
@@ -199,25 +212,4 @@ TEST_F(TextViewerTest, LinksAreMarkedAndOpenOnAClick)
     const QPoint point = viewer.textView()->cursorRect(inLink).center() + QPoint(2, 0);
     QTest::mouseClick(viewer.textView()->viewport(), Qt::LeftButton, {}, point);
     EXPECT_EQ(opened, QList<QUrl>({QUrl("https://example.org/a?b=1")}));
-}
-
-TEST_F(TextViewerTest, ContextMenuEndsWithPrettyPrintWhoseJsonItemIsTheToolbarToggle)
-{
-    viewer.showText(Json);
-    std::unique_ptr<QMenu> menu = viewer.contextMenu({5, 5});
-    const QList<QAction *> items = menu->actions();
-    ASSERT_GE(items.size(), 2);
-    EXPECT_TRUE(items[items.size() - 2]->isSeparator());
-    QMenu *pretty = items.back()->menu();
-    ASSERT_TRUE(pretty);
-    EXPECT_EQ(pretty->title(), "Pretty Print");
-    QStringList shown;
-    for (QAction *a : pretty->actions())
-        shown << a->text() + '|' + a->shortcut().toString() + '|' + a->toolTip();
-    EXPECT_EQ(shown, QStringList({"as JSON|Ctrl+Shift+J|Selected text must be valid JSON",
-                                  "Decoded Base64|Ctrl+Shift+D|Selected text must be valid Base64"}));
-    pretty->actions()[0]->trigger();
-    EXPECT_TRUE(viewer.isFormattedJSON());
-    pretty->actions()[0]->trigger();
-    EXPECT_EQ(viewer.text(), Json) << "on a formatted text it restores";
 }

@@ -54,11 +54,6 @@ public:
         QMutexLocker lock(&m_mutex);
         return m_events;
     }
-    qsizetype count(const QString &event) const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_events.count(event);
-    }
     qsizetype size() const
     {
         QMutexLocker lock(&m_mutex);

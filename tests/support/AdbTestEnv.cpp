@@ -177,24 +177,15 @@ AdbTestEnv::AdbResult AdbTestEnv::runAdbOn(const QString &serial, const QStringL
     return runAdb(QStringList{QStringLiteral("-s"), serial} + args, timeoutMs);
 }
 
-std::map<QString, QString> AdbTestEnv::listedDevices() const
-{
-    std::map<QString, QString> listed;
-    const AdbResult result = runAdb({QStringLiteral("devices")}, 10000);
-    const QStringList lines = result.text().split(u'\n');
-    for (const QString &line : lines) {
-        const QStringList fields = line.split(u'\t');
-        if (fields.size() >= 2 && !line.startsWith(QLatin1String("List of")))
-            listed[fields.at(0).trimmed()] = fields.at(1).trimmed();
-    }
-    return listed;
-}
-
 QString AdbTestEnv::deviceState(const QString &serial) const
 {
-    const auto listed = listedDevices();
-    const auto it = listed.find(serial);
-    return it == listed.end() ? QString() : it->second;
+    // `adb devices` lists one "SERIAL\tSTATE" line per device.
+    for (const QString &line : runAdb({QStringLiteral("devices")}, 10000).text().split(u'\n')) {
+        const QStringList fields = line.split(u'\t');
+        if (fields.size() >= 2 && fields.at(0).trimmed() == serial)
+            return fields.at(1).trimmed();
+    }
+    return {};
 }
 
 bool AdbTestEnv::waitForState(const QString &serial, const QString &state, int timeoutMs) const
@@ -324,11 +315,8 @@ bool AdbTestEnv::removeDevice(const QString &serial, int timeoutMs)
 
 void AdbTestEnv::removeAllDevices()
 {
-    QStringList serials;
-    for (const auto &entry : m_devices)
-        serials.append(entry.first);
-    for (const QString &serial : serials)
-        removeDevice(serial);
+    while (!m_devices.empty())
+        removeDevice(QString(m_devices.begin()->first)); // a copy: the entry goes away inside
 }
 
 QString AdbTestEnv::inputLogPath(const QString &serial) const

@@ -87,8 +87,6 @@ public:
 
     // The state `adb devices` lists for serial: "device", "offline", ..., or empty when absent.
     QString deviceState(const QString &serial) const;
-    // Every serial `adb devices` lists, with its state.
-    std::map<QString, QString> listedDevices() const;
     bool waitForState(const QString &serial, const QString &state, int timeoutMs = 20000) const;
 
     // Kills every device and the server; start() may be called again afterwards.

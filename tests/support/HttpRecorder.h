@@ -14,19 +14,17 @@ class QTcpSocket;
 struct HttpRequest
 {
     QByteArray method; // "GET", "POST"
-    QByteArray path;   // "/i"
-    QByteArray query;  // after "?", as sent (still percent-encoded)
-    QByteArray body;
+    QByteArray target; // "/i?app_key=...", as sent (still percent-encoded)
     QByteArray contentType;
+    QByteArray body;
 
-    // The form parameters: the query of a GET, the body of a POST.
-    QByteArray form() const { return method == "POST" ? body : query; }
-    // One parameter, percent-decoded.
-    QString param(const QString &name) const
+    // One form parameter (from the query of a GET, the body of a POST), percent-decoded.
+    QString param(const QString &name) const { return form().queryItemValue(name, QUrl::FullyDecoded); }
+    bool has(const QString &name) const { return form().hasQueryItem(name); }
+    QUrlQuery form() const
     {
-        return QUrlQuery(QString::fromLatin1(form())).queryItemValue(name, QUrl::FullyDecoded);
+        return QUrlQuery(QString::fromLatin1(method == "POST" ? body : target.mid(target.indexOf('?') + 1)));
     }
-    bool has(const QString &name) const { return QUrlQuery(QString::fromLatin1(form())).hasQueryItem(name); }
 };
 
 // A real HTTP server on a free port of 127.0.0.1 that records every request and answers each with
@@ -38,19 +36,16 @@ class HttpRecorder : public QObject
 
 public:
     HttpRecorder();
-    ~HttpRecorder() override;
 
-    quint16 port() const { return m_port; }
     QString baseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_port); }
     void stop();
     bool restart();
 
     const QList<HttpRequest> &requests() const { return m_requests; }
     // Waits (running the event loop) until `count` requests have arrived.
-    bool waitForRequests(qsizetype count, int timeoutMs = 10000) const;
+    bool waitForRequests(qsizetype count) const;
 
 private:
-    void onNewConnection();
     void onReadable(QTcpSocket *socket);
 
     QTcpServer *m_server;
