@@ -53,7 +53,6 @@ protected:
 TEST_F(LoggerTest, RegistersOnceAndStampsEachLineWithTimeAndThread)
 {
     const QString path = m_dir.path() + QStringLiteral("/Quillfern.log");
-    EXPECT_EQ(logger().logFilePath(), path);
     EXPECT_EQ(matching(R"(\[UI\] Logger:registerLogger: logging to file: )" + QRegularExpression::escape(path) + '$'),
               1);
     logger().registerLogger(m_dir.path() + QStringLiteral("/other"));
@@ -117,8 +116,7 @@ TEST_F(LoggerTest, ObserverSeesEveryMessageRegisteredOrNotAndLogToStringRegister
 {
     std::optional<LogCapture> capture(std::in_place);
     QF_LOG(QStringLiteral("one"));
-    logger().shutdown();
-    EXPECT_TRUE(logger().logFilePath().isEmpty());
+    logger().shutdown();                   // forgets the file: logToString below must register again
     QF_LOG(QStringLiteral("two"));         // unregistered: dropped, but observed
     QF_LOG_ERROR(QStringLiteral("three")); // unregistered and quiet: no console either
     const QList<QPair<LogLevel, QString>> expected{

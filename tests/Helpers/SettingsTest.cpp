@@ -53,7 +53,6 @@ TEST_F(SettingsTest, TypedAccessorsConvertStoredValues)
     Settings::setValue(SettingsKey::predicates, QVariantMap());
     EXPECT_TRUE(Settings::contains(SettingsKey::predicates)); // empty but present
 
-    EXPECT_FALSE(Settings::clearLogOnStart()); // unset: the log is kept at start
     Settings::setValue(SettingsKey::adbLogTags, QStringLiteral("ActivityManager:I *:S"));
     EXPECT_EQ(Settings::adbLogTags(), QStringLiteral("ActivityManager:I *:S"));
     Settings::setValue(SettingsKey::defaultFontSize, 13.5);
@@ -61,7 +60,6 @@ TEST_F(SettingsTest, TypedAccessorsConvertStoredValues)
     Settings::setValue(SettingsKey::defaultFontSize, QStringLiteral("big"));
     EXPECT_EQ(Settings::defaultFontSize(), 0.0);
 
-    EXPECT_EQ(Settings::bufferCapacityOverride(), std::nullopt);
     const std::pair<QVariant, std::optional<int>> sizes[] = {
         {0, std::nullopt},     {-5, std::nullopt},
         {"abc", std::nullopt}, {1, 1},
