@@ -5,21 +5,16 @@
 
 TEST(LinkFinderTest, FindsLinksWithoutTheirTrailingPunctuation)
 {
-    const struct
-    {
-        const char *text;
-        QStringList links;
-    } cases[] = {
+    const std::pair<const char *, QStringList> cases[] = {
         {"no link here, only example.com and a:b", {}},
         {"--> GET https://api.example.com/v1/items?page=2 http/1.1", {"https://api.example.com/v1/items?page=2"}},
         {"see (http://x.org/a_(b)).", {"http://x.org/a_(b)"}},
         {"www.example.com, then ftp://files.example.org/x;", {"http://www.example.com", "ftp://files.example.org/x"}},
     };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const auto &[text, links] : cases) {
         QStringList found;
-        for (const QUrl &url : LinkFinder::links(QString::fromUtf8(c.text)))
+        for (const QUrl &url : LinkFinder::links(QString::fromUtf8(text)))
             found << url.toString();
-        EXPECT_EQ(found, c.links);
+        EXPECT_EQ(found, links) << text;
     }
 }

@@ -10,47 +10,31 @@
 #include <atomic>
 #include <thread>
 
-TEST(MainThread, RunOnMainThreadIsQueuedFromAnyThreadAndRunsThereInOrder)
+TEST(MainThread, WorkIsQueuedFromAnyThreadInOrderAndTheWaitingFormReturnsAfterIt)
 {
     EXPECT_TRUE(assertMainThread());
     std::vector<int> order;
-    runOnMainThread([&] { order.push_back(-1); });
-    EXPECT_TRUE(order.empty()); // not run inline, even on the main thread
+    runOnMainThread([&] { order.push_back(-1); });        // not run inline, even on the main thread
+    runOnMainThreadAndWait([&] { order.push_back(-2); }); // but the waiting form is, there
+    EXPECT_EQ(order, std::vector<int>{-2});
+
+    // From a worker: the waiting form returns once the work has run on the main thread, which must keep its
+    // event loop turning for the worker to get through.
     std::atomic<bool> allOnMain{true};
+    std::atomic<bool> finished{false};
     std::thread worker([&] {
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 2; ++i)
             runOnMainThread([&, i] {
                 allOnMain = allOnMain && isMainThread();
                 order.push_back(i);
             });
-        }
+        runOnMainThreadAndWait([&] { allOnMain = allOnMain && isMainThread(); });
+        finished = order.size() == 4;
     });
-    worker.join();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return order.size() == 4; }, 5000));
-    EXPECT_EQ(order, (std::vector<int>{-1, 0, 1, 2}));
-    EXPECT_TRUE(allOnMain);
-}
-
-TEST(MainThread, RunOnMainThreadAndWaitReturnsAfterTheWork)
-{
-    // On the main thread: inline.
-    bool ran = false;
-    runOnMainThreadAndWait([&] { ran = true; });
-    EXPECT_TRUE(ran);
-
-    // From a worker: the work has run on the main thread by the time the call returns.
-    std::atomic<bool> sawResult{false};
-    std::atomic<bool> finished{false};
-    std::thread worker([&] {
-        bool ranOnMain = false;
-        runOnMainThreadAndWait([&] { ranOnMain = isMainThread(); });
-        sawResult = ranOnMain;
-        finished = true;
-    });
-    // The main thread must keep its event loop turning for the worker to get through.
     EXPECT_TRUE(QTest::qWaitFor([&] { return finished.load(); }, 5000));
     worker.join();
-    EXPECT_TRUE(sawResult);
+    EXPECT_EQ(order, (std::vector<int>{-2, -1, 0, 1}));
+    EXPECT_TRUE(allOnMain);
 }
 
 #ifdef QT_NO_DEBUG

@@ -6,50 +6,39 @@
 
 namespace {
 
-// One call on the throttle at a clock reading, and what it must answer.
-struct Step
-{
-    enum Call { Change, Flush } call;
-    qint64 atMs;
-    bool announce;
-    quint64 pendingAfter;
-};
+enum Call { Change, Flush };
 
-void run(UpdateThrottle throttle, std::initializer_list<Step> steps)
+// One call on the throttle at a clock reading (ms), and what it must answer: announced, then pending after it.
+void run(UpdateThrottle throttle, std::initializer_list<std::tuple<Call, qint64, bool, quint64>> steps)
 {
     ManualClock clock;
-    for (const Step &step : steps) {
-        clock.setNowMs(step.atMs);
+    for (const auto &[call, atMs, announce, pending] : steps) {
+        clock.setNowMs(atMs);
         const bool announced =
-            step.call == Step::Change ? throttle.noteChange(clock.nowSeconds()) : throttle.flush(clock.nowSeconds());
-        EXPECT_EQ(announced, step.announce) << (step.call == Step::Change ? "change" : "flush") << " at " << step.atMs;
-        EXPECT_EQ(throttle.pending(), step.pendingAfter) << "at " << step.atMs;
+            call == Change ? throttle.noteChange(clock.nowSeconds()) : throttle.flush(clock.nowSeconds());
+        EXPECT_EQ(std::pair(announced, throttle.pending()), std::pair(announce, pending))
+            << (call == Change ? "change" : "flush") << " at " << atMs;
     }
 }
 
 } // namespace
 
-TEST(UpdateThrottle, AnnouncesAtMostOncePerQuarterSecondAndTheFlushTakesTheRest)
+TEST(UpdateThrottle, AnnouncesAtMostOncePerIntervalAndTheFlushTakesTheRest)
 {
     run(UpdateThrottle(), {
-                              {Step::Flush, 0, false, 0},    // nothing pending: nothing to say
-                              {Step::Change, 500, true, 0},  // the first change goes out at once, whatever the time
-                              {Step::Change, 600, false, 1}, // inside the interval: held back
-                              {Step::Change, 750, false, 2}, // exactly 0.25 s later: still held back
-                              {Step::Change, 751, true, 0},  // past it: announced, the held ones with it
-                              {Step::Change, 800, false, 1},
-                              {Step::Flush, 900, true, 0},    // the trailing tick announces what was held
-                              {Step::Flush, 1000, false, 0},  // and only once
-                              {Step::Change, 1100, false, 1}, // the flush counts as an announcement
-                              {Step::Change, 1151, true, 0},
-                              {Step::Change, 5000, true, 0}, // a quiet stretch: the next change goes out at once
+                              {Flush, 0, false, 0},    // nothing pending: nothing to say
+                              {Change, 500, true, 0},  // the first change goes out at once, whatever the time
+                              {Change, 600, false, 1}, // inside the interval: held back
+                              {Change, 750, false, 2}, // exactly 0.25 s later: still held back
+                              {Change, 751, true, 0},  // past it: announced, the held ones with it
+                              {Change, 800, false, 1},
+                              {Flush, 900, true, 0},    // the trailing tick announces what was held
+                              {Flush, 1000, false, 0},  // and only once
+                              {Change, 1100, false, 1}, // the flush counts as an announcement
+                              {Change, 1151, true, 0},
+                              {Change, 5000, true, 0}, // a quiet stretch: the next change goes out at once
                           });
-}
-
-TEST(UpdateThrottle, FirstChangeAtTimeZeroIsAnnouncedAndTheIntervalIsTheOwnersChoice)
-{
     // A clock that starts at zero must not look like an announcement made at zero.
-    run(UpdateThrottle(), {{Step::Change, 0, true, 0}, {Step::Change, 0, false, 1}, {Step::Flush, 0, true, 0}});
-    run(UpdateThrottle(0.5),
-        {{Step::Change, 1000, true, 0}, {Step::Change, 1400, false, 1}, {Step::Change, 1501, true, 0}});
+    run(UpdateThrottle(), {{Change, 0, true, 0}, {Change, 0, false, 1}, {Flush, 0, true, 0}});
+    run(UpdateThrottle(0.5), {{Change, 1000, true, 0}, {Change, 1400, false, 1}, {Change, 1501, true, 0}});
 }

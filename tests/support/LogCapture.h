@@ -41,11 +41,8 @@ public:
     }
     QStringList startingWith(const QString &prefix) const
     {
-        QStringList out;
-        for (const QString &line : lines()) {
-            if (line.startsWith(prefix))
-                out.append(line);
-        }
+        QStringList out = lines();
+        out.removeIf([&](const QString &line) { return !line.startsWith(prefix); });
         return out;
     }
     int count(const QString &prefix) const { return int(startingWith(prefix).size()); }

@@ -30,7 +30,6 @@ public:
     {
         active = true;
         lastInterval = interval;
-        ++starts;
     }
     void stop() override { active = false; }
     bool isActive() const override { return active; }
@@ -42,6 +41,5 @@ public:
     }
 
     bool active = false;
-    int starts = 0;
     std::chrono::milliseconds lastInterval{0};
 };
