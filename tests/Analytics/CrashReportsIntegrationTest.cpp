@@ -48,7 +48,8 @@ protected:
         EXPECT_TRUE(process->waitForStarted()) << process->errorString().toStdString();
         const qsizetype seen = logText().count(line);
         EXPECT_TRUE(QTest::qWaitFor([&] { return logText().count(line) > seen; }, 20000))
-            << "no \"" << line.toStdString() << "\" in\n" << logText().toStdString();
+            << "no \"" << line.toStdString() << "\" in\n"
+            << logText().toStdString();
         return process;
     }
 
@@ -86,9 +87,8 @@ TEST_F(CrashReportsIntegrationTest, RealSignalsLeaveReportsThatTheNextStartKeeps
 
     // No server in the settings: both stay, and the log says where.
     std::unique_ptr<QProcess> app = launch(QStringLiteral("crash report kept"));
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        return logText().contains(reports[0]) && logText().contains(reports[1]);
-    }, 10000));
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return logText().contains(reports[0]) && logText().contains(reports[1]); }, 10000));
     app->terminate();
     ASSERT_TRUE(app->waitForFinished(20000));
     EXPECT_EQ(CrashReports(folder).pending(), reports);

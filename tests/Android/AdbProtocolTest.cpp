@@ -27,8 +27,8 @@ TEST(AdbProtocol, LengthCountsUtf16CodeUnitsNotUtf8Bytes)
 TEST(AdbProtocol, OkayIsExactlyTheFourUpperCaseBytes)
 {
     EXPECT_TRUE(isOkay("OKAY"));
-    for (const QByteArray &other : {QByteArray("okay"), QByteArray("OKA"), QByteArray("OKAYX"), QByteArray(),
-                                    QByteArray("OK\0Y", 4)})
+    for (const QByteArray &other :
+         {QByteArray("okay"), QByteArray("OKA"), QByteArray("OKAYX"), QByteArray(), QByteArray("OK\0Y", 4)})
         EXPECT_FALSE(isOkay(other)) << other.toHex().toStdString();
 }
 
@@ -36,7 +36,9 @@ TEST(AdbProtocol, HexDataToIntegerDecodesTheFourByteLengthField)
 {
     // The text rules themselves: AdbReplyFuzz.HexScannerAgreesWithAReferenceOnRandomText.
     EXPECT_EQ(hexDataToInteger("ffff"), 0xffffu);
-    EXPECT_EQ(hexDataToInteger("00\xff" "1"), 0u); // not UTF-8
+    EXPECT_EQ(hexDataToInteger("00\xff"
+                               "1"),
+              0u); // not UTF-8
 }
 
 TEST(AdbProtocol, StringFromDataIsAbsentForInvalidUtf8)
@@ -47,7 +49,9 @@ TEST(AdbProtocol, StringFromDataIsAbsentForInvalidUtf8)
     EXPECT_EQ(stringFromData("\xef\xbb\xbfx"), QStringLiteral("\ufeffx")); // a BOM stays a character
 
     // An invalid byte, a sequence cut at the end, an overlong form, an encoded surrogate, beyond U+10FFFF.
-    for (const char *bad : {"ab\xff" "cd", "ab\xc3", "\xc0\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80"})
+    for (const char *bad : {"ab\xff"
+                            "cd",
+                            "ab\xc3", "\xc0\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80"})
         EXPECT_FALSE(stringFromData(bad).has_value()) << QByteArray(bad).toHex().constData();
 }
 

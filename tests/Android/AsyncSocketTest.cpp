@@ -109,7 +109,8 @@ TEST_F(AsyncSocketTest, ServesQueuedReadsInRequestOrderWithTheirTagsAndIgnoresEm
         QCoreApplication::processEvents();
     }
     ASSERT_TRUE(waitEvents(5));
-    EXPECT_EQ(rec.events().join(u'|'), "connect:127.0.0.1|read:10:OKAY|read:11:line one\n|read:12:xxIENxIEND|read:13:\x12\x34");
+    EXPECT_EQ(rec.events().join(u'|'),
+              "connect:127.0.0.1|read:10:OKAY|read:11:line one\n|read:12:xxIENxIEND|read:13:\x12\x34");
 }
 
 TEST_F(AsyncSocketTest, DeliversEveryLineOfALargeBurstOnceAndInOrder)
@@ -304,7 +305,8 @@ TEST_F(AsyncSocketTest, CallbacksArriveOnTheThreadThatConnected)
     ASSERT_TRUE(QTest::qWaitFor([&] { return rec.size() == 3; }, 5000));
     for (QThread *t : rec.threads())
         EXPECT_EQ(t, &worker);
-    QMetaObject::invokeMethod(&anchor, [&] { onWorker->dispose(); }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        &anchor, [&] { onWorker->dispose(); }, Qt::BlockingQueuedConnection);
     worker.quit();
     worker.wait();
 }

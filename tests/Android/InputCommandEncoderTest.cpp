@@ -78,11 +78,12 @@ TEST(InputCommandEncoder, BuildsEachCommand)
 TEST(InputCommandEncoder, TakesOneBatchPerConnection)
 {
     using I = InputWrapper;
-    std::deque<InputWrapper> queue = {I::withText("a"), I::withText("b"), I::withKeyCode(3), I::withKeyCode(4),
-                                      I::withText("c"), I::withKeyCode(82)};
+    std::deque<InputWrapper> queue = {I::withText("a"),  I::withText("b"), I::withKeyCode(3),
+                                      I::withKeyCode(4), I::withText("c"), I::withKeyCode(82)};
     QStringList commands;
     QList<bool> keyWaits;
-    for (Encoder::Batch b = Encoder::takeBatch(queue); b.kind != Encoder::Batch::Nothing; b = Encoder::takeBatch(queue)) {
+    for (Encoder::Batch b = Encoder::takeBatch(queue); b.kind != Encoder::Batch::Nothing;
+         b = Encoder::takeBatch(queue)) {
         commands.append(b.command);
         keyWaits.append(b.keyWaits);
     }

@@ -39,8 +39,9 @@ TEST(LogReader, StreamsEveryWholeLineWithItsTerminatorAndDropsTheLastFragment)
 
 TEST(LogReader, InsertsLogTagsUnescaped)
 {
-    LogRun run(FS::transportThen(QString(), "shell:export ANDROID_LOG_TAGS=\"*:S My\"Tag:V\"; exec logcat -v threadtime") +
-               FS::Script{FS::reply("OKAYx\n"), FS::close()});
+    LogRun run(
+        FS::transportThen(QString(), "shell:export ANDROID_LOG_TAGS=\"*:S My\"Tag:V\"; exec logcat -v threadtime") +
+        FS::Script{FS::reply("OKAYx\n"), FS::close()});
     run.settings.logTags = "*:S My\"Tag:V";
     EXPECT_EQ(run.runToEnd(QString()).join(u'|'), "line:x\n|stopped");
 }

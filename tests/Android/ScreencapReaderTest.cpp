@@ -27,9 +27,9 @@ TEST(ScreencapReader, RepairTurnsCrLfBackIntoLfAndLeavesEveryOtherCr)
     } cases[] = {
         {"a\r\nb", "a\nb"},
         {"\r\n\r\n", "\n\n"},
-        {"a\rb", "a\rb"},         // a lone CR stays
-        {"ab\r", "ab\r"},         // so does a final one
-        {"a\r\r\nb", "a\r\nb"},   // CR CR LF: only the pair is one LF
+        {"a\rb", "a\rb"},       // a lone CR stays
+        {"ab\r", "ab\r"},       // so does a final one
+        {"a\r\r\nb", "a\r\nb"}, // CR CR LF: only the pair is one LF
         {"\n\r", "\n\r"},
         {"", ""},
         {QByteArray("x\0\r\n\0", 5), QByteArray("x\0\n\0", 4)},

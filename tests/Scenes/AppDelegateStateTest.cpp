@@ -70,8 +70,8 @@ protected:
 
     void addDevices(const QByteArray &list)
     {
-        server.addScript({FakeAdbServer::expectRequest("host:devices"), FakeAdbServer::reply("OKAY" + AdbProtocol::lengthPrefixed(list)),
-                          FakeAdbServer::close()});
+        server.addScript({FakeAdbServer::expectRequest("host:devices"),
+                          FakeAdbServer::reply("OKAY" + AdbProtocol::lengthPrefixed(list)), FakeAdbServer::close()});
     }
     void launch()
     {
@@ -89,8 +89,11 @@ protected:
     void endStream() { app->logDatasource()->logReaderStopped(); }
     bool waitStreaming(int count, const QString &expectedTitle)
     {
-        return QTest::qWaitFor([&] { return streamsStarted.load() >= count && app->logDatasource()->isLogging() &&
-                                            title() == expectedTitle; }, 5000);
+        return QTest::qWaitFor(
+            [&] {
+                return streamsStarted.load() >= count && app->logDatasource()->isLogging() && title() == expectedTitle;
+            },
+            5000);
     }
     QString title() const { return app->window()->windowTitle(); }
     // "title|Run or Stop", and "|retrying" while the reconnect timer runs.
@@ -215,13 +218,19 @@ TEST_F(AppDelegateStateTest, AlertsTakeTheWindowOfflineAndAddTheirLogLine)
         QString logLine;
         QStringList usageEvents;
     } cases[] = {
-        {QByteArray(), "No Android device found. \n\nMake sure device is connected and developer mode is enabled.",
-         "No Android device found. Make sure device is connected and developer mode is enabled.", {}},
+        {QByteArray(),
+         "No Android device found. \n\nMake sure device is connected and developer mode is enabled.",
+         "No Android device found. Make sure device is connected and developer mode is enabled.",
+         {}},
         // The model lookup of the nameless device finds no server script: it fails quietly.
-        {"unauthorized\tdevice\n", "Device Not Authorized\n\nAllow USB debugging from device unauthorized",
-         "Device Not Authorized. Allow USB debugging from device unauthorized", {"error-not-authorized"}},
-        {std::nullopt, "ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server",
-         "ADB not running. Make sure ADB is running. From Terminal: adb start-server", {"error-adb-not-running"}},
+        {"unauthorized\tdevice\n",
+         "Device Not Authorized\n\nAllow USB debugging from device unauthorized",
+         "Device Not Authorized. Allow USB debugging from device unauthorized",
+         {"error-not-authorized"}},
+        {std::nullopt,
+         "ADB not running\n\nMake sure ADB is running.\n\nFrom Terminal: adb start-server",
+         "ADB not running. Make sure ADB is running. From Terminal: adb start-server",
+         {"error-adb-not-running"}},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.logLine.toStdString());

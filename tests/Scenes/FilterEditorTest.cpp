@@ -60,7 +60,7 @@ TEST_F(FilterEditorTest, ListShowsAllMessagesThenTheDefaultsSortedAndSelectionAn
     EXPECT_EQ(rows.join(u'|'), "All Messages|Has Note|JSON|LogLevel Debug|LogLevel Error|LogLevel Info|"
                                "LogLevel Verbose|LogLevel Warn");
 
-    list()->clickRow(4); // LogLevel Error
+    list()->clickRow(4);                      // LogLevel Error
     list()->clickRow(1, Qt::ControlModifier); // and Has Note
     EXPECT_EQ(list()->selectedRows(), (QList<int>{1, 4}));
     EXPECT_TRUE(filters.predicate().toString().contains("AND"));

@@ -196,8 +196,9 @@ TEST_F(LogDocumentControllerTest, OpeningAFileOverUnsavedLiveLinesAsksFirst)
     const QString file = writeTestFile(dir.filePath("other.log"), text.toUtf8());
     const auto appendLive = [&](int count) {
         for (int i = 0; i < count; ++i)
-            datasource.appendRow(LogEntry::create(datasource.getIndex(), {"01-23 14:05:01.789", "", "1", "2", "I", "Live",
-                                                                           QStringLiteral("live %1").arg(i), ""}));
+            datasource.appendRow(
+                LogEntry::create(datasource.getIndex(), {"01-23 14:05:01.789", "", "1", "2", "I", "Live",
+                                                         QStringLiteral("live %1").arg(i), ""}));
     };
     const auto openChosen = [&](const QString &answer) {
         documents.openLogcatFile();

@@ -16,7 +16,8 @@
 
 namespace {
 
-struct LogTableControllerTest : ::testing::Test {
+struct LogTableControllerTest : ::testing::Test
+{
     SelectableTableView table;
     std::unique_ptr<LogTableController> controller;
     std::unique_ptr<QAbstractItemModelTester> tester;
@@ -32,10 +33,7 @@ struct LogTableControllerTest : ::testing::Test {
         table.show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&table));
     }
-    void TearDown() override
-    {
-        Settings::remove(SettingsKey::defaultFontSize);
-    }
+    void TearDown() override { Settings::remove(SettingsKey::defaultFontSize); }
 
     QList<int> selectedRows() const
     {
@@ -93,8 +91,10 @@ TEST_F(LogTableControllerTest, FontSizeCommandsStepStoreAndWrapToEleven)
         double size;
     } steps[] = {
         // The stored size is read, stepped (the wrap past the limits is LogAppearanceTest's) and stored.
-        {45, &LogTableController::smallerFont, 11}, {11, &LogTableController::biggerFont, 12},
-        {0, &LogTableController::smallerFont, 11},  {13, &LogTableController::defaultFontSize, 11},
+        {45, &LogTableController::smallerFont, 11},
+        {11, &LogTableController::biggerFont, 12},
+        {0, &LogTableController::smallerFont, 11},
+        {13, &LogTableController::defaultFontSize, 11},
     };
     for (const auto &step : steps) {
         SCOPED_TRACE(step.size);

@@ -99,7 +99,8 @@ protected:
     }
     static QStringList firstFive()
     {
-        return {"Copy", "Copy Message|Copy Message to clipboard", "View Message|View Message contents in message viewer",
+        return {"Copy", "Copy Message|Copy Message to clipboard",
+                "View Message|View Message contents in message viewer",
                 "Add Note To Selected|Add a note to multiple log messages",
                 "Dump Process Tree|Dumps process tree from displayed log messages"};
     }
@@ -132,11 +133,11 @@ TEST_F(LogTableMenusTest, LogTableMenuFollowsTheSelectionTheColumnAndTheFilterLi
     EXPECT_EQ(rightClick(view, 1, LogEntry::Text),
               firstFive() + cellItems +
                   QStringList({"Update Filter>",
-                              "  Include \"see https://exa...\"|Update saved filter \"JSON\" to INCLUDE "
-                              "Message=\"see https://example.org/x. Then more\"",
-                              "  Exclude \"see https://exa...\"|Update saved filter \"JSON\" to EXCLUDE "
-                              "Message=\"see https://example.org/x. Then more\"",
-                              "-", "Open Link", "Search with Google"}));
+                               "  Include \"see https://exa...\"|Update saved filter \"JSON\" to INCLUDE "
+                               "Message=\"see https://example.org/x. Then more\"",
+                               "  Exclude \"see https://exa...\"|Update saved filter \"JSON\" to EXCLUDE "
+                               "Message=\"see https://example.org/x. Then more\"",
+                               "-", "Open Link", "Search with Google"}));
 
     const struct
     {
@@ -144,13 +145,19 @@ TEST_F(LogTableMenusTest, LogTableMenuFollowsTheSelectionTheColumnAndTheFilterLi
         int row, column;
         QStringList tail;
     } cases[] = {
-        {"the first column shown (idx is hidden): no filter or note items", 0, LogEntry::Time,
+        {"the first column shown (idx is hidden): no filter or note items",
+         0,
+         LogEntry::Time,
          {"-", "Search with Google"}},
-        {"an empty app cell can be named", 0, LogEntry::App,
+        {"an empty app cell can be named",
+         0,
+         LogEntry::App,
          {"-", "New Filter...|Create new filter: Application = \"\"", "Quick Filter|Perform quick filter: \"\"",
-          "Add Note|Adds a note to log message: \"\"", "Update Filter>", "  Include \"\"|Update saved filter \"JSON\" "
-          "to INCLUDE Application=\"\"", "  Exclude \"\"|Update saved filter \"JSON\" to EXCLUDE Application=\"\"",
-          "-", "Search with Google", "-", "Set App Name"}},
+          "Add Note|Adds a note to log message: \"\"", "Update Filter>",
+          "  Include \"\"|Update saved filter \"JSON\" "
+          "to INCLUDE Application=\"\"",
+          "  Exclude \"\"|Update saved filter \"JSON\" to EXCLUDE Application=\"\"", "-", "Search with Google", "-",
+          "Set App Name"}},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
@@ -248,7 +255,8 @@ TEST_F(LogTableMenusTest, TypingSearchesAndShortcutsAct)
     EXPECT_EQ(QGuiApplication::clipboard()->text(), " two lines\n message 3\n message 5\n");
     table.copy();
     EXPECT_EQ(QGuiApplication::clipboard()->text().count(u'\n'), 3);
-    EXPECT_TRUE(QGuiApplication::clipboard()->text().startsWith("01-23 14:05:06.789\tcom.known\t1234\t-\tI\tTag\t two lines\t\n"));
+    EXPECT_TRUE(QGuiApplication::clipboard()->text().startsWith(
+        "01-23 14:05:06.789\tcom.known\t1234\t-\tI\tTag\t two lines\t\n"));
 
     QSignalSpy viewed(&table, &LogTableController::viewTextRequested);
     EXPECT_TRUE(ctrlShift(Qt::Key_V));

@@ -25,7 +25,8 @@ void clearSettings()
         Settings::remove(key);
 }
 
-struct PreferencesWindowFixture : ::testing::Test {
+struct PreferencesWindowFixture : ::testing::Test
+{
     std::unique_ptr<QuillfernPreferences> prefs;
 
     void SetUp() override
@@ -61,7 +62,8 @@ TEST_F(PreferencesWindowFixture, GeneralPaneComesFirstStoresEditsAtOnceAndBrowse
     prefs->adbPort()->selectAll();
     QTest::keyClicks(prefs->adbPort(), QStringLiteral("5038"));
     EXPECT_EQ(Settings::adbPort(), QStringLiteral("5038"));
-    QTest::mouseClick(prefs->clearLogOnConnect(), Qt::LeftButton, {}, QPoint(5, prefs->clearLogOnConnect()->height() / 2));
+    QTest::mouseClick(prefs->clearLogOnConnect(), Qt::LeftButton, {},
+                      QPoint(5, prefs->clearLogOnConnect()->height() / 2));
     EXPECT_TRUE(Settings::clearLogOnStart());
 
     // The statistics server is stored once the edit is done, not per keystroke; empty by default.

@@ -43,13 +43,12 @@ TEST(RemoteScreenMonitorSheet, NormalizePointScalesEachAxisAndClampsOnlyAbove)
         QPointF window;
         QPointF device;
     } cases[] = {
-        {{0, 0}, {0, 1920}},        // bottom-left corner
-        {{540, 960}, {1080, 0}},    // top-right
-        {{270, 480}, {540, 960}},
-        {{600, 480}, {1080, 960}},  // beyond the right edge: clamped to the width
-        {{-10, 480}, {-20, 960}},   // left of the view: kept negative
-        {{10, 1000}, {20, -80}},    // above the view: no clamp at 0
-        {{10, -5}, {20, 1920}},     // below: clamped to the height
+        {{0, 0}, {0, 1920}},                                 // bottom-left corner
+        {{540, 960}, {1080, 0}},                             // top-right
+        {{270, 480}, {540, 960}}, {{600, 480}, {1080, 960}}, // beyond the right edge: clamped to the width
+        {{-10, 480}, {-20, 960}},                            // left of the view: kept negative
+        {{10, 1000}, {20, -80}},                             // above the view: no clamp at 0
+        {{10, -5}, {20, 1920}},                              // below: clamped to the height
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(QStringLiteral("%1,%2").arg(c.window.x()).arg(c.window.y()).toStdString());
@@ -65,7 +64,8 @@ TEST(RemoteScreenMonitorSheet, KeysReachTheMappingAsTheCharactersItExpects)
     using S = RemoteScreenMonitorSheet;
     EXPECT_EQ(S::keyEventCharacters(Qt::Key_Up, {}, {}), QString(QChar(0)));
     EXPECT_EQ(S::keyEventCharacters(Qt::Key_Right, {}, {}), QString(QChar(3)));
-    EXPECT_EQ(S::keyEventCharacters(Qt::Key_Backspace, Qt::ControlModifier, QStringLiteral("\b")), QString(QChar(0x7f)));
+    EXPECT_EQ(S::keyEventCharacters(Qt::Key_Backspace, Qt::ControlModifier, QStringLiteral("\b")),
+              QString(QChar(0x7f)));
     EXPECT_EQ(S::keyEventCharacters(Qt::Key_Return, {}, QStringLiteral("\r")), QStringLiteral("\r"));
     EXPECT_EQ(S::keyEventCharacters(Qt::Key_A, Qt::ControlModifier, QString(QChar(1))), QStringLiteral("a"));
     EXPECT_EQ(S::keyEventCharacters(Qt::Key_Percent, Qt::ShiftModifier, QStringLiteral("%")), QStringLiteral("%"));
@@ -109,7 +109,8 @@ TEST(RemoteScreenMonitorSheet, PointerTapsWithoutDragAndSwipesFromThePressAfterO
     QImage screen(1080, 1920, QImage::Format_RGB32);
     screen.fill(Qt::darkGreen);
     sheet.onScreenUpdate(QStringLiteral("dev"), screen);
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^Last Updated: \\d\\d:\\d\\d:\\d\\d$")).match(sheet.statusText()).hasMatch())
+    EXPECT_TRUE(
+        QRegularExpression(QStringLiteral("^Last Updated: \\d\\d:\\d\\d:\\d\\d$")).match(sheet.statusText()).hasMatch())
         << sheet.statusText().toStdString();
 
     QEnterEvent enter({10, 10}, {10, 10}, view->mapToGlobal(QPointF(10, 10)));
@@ -121,7 +122,8 @@ TEST(RemoteScreenMonitorSheet, PointerTapsWithoutDragAndSwipesFromThePressAfterO
     // Moving with the button down but without a drag event is still a tap, at the release point.
     mouse(view, QEvent::MouseButtonPress, {100, 100}, Qt::LeftButton);
     mouse(view, QEvent::MouseButtonRelease, {110, 120}, Qt::NoButton);
-    EXPECT_EQ(log.startingWith(QStringLiteral("----- ")), QStringList({QStringLiteral("----- adb shell input tap 220 240")}));
+    EXPECT_EQ(log.startingWith(QStringLiteral("----- ")),
+              QStringList({QStringLiteral("----- adb shell input tap 220 240")}));
 
     mouse(view, QEvent::MouseButtonPress, {100, 100}, Qt::LeftButton);
     mouse(view, QEvent::MouseMove, {200, 300}, Qt::LeftButton);

@@ -28,7 +28,8 @@ public:
 
 // The test is the table's delegate: it records what the table asks ("menu column,row", "key k",
 // "double row,column") and answers as configured.
-struct SelectableTableViewTest : ::testing::Test, SelectableTableViewDelegate {
+struct SelectableTableViewTest : ::testing::Test, SelectableTableViewDelegate
+{
     QStandardItemModel model{10, 3};
     CapturingTableView table;
     bool handleKeys = false;

@@ -37,7 +37,6 @@ inline bool waitUntil(const std::function<bool()> &pred, int timeoutMs)
     return pred();
 }
 
-
 // Delegates that write every callback as one text, in order, safe to read from the test's thread
 // while the reader runs on another. Lines are "line:<text>" ("line:<absent>" for invalid UTF-8).
 class AdbEventLog
