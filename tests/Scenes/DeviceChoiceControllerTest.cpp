@@ -51,9 +51,15 @@ TEST_F(DeviceChoiceControllerTest, PickerListsTheDevicesInKeyOrderAndConnectsThe
     DevicePickerSheet *picker = devices.devicePickerSheet();
     ASSERT_TRUE(picker && picker->isVisible());
     EXPECT_EQ(picker->deviceTitles(), (QStringList{"Pixel_A - emu-A", "sdk_b - emu-B"}));
+    // Cancel, or Escape: nothing chosen, and each says so in the diagnostic log.
     picker->cancelButton()->click();
     EXPECT_FALSE(picker->isVisible());
+    devices.showDevicePicker();
+    QTest::keyClick(picker, Qt::Key_Escape);
+    EXPECT_FALSE(picker->isVisible());
     EXPECT_EQ(chosen.count(), 0);
+    EXPECT_EQ(log.count("device picker cancelled"), 2);
+    EXPECT_EQ(log.count("return Code: 0"), 2);
 
     devices.showDevicePicker();
     picker->setSelectedIndex(1);
@@ -61,6 +67,8 @@ TEST_F(DeviceChoiceControllerTest, PickerListsTheDevicesInKeyOrderAndConnectsThe
     EXPECT_FALSE(picker->isVisible());
     EXPECT_EQ(chosen.count(), 1);
     EXPECT_EQ(chosen.value(0).value(0).toString(), "emu-B");
+    EXPECT_EQ(log.count("device picked: 1 (sdk_b - emu-B)"), 1);
+    EXPECT_EQ(log.count("return Code: 1"), 1);
 }
 
 TEST_F(DeviceChoiceControllerTest, AModelNameRetitlesOnlyTheLoggedDevice)
