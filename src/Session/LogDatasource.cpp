@@ -42,18 +42,7 @@ LogDatasource::~LogDatasource()
     }
     m_waitDone.notify_all();
     m_filterPool->waitForDone();
-
-    std::unique_ptr<AdbSocketThread> logWorker, pidWorker;
-    {
-        std::lock_guard lock(m_readerMutex);
-        m_readersClosed = true;
-        logWorker = std::move(m_logWorker);
-        pidWorker = std::move(m_pidWorker);
-    }
-    retire(std::move(logWorker));
-    retire(std::move(pidWorker));
-    std::unique_lock lock(m_waitMutex);
-    m_waitDone.wait(lock, [this] { return m_retiring == 0; });
+    m_readers.close();
 }
 
 void LogDatasource::setDelegate(LogDatasourceDelegate *delegate)
@@ -107,56 +96,11 @@ std::unique_ptr<AdbSocketThread> LogDatasource::createPidReader(bool addDashA, c
     return std::make_unique<AdbSocketThread>(std::move(reader), QStringLiteral("LogDatasource ps"));
 }
 
-void LogDatasource::replaceReader(std::unique_ptr<AdbSocketThread> LogDatasource::*slot,
-                                  std::unique_ptr<AdbSocketThread> worker)
-{
-    if (worker)
-        worker->connect(); // posted before anyone can retire it
-    {
-        std::lock_guard lock(m_readerMutex);
-        // Once the destructor has taken the slots, a lookup asked for from a callback starts nothing.
-        if (!m_readersClosed)
-            std::swap(this->*slot, worker);
-    }
-    retire(std::move(worker));
-}
-
-void LogDatasource::retire(std::unique_ptr<AdbSocketThread> worker)
-{
-    if (!worker)
-        return;
-    if (auto *log = dynamic_cast<LogReader *>(worker->socket()))
-        log->setDelegate(nullptr);
-    if (auto *pid = dynamic_cast<PidReader *>(worker->socket()))
-        pid->setDelegate(nullptr);
-    {
-        std::lock_guard lock(m_waitMutex);
-        ++m_retiring;
-    }
-    // Deleted on its own thread, after the callback it may be running: nobody waits for a reader
-    // that may be waiting for the GUI thread.
-    AdbSocketThread *raw = worker.release();
-    raw->post([this, raw](AdbSocket &) {
-        delete raw;
-        std::lock_guard lock(m_waitMutex);
-        --m_retiring;
-        m_waitDone.notify_all();
-    });
-}
-
-bool LogDatasource::fromRetiredLogReader()
-{
-    std::lock_guard lock(m_readerMutex);
-    return m_logWorker && m_logWorker->thread() != QThread::currentThread() && !isMainThread();
-}
-
 void LogDatasource::stopLogReader()
 {
     if (m_hooks.stopLogReader)
         m_hooks.stopLogReader();
-    std::lock_guard lock(m_readerMutex);
-    if (m_logWorker)
-        m_logWorker->post([](AdbSocket &reader) { reader.stop(); });
+    m_readers.post(SessionReaders::Log, [](AdbSocket &reader) { reader.stop(); });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -195,7 +139,7 @@ void LogDatasource::startLogger()
     if (m_hooks.startLogReader)
         m_hooks.startLogReader(device);
     else
-        replaceReader(&LogDatasource::m_logWorker, createLogReader(device)); // the previous session's ends
+        m_readers.replace(SessionReaders::Log, createLogReader(device)); // the previous session's ends
     QF_LOG(QStringLiteral("connecting to:%1").arg(device));
     postToMain([this] { notifyLoggerStarted(); });
     m_queueTimer->start();
@@ -311,7 +255,7 @@ void LogDatasource::onQueueCheckTimerTick()
 void LogDatasource::logReaderStopped()
 {
     // A retired reader (its session replaced while it was ending) has nothing more to say.
-    if (fromRetiredLogReader()) {
+    if (m_readers.isRetiredLogReaderThread()) {
         QF_LOG(QStringLiteral("end of a replaced stream"));
         return;
     }
@@ -379,7 +323,7 @@ void LogDatasource::adbDeviceNotFound(const AdbError &error)
 void LogDatasource::dropDeviceAndLookup()
 {
     m_store.clearDeviceId();
-    replaceReader(&LogDatasource::m_pidWorker, nullptr);
+    m_readers.replace(SessionReaders::Pid, nullptr);
     // The retired lookup will not answer any more.
     m_namer.lookupFailed(QStringLiteral("the device is gone"));
 }
@@ -400,7 +344,7 @@ void LogDatasource::startLookup(std::optional<bool> addDashA)
     if (m_hooks.startPidLookup)
         m_hooks.startPidLookup(*addDashA, device);
     else
-        replaceReader(&LogDatasource::m_pidWorker, createPidReader(*addDashA, device));
+        m_readers.replace(SessionReaders::Pid, createPidReader(*addDashA, device));
 }
 
 void LogDatasource::pidReceived(const std::optional<QString> &output)

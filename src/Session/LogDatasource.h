@@ -11,6 +11,7 @@
 #include "Session/CurrentFilter.h"
 #include "Session/LogStore.h"
 #include "Session/ProcessNamer.h"
+#include "Session/SessionReaders.h"
 
 #include <QDateTime>
 #include <QList>
@@ -54,7 +55,7 @@ public:
 // The log model of the main window: the full log and the filtered view, a live logging session
 // against one device with process names, duplicate removal across reconnects and throttled change
 // announcements. It wires the parts together: LogStore keeps the log, ProcessNamer names processes,
-// the readers run on AdbSocketThreads.
+// SessionReaders keeps the readers, each on an AdbSocketThread.
 //
 // Threads:
 // - The object lives on the GUI thread; every public method but the reader callbacks, logMessage,
@@ -67,7 +68,7 @@ public:
 // state, the device serial, the update throttle); the pid lock lives in ProcessNamer's map. Each is
 // taken only inside its class's methods, and ProcessNamer calls the store only between its own
 // uses of the pid lock, so the two are never held together. Nothing waits for another thread while
-// holding either. Two leaf mutexes guard the filter handle and the reader slots.
+// holding either. Leaf mutexes guard the filter handle and (in SessionReaders) the reader slots.
 class LogDatasource : public QObject, public LogReaderDelegate, public PidReaderDelegate
 {
     Q_OBJECT
@@ -176,16 +177,10 @@ signals:
     void filterCorrupt(const QString &title, const QString &button, const QString &reason);
 
 private:
-    // Readers: the one place each is created, and the one way one ends.
+    // Readers: the one place each is created; SessionReaders ends them.
     std::unique_ptr<AdbSocketThread> createLogReader(const QString &deviceId);
     std::unique_ptr<AdbSocketThread> createPidReader(bool addDashA, const QString &deviceId);
-    // Puts `worker` (may be null) in `slot`; the reader it replaces is retired.
-    void replaceReader(std::unique_ptr<AdbSocketThread> LogDatasource::*slot, std::unique_ptr<AdbSocketThread> worker);
-    // Detaches the reader (no callback of it reaches this object any more) and ends its thread from
-    // inside, after any callback it is running; the destructor waits for every retired reader.
-    void retire(std::unique_ptr<AdbSocketThread> worker);
     void stopLogReader();
-    bool fromRetiredLogReader(); // on a reader's thread: is it not the current log reader's?
     void startLookup(std::optional<bool> addDashA); // with the "-A" argument, when one is to start
     void loadPID();
 
@@ -239,20 +234,13 @@ private:
     const quint64 m_bufferCapacity;
     QDateTime m_startTime; // GUI thread
 
-    // The reader slots, under a leaf mutex: nothing is called or destroyed while it is held.
-    std::mutex m_readerMutex;
-    std::unique_ptr<AdbSocketThread> m_logWorker;
-    std::unique_ptr<AdbSocketThread> m_pidWorker;
-    bool m_readersClosed = false; // the destructor took the slots: no new reader
-
+    SessionReaders m_readers;
     std::vector<LogStore::Line> m_batch; // the log reader's run, kept for its capacity
     QThreadPool *m_filterPool = nullptr; // one thread: jobs run in call order
     QTimer *m_queueTimer = nullptr;      // GUI thread
 
-    // Waits of runOnMainAndWait (released by the destructor) and the destructor's wait for the
-    // retired readers.
+    // Waits of runOnMainAndWait, released by the destructor.
     mutable std::mutex m_waitMutex;
     std::condition_variable m_waitDone;
     bool m_closing = false;
-    int m_retiring = 0; // retired readers whose thread has not yet let go of this object
 };
