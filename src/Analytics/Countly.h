@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Analytics/CountlyEvent.h"
-#include "Session/ReconnectPolicy.h"
+#include "Helpers/RepeatingTimer.h"
 
 #include <QObject>
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Helpers/RepeatingTimer.h"
+
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -8,34 +10,6 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-
-class QTimer;
-
-// A repeating timer the reconnect policy schedules; tests substitute one they fire by hand.
-class RepeatingTimer
-{
-public:
-    virtual ~RepeatingTimer() = default;
-    virtual void start(std::chrono::milliseconds interval) = 0;
-    virtual void stop() = 0;
-    virtual bool isActive() const = 0;
-    // Called on every expiry, on the thread that owns the timer.
-    std::function<void()> onTimeout;
-};
-
-// QTimer on the GUI thread.
-class QtRepeatingTimer final : public RepeatingTimer
-{
-public:
-    QtRepeatingTimer();
-    ~QtRepeatingTimer() override;
-    void start(std::chrono::milliseconds interval) override;
-    void stop() override;
-    bool isActive() const override;
-
-private:
-    std::unique_ptr<QTimer> m_timer;
-};
 
 // One attached device as the policy needs to see it.
 struct DeviceCandidate

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Helpers/Clock.h"
-#include "Session/ReconnectPolicy.h"
+#include "Helpers/RepeatingTimer.h"
 
 #include <atomic>
 #include <chrono>
