@@ -88,7 +88,7 @@ MainWindow::MainWindow(QWidget *parent)
     createActions();
     createMenus();
     createToolBar();
-    setConnectButton(false);
+    setConnectButton(ConnectionStatus::ConnectButton::Run);
     resize(1200, 760);
 }
 
@@ -238,13 +238,15 @@ void MainWindow::createToolBar()
     bar->addAction(m_actions.preferences);
 }
 
-void MainWindow::setConnectButton(bool showsStop, const QString &label)
+void MainWindow::setConnectButton(ConnectionStatus::ConnectButton button)
 {
-    const bool away = label == QLatin1String("Cancel");
-    m_actions.connect->setText(away ? tr("Cancel") : showsStop ? tr("Stop") : tr("Run"));
-    m_actions.connect->setIcon(QIcon(showsStop ? QStringLiteral(":/icons/stop.png") : QStringLiteral(":/icons/start.png")));
-    m_actions.connect->setToolTip(away ? tr("The device is away; stop waiting for it")
-                                       : showsStop ? tr("Stop logging") : tr("Start logging"));
+    using ConnectionStatus::ConnectButton;
+    m_actions.connect->setText(ConnectionStatus::connectButtonLabel(button));
+    m_actions.connect->setIcon(QIcon(button == ConnectButton::Run ? QStringLiteral(":/icons/start.png")
+                                                                  : QStringLiteral(":/icons/stop.png")));
+    m_actions.connect->setToolTip(button == ConnectButton::Cancel ? tr("The device is away; stop waiting for it")
+                                  : button == ConnectButton::Stop ? tr("Stop logging")
+                                                                  : tr("Start logging"));
 }
 
 void MainWindow::setStatusText(const QString &text)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Session/ConnectionStatus.h"
+
 #include <QMainWindow>
 #include <QPointer>
 
@@ -69,9 +71,8 @@ public:
     QLabel *statusLabel() const { return m_statusLabel; }
     QLabel *filterLabel() const { return m_filterLabel; }
 
-    // The Run/Stop item: stop icon and "Stop", or start icon and "Run".
-    // `label` from ConnectionStatus::connectButtonLabel: "Run", "Stop" or "Cancel" (retries of an absent device).
-    void setConnectButton(bool showsStop, const QString &label = {});
+    // The Run/Stop item: start icon and "Run", or stop icon and "Stop" or "Cancel" (retries of an absent device).
+    void setConnectButton(ConnectionStatus::ConnectButton button);
     void setStatusText(const QString &text);
     // The active filter, at the right of the status line.
     void setFilterText(const QString &text);

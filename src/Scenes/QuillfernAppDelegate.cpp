@@ -410,9 +410,7 @@ bool QuillfernAppDelegate::deviceAway() const
 
 void QuillfernAppDelegate::resetConnectButton()
 {
-    const bool logging = m_logDatasource->isLogging();
-    m_window->setConnectButton(ConnectionStatus::showsStop(logging, autoReconnect()),
-                               ConnectionStatus::connectButtonLabel(logging, autoReconnect(), deviceAway()));
+    m_window->setConnectButton(ConnectionStatus::connectButton(m_logDatasource->isLogging(), autoReconnect(), deviceAway()));
 }
 
 void QuillfernAppDelegate::setOfflineTitle()

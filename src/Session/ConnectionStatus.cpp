@@ -32,11 +32,24 @@ bool showsStop(bool isLogging, bool autoReconnect)
     return isLogging || autoReconnect;
 }
 
-QString connectButtonLabel(bool isLogging, bool autoReconnect, bool away)
+ConnectButton connectButton(bool isLogging, bool autoReconnect, bool away)
 {
     if (away && autoReconnect)
+        return ConnectButton::Cancel;
+    return showsStop(isLogging, autoReconnect) ? ConnectButton::Stop : ConnectButton::Run;
+}
+
+QString connectButtonLabel(ConnectButton button)
+{
+    switch (button) {
+    case ConnectButton::Stop:
+        return QStringLiteral("Stop");
+    case ConnectButton::Cancel:
         return QStringLiteral("Cancel");
-    return showsStop(isLogging, autoReconnect) ? QStringLiteral("Stop") : QStringLiteral("Run");
+    case ConnectButton::Run:
+        break;
+    }
+    return QStringLiteral("Run");
 }
 
 QString statusText(bool filterActive, quint64 shownRows, quint64 totalEntries, bool isLogging, const QString &version)

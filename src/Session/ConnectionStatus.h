@@ -20,10 +20,12 @@ QString deviceModelTitle(const QString &deviceId, const QString &model);
 // lastTitle null: no device was ever connected. While retrying the title says the device is away.
 QString offlineTitle(const QString &lastTitle, bool autoReconnect);
 
-// Label of the Run/Stop item; the icon follows the same rule. `away`: retrying a device that is not
-// streaming, where the item cancels the retries ("Cancel") rather than stopping a stream.
+// What the Run/Stop item offers; every state but Run shows the stop icon. `away`: retrying a device
+// that is not streaming, where the item cancels the retries rather than stopping a stream.
+enum class ConnectButton { Run, Stop, Cancel };
 bool showsStop(bool isLogging, bool autoReconnect);
-QString connectButtonLabel(bool isLogging, bool autoReconnect, bool away = false);
+ConnectButton connectButton(bool isLogging, bool autoReconnect, bool away = false);
+QString connectButtonLabel(ConnectButton button); // "Run", "Stop", "Cancel"
 
 // The status line under the log table.
 QString statusText(bool filterActive, quint64 shownRows, quint64 totalEntries, bool isLogging, const QString &version);

@@ -23,11 +23,11 @@ TEST(ConnectionStatusTest, DeviceModelAndOfflineTitles)
 
 TEST(ConnectionStatusTest, ConnectButtonShowsStopWhileStreamingOrRetrying)
 {
-    EXPECT_EQ(connectButtonLabel(false, false), "Run");
-    EXPECT_EQ(connectButtonLabel(true, false), "Stop");
-    EXPECT_EQ(connectButtonLabel(false, true), "Stop");
-    EXPECT_EQ(connectButtonLabel(false, true, true), "Cancel"); // retrying an absent device
-    EXPECT_EQ(connectButtonLabel(false, false, true), "Run");
+    EXPECT_EQ(connectButtonLabel(connectButton(false, false)), "Run");
+    EXPECT_EQ(connectButtonLabel(connectButton(true, false)), "Stop");
+    EXPECT_EQ(connectButtonLabel(connectButton(false, true)), "Stop");
+    EXPECT_EQ(connectButtonLabel(connectButton(false, true, true)), "Cancel"); // retrying an absent device
+    EXPECT_EQ(connectButtonLabel(connectButton(false, false, true)), "Run");
 }
 
 TEST(ConnectionStatusTest, StatusLine)
