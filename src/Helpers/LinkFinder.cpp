@@ -3,14 +3,15 @@
 
 #include <QRegularExpression>
 
-QList<QUrl> LinkFinder::links(const QString &text)
+QList<LinkFinder::Match> LinkFinder::find(const QString &text)
 {
     static const QRegularExpression candidate(
-        QStringLiteral(R"((?:\b(?:https?|ftp|file)://|\bwww\.)[^\s<>"'`{}|\\^]+)"),
+        QStringLiteral(R"((?:\b(?:https?|ftp|file)://|\bwww\.|\bmailto:)[^\s<>"'`{}|\\^]+)"),
         QRegularExpression::CaseInsensitiveOption);
-    QList<QUrl> found;
+    QList<Match> found;
     for (auto it = candidate.globalMatch(text); it.hasNext();) {
-        QString link = it.next().captured();
+        const QRegularExpressionMatch match = it.next();
+        QString link = match.captured();
         // "see http://x.org/a)." ends the link before the bracket and the full stop.
         while (!link.isEmpty()) {
             const QChar last = link.back();
@@ -23,12 +24,21 @@ QList<QUrl> LinkFinder::links(const QString &text)
                 break;
             }
         }
+        const qsizetype length = link.size();
         if (link.startsWith(QLatin1String("www."), Qt::CaseInsensitive))
             link.prepend(QLatin1String("http://"));
         const QUrl url(link, QUrl::TolerantMode);
-        // A file link may have no host ("file:///tmp/x"); any other link needs one.
-        if (url.isValid() && (!url.host().isEmpty() || url.scheme() == u"file"))
-            found.append(url);
+        // A file or mail link has no host ("file:///tmp/x"); any other link needs one.
+        if (url.isValid() && (!url.host().isEmpty() || url.scheme() == u"file" || url.scheme() == u"mailto"))
+            found.append({match.capturedStart(), length, url});
     }
     return found;
+}
+
+QList<QUrl> LinkFinder::links(const QString &text)
+{
+    QList<QUrl> urls;
+    for (const Match &match : find(text))
+        urls.append(match.url);
+    return urls;
 }

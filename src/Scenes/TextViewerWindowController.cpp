@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Scenes/TextViewerWindowController.h"
 
+#include "Helpers/LinkFinder.h"
 #include "Helpers/Logger.h"
 #include "Helpers/TextHelpers.h"
 #include "Helpers/TextUtils.h"
@@ -18,7 +19,6 @@
 #include <QPlainTextEdit>
 #include <QPrintDialog>
 #include <QPrinter>
-#include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -67,15 +67,6 @@ QString dataDescription(const QByteArray &bytes)
         out += QLatin1String(hex.mid(i, 8));
     }
     return out + QLatin1Char('>');
-}
-
-// Web and mail addresses; trailing punctuation belongs to the sentence, not the link.
-const QRegularExpression &linkPattern()
-{
-    static const QRegularExpression pattern(
-        QStringLiteral(R"((?:(?:https?|ftp|file)://|www\.|mailto:)[^\s<>"'`{}|\\^]+)"),
-        QRegularExpression::CaseInsensitiveOption);
-    return pattern;
 }
 
 } // namespace
@@ -364,24 +355,14 @@ void TextViewerWindowController::markLinks(QTextCursor &editing)
     plain.clearForeground();
     editing.select(QTextCursor::Document);
     editing.setCharFormat(plain);
-    QRegularExpressionMatchIterator it = linkPattern().globalMatch(all);
-    while (it.hasNext()) {
-        const QRegularExpressionMatch match = it.next();
-        QString link = match.captured();
-        while (!link.isEmpty() && QStringView(u".,;:!?)]").contains(link.back()))
-            link.chop(1);
-        if (link.isEmpty())
-            continue;
-        QString href = link;
-        if (href.startsWith(QLatin1String("www."), Qt::CaseInsensitive))
-            href.prepend(QStringLiteral("http://"));
+    for (const LinkFinder::Match &link : LinkFinder::find(all)) {
         QTextCharFormat format;
         format.setAnchor(true);
-        format.setAnchorHref(href);
+        format.setAnchorHref(link.url.toString());
         format.setFontUnderline(true);
         format.setForeground(palette().link());
-        editing.setPosition(int(match.capturedStart()));
-        editing.setPosition(int(match.capturedStart() + link.size()), QTextCursor::KeepAnchor);
+        editing.setPosition(int(link.start));
+        editing.setPosition(int(link.start + link.length), QTextCursor::KeepAnchor);
         editing.mergeCharFormat(format);
     }
     editing.clearSelection();

@@ -10,6 +10,8 @@ TEST(LinkFinderTest, FindsLinksWithoutTheirTrailingPunctuation)
         {"--> GET https://api.example.com/v1/items?page=2 http/1.1", {"https://api.example.com/v1/items?page=2"}},
         {"see (http://x.org/a_(b)).", {"http://x.org/a_(b)"}},
         {"www.example.com, then ftp://files.example.org/x;", {"http://www.example.com", "ftp://files.example.org/x"}},
+        {"write to mailto:dev@example.org. or file:///tmp/a.log", {"mailto:dev@example.org", "file:///tmp/a.log"}},
+        {"http://, https:///x", {}}, // no host
     };
     for (const auto &[text, links] : cases) {
         QStringList found;
@@ -17,4 +19,9 @@ TEST(LinkFinderTest, FindsLinksWithoutTheirTrailingPunctuation)
             found << url.toString();
         EXPECT_EQ(found, links) << text;
     }
+    // Where each link stands in the text (the viewer marks exactly those units).
+    const QList<LinkFinder::Match> matches = LinkFinder::find(QStringLiteral("é (www.x.org)."));
+    ASSERT_EQ(matches.size(), 1);
+    EXPECT_EQ(matches[0].start, 3);
+    EXPECT_EQ(matches[0].length, 9);
 }
