@@ -177,7 +177,7 @@ qsizetype LogDocumentController::unsavedLineCount() const
     const QList<LogEntry> entries = m_logDatasource->getDataAll();
     qsizetype count = 0;
     for (auto it = entries.crbegin(); it != entries.crend() && (!m_keptUpTo || it->idx() > *m_keptUpTo); ++it)
-        if (it->value(LogEntry::Type) != QLatin1String("QF"))
+        if (!it->fieldEquals(LogEntry::Type, u"QF"))
             ++count;
     return count;
 }

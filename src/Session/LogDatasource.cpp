@@ -7,7 +7,6 @@
 #include "Helpers/MainThread.h"
 #include "Log/LogLineParser.h"
 
-#include <QThread>
 #include <QThreadPool>
 #include <QTimer>
 
