@@ -27,6 +27,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -53,6 +54,19 @@ void runEventLoopFor(int ms)
     loop.exec();
 }
 
+// Runs the event loop until done() holds, asked every millisecond.
+void runEventLoopUntil(const std::function<bool()> &done)
+{
+    QEventLoop wait;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &wait, [&] {
+        if (done())
+            wait.quit();
+    });
+    poll.start(1);
+    wait.exec();
+}
+
 // Frames/s the datasource shows, counted from its first frame.
 double datasourceRate(const Rig &rig, double seconds, QImage *sample)
 {
@@ -62,14 +76,7 @@ double datasourceRate(const Rig &rig, double seconds, QImage *sample)
     source.setDeviceId(rig.serial);
     source.setDelegate(&counter);
     source.startMonitoring(true);
-    QEventLoop wait;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &wait, [&] {
-        if (counter.frames > 0 || counter.failures > 0)
-            wait.quit();
-    });
-    poll.start(1);
-    wait.exec();
+    runEventLoopUntil([&] { return counter.frames > 0 || counter.failures > 0; });
     const int first = counter.frames;
     QElapsedTimer clock;
     clock.start();
@@ -200,14 +207,7 @@ int main(int argc, char **argv)
         QElapsedTimer t;
         t.start();
         touch.sendTouchForPoint(QPointF(100 + i, 200 + i));
-        QEventLoop wait;
-        QTimer poll;
-        QObject::connect(&poll, &QTimer::timeout, &wait, [&] {
-            if (QFileInfo(inputLog).size() > before || t.elapsed() > 5000)
-                wait.quit();
-        });
-        poll.start(1);
-        wait.exec();
+        runEventLoopUntil([&] { return QFileInfo(inputLog).size() > before || t.elapsed() > 5000; });
         latencies.append(double(t.nsecsElapsed()) / 1e6);
     }
     std::sort(latencies.begin(), latencies.end());

@@ -41,8 +41,6 @@ void TouchWriter::processTouchEvent(const PointWrapper &touch)
     sendRequest(command, InputReplyTag);
 }
 
-void TouchWriter::requestAccepted(long) {}
-
 void TouchWriter::didDisconnect(const std::optional<AdbError> &)
 {
     // Deliberately without the base reaction.

@@ -31,7 +31,6 @@ public:
 
 protected:
     void startRequest() override;
-    void requestAccepted(long replyTag) override;
 
 private:
     QList<PointWrapper> m_pointQueue;

@@ -121,25 +121,19 @@ void TypeWriter::updateProcessing(bool processing)
 
 void TypeWriter::startRequest()
 {
-    sendData();
-}
-
-void TypeWriter::sendData()
-{
     InputCommandEncoder::Batch batch;
     {
         QMutexLocker lock(&m_lock);
-        Q_ASSERT_X(isConnected(), "sendData", "ADB not connected!!!");
-        Q_ASSERT_X(m_processingInputs, "sendData", "Should be in processingInputs state");
+        Q_ASSERT_X(isConnected(), "startRequest", "ADB not connected!!!");
+        Q_ASSERT_X(m_processingInputs, "startRequest", "Should be in processingInputs state");
         batch = InputCommandEncoder::takeBatch(m_inputs);
     }
     switch (batch.kind) {
     case InputCommandEncoder::Batch::Nothing:
         return;
-    case InputCommandEncoder::Batch::Keys: {
+    case InputCommandEncoder::Batch::Keys:
         QF_LOG(QStringLiteral("Sending: %1").arg(batch.command));
         break;
-    }
     case InputCommandEncoder::Batch::Text:
         if (batch.keyWaits)
             QF_LOG(QStringLiteral("Already have text to process to process send text now: \"%1\"").arg(batch.text));

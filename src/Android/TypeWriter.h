@@ -48,13 +48,12 @@ public:
     void didDisconnect(const std::optional<AdbError> &error) override;
 
 protected:
-    void startRequest() override; // sendData
+    void startRequest() override; // sends the next batch
     void requestAccepted(long replyTag) override;
     void replyNotOkay(QByteArrayView reply, long tag) override;
 
 private:
     void updateProcessing(bool processing);
-    void sendData();
 
     mutable QMutex m_lock;
     std::deque<InputWrapper> m_inputs; // oldest first

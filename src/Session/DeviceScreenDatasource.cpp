@@ -84,11 +84,10 @@ void DeviceScreenDatasource::startMonitoring(bool autoRefresh)
     }
     m_isRunning = true;
     m_autoRefresh = autoRefresh;
-    if (!m_cycle) {
-        m_cycle = std::make_unique<Cycle>(this, ++m_generation);
-        QF_LOG(QStringLiteral("start monitoring screen"));
-        m_cycle->start();
-    }
+    // Not running means stopMonitoring has destroyed any earlier cycle.
+    m_cycle = std::make_unique<Cycle>(this, ++m_generation);
+    QF_LOG(QStringLiteral("start monitoring screen"));
+    m_cycle->start();
 }
 
 void DeviceScreenDatasource::stopMonitoring()

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Screenshots of a simulated device through the real adb server.
 #include "Session/DeviceScreenDatasource.h"
+#include "Helpers/MainThread.h"
 #include "support/AdbRecorders.h"
 #include "support/AdbTestEnv.h"
 #include "support/LogCapture.h"
@@ -13,17 +14,16 @@ struct ScreenRecorder : DeviceScreenDatasourceDelegate
 {
     void onScreenUpdate(const QString &deviceId, const QImage &screen) override
     {
-        EXPECT_TRUE(isMainThreadNow());
+        EXPECT_TRUE(isMainThread());
         ids.append(deviceId);
         images.append(screen);
     }
     void onScreenUpdateFailedWithError(const std::optional<AdbError> &, const QString &deviceId) override
     {
-        EXPECT_TRUE(isMainThreadNow());
+        EXPECT_TRUE(isMainThread());
         ids.append(deviceId);
         ++failures;
     }
-    static bool isMainThreadNow() { return QThread::currentThread() == QCoreApplication::instance()->thread(); }
 
     QStringList ids;
     QList<QImage> images;

@@ -150,18 +150,19 @@ int main(int argc, char **argv)
         registrar.connectDevice(transport.port());
     }
 
+    int drops = 0; // of --drop-after so far; outlives the event loop the timers run in
     if (parser.isSet(dropOption)) {
         const int dropMs = int(parser.value(dropOption).toDouble() * 1000);
         const int returnMs = parser.isSet(returnOption) ? int(parser.value(returnOption).toDouble() * 1000) : -1;
         auto *dropTimer = new QTimer(&app);
         dropTimer->setSingleShot(true);
         dropTimer->setInterval(dropMs);
-        QObject::connect(&transport, &DeviceTransport::serverConnected, dropTimer, [dropTimer, &config] {
-            if (dropTimer->property("fired").toInt() < config.dropCycles && !dropTimer->isActive())
+        QObject::connect(&transport, &DeviceTransport::serverConnected, dropTimer, [dropTimer, &config, &drops] {
+            if (drops < config.dropCycles && !dropTimer->isActive())
                 dropTimer->start();
         });
-        QObject::connect(dropTimer, &QTimer::timeout, &app, [&, dropTimer, returnMs] {
-            dropTimer->setProperty("fired", dropTimer->property("fired").toInt() + 1);
+        QObject::connect(dropTimer, &QTimer::timeout, &app, [&, returnMs] {
+            ++drops;
             err << "devsim: dropping the connection" << Qt::endl;
             transport.unplug();
             if (returnMs < 0)
