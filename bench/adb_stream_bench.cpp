@@ -117,7 +117,7 @@ int main(int argc, char **argv)
     Rig rig;
     QDir(dir.path()).mkpath(QStringLiteral("home"));
     if (!bench::setUpRig(rig, dir.path() + QStringLiteral("/home"), 16037, out)) {
-        rig.run({QStringLiteral("kill-server")});
+        rig.tearDown();
         return 1;
     }
 
@@ -150,8 +150,6 @@ int main(int argc, char **argv)
                .arg(bench::ratio(midReader, midAdb), 0, 'f', 2)
         << Qt::endl;
 
-    rig.device->terminate();
-    rig.device->waitForFinished(5000);
-    rig.run({QStringLiteral("kill-server")});
+    rig.tearDown();
     return 0;
 }

@@ -276,7 +276,7 @@ int runAdbComparison(const QString &home, double seconds, int rounds)
 {
     Rig rig;
     if (!bench::setUpRig(rig, home, 17537, out)) {
-        rig.run({QStringLiteral("kill-server")});
+        rig.tearDown();
         return 1;
     }
     out << "device " << rig.serial << " flooding through adb server port " << rig.port << ", " << rounds
@@ -301,9 +301,7 @@ int runAdbComparison(const QString &home, double seconds, int rounds)
                .arg(bench::ratio(bestDs, bestAdb), 0, 'f', 2)
                .arg(bench::median(ratios), 0, 'f', 2)
         << Qt::endl;
-    rig.device->terminate();
-    rig.device->waitForFinished(5000);
-    rig.run({QStringLiteral("kill-server")});
+    rig.tearDown();
     return 0;
 }
 

@@ -142,7 +142,7 @@ int main(int argc, char **argv)
     if (!bench::setUpRig(rig, dir.path() + QStringLiteral("/home"), 18537, out,
                          {QStringLiteral("--rate"), QStringLiteral("1"), QStringLiteral("--screen-size"), screenSize,
                           QStringLiteral("--input-log"), inputLog})) {
-        rig.run({QStringLiteral("kill-server")});
+        rig.tearDown();
         return 1;
     }
     out << "device " << rig.serial << " (" << screenSize << ") through adb server port " << rig.port << ", "
@@ -217,8 +217,6 @@ int main(int argc, char **argv)
                .arg(latencies.size())
         << Qt::endl;
 
-    rig.device->terminate();
-    rig.device->waitForFinished(5000);
-    rig.run({QStringLiteral("kill-server")});
+    rig.tearDown();
     return 0;
 }

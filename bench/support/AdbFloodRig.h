@@ -38,6 +38,16 @@ struct Rig
         return settings;
     }
 
+    // Stops the simulated device and the private server.
+    void tearDown() const
+    {
+        if (device) {
+            device->terminate();
+            device->waitForFinished(5000);
+        }
+        run({QStringLiteral("kill-server")});
+    }
+
     QByteArray run(const QStringList &args, int timeoutMs = 15000) const
     {
         QProcess p;
