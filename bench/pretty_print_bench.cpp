@@ -40,23 +40,15 @@ QString xmlMessage()
     return text;
 }
 
-void lenientJson1MiB(benchmark::State &state)
+void print1MiB(benchmark::State &state, QString (*message)(), QString (*print)(const QString &))
 {
-    const QString text = jsonMessage();
+    const QString text = message();
     for (auto _ : state)
-        benchmark::DoNotOptimize(TextUtils::lenientJsonPrettyPrinter(text));
+        benchmark::DoNotOptimize(print(text));
     state.SetBytesProcessed(state.iterations() * MessageSize * 2);
 }
-BENCHMARK(lenientJson1MiB)->Unit(benchmark::kMillisecond);
-
-void lenientXml1MiB(benchmark::State &state)
-{
-    const QString text = xmlMessage();
-    for (auto _ : state)
-        benchmark::DoNotOptimize(TextUtils::lenientXMLPrettyPrinter(text));
-    state.SetBytesProcessed(state.iterations() * MessageSize * 2);
-}
-BENCHMARK(lenientXml1MiB)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(print1MiB, lenientJson, jsonMessage, TextUtils::lenientJsonPrettyPrinter)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(print1MiB, lenientXml, xmlMessage, TextUtils::lenientXMLPrettyPrinter)->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -96,24 +96,17 @@ QString lenientJsonPrettyPrinter(const QString &text)
             out.addTabs(depth);
             break;
         case u']':
-            out.trimEnd();
-            out.put(LineFeed);
-            out.addTabs(depth - 1);
-            out.put(c);
-            out.put(LineFeed);
-            --depth;
-            out.addTabs(depth);
-            break;
         case u'}':
             out.trimEnd();
             out.put(LineFeed);
             out.addTabs(depth - 1);
             out.put(c);
-            if (depth >= 2) {
-                out.put(LineFeed);
-                out.addTabs(depth - 1);
-            }
             --depth;
+            // Every "]" takes a line feed after it; a "}" only when it closes an inner object.
+            if (c == u']' || depth >= 1) {
+                out.put(LineFeed);
+                out.addTabs(depth);
+            }
             break;
         case u',':
             out.trimEnd();

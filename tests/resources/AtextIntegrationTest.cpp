@@ -12,7 +12,7 @@ TEST_F(AdbTest, AtextSendsEachLineAsEscapedTextInput)
     const QString serial = startDevice();
     ASSERT_FALSE(serial.isEmpty());
     QProcess atext;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment environment = env().adbEnvironment(); // the private HOME and TMPDIR
     environment.insert(QStringLiteral("ANDROID_ADB_SERVER_PORT"), QString::number(env().serverPort()));
     environment.insert(QStringLiteral("PATH"), QFileInfo(env().adbPath()).absolutePath() + u':' +
                                                    environment.value(QStringLiteral("PATH")));
