@@ -234,8 +234,9 @@ int runFile(int lines)
     // Point at nothing, so the window does not start streaming from some device meanwhile.
     Settings::setValue(SettingsKey::adbPort, QString::number(freePort()));
     int result = 0;
-    QuillfernAppDelegate app(QuillfernAppDelegate::Options{
-        {}, [](std::function<void(bool)> done) { done(false); }, {}, {}, {}});
+    QuillfernAppDelegate::Options options;
+    options.startAdb = [](std::function<void(bool)> done) { done(false); };
+    QuillfernAppDelegate app(std::move(options));
     app.applicationDidFinishLaunching();
     SelectableTableView *table = app.window()->logTable();
     LogTableModel *model = app.tableController()->model();
