@@ -5,6 +5,7 @@
 #include "Analytics/AnalyticsHelper.h"
 #include "Analytics/Countly.h"
 #include "Helpers/Settings.h"
+#include "support/BenchEnv.h"
 #include "support/BenchMain.h"
 
 #include <QDir>
@@ -140,8 +141,7 @@ BENCHMARK(BM_RecordEventOnCallingThread)->Iterations(5000)->Unit(benchmark::kMic
 int main(int argc, char **argv)
 {
     QTemporaryDir home;
-    qputenv("XDG_CONFIG_HOME", (home.path() + "/config").toUtf8());
-    qputenv("XDG_DATA_HOME", (home.path() + "/data").toUtf8());
+    bench::isolateUserFolders(home.path());
     qputenv("QUILLFERN_LOG_QUIET", "1");
     return bench::runBenchmarks(argc, argv);
 }

@@ -12,6 +12,7 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QScreen>
+#include <QSysInfo>
 
 namespace {
 
@@ -45,25 +46,11 @@ QString CountlyDeviceInfo::device()
     return name.isEmpty() ? QStringLiteral("unknown") : name;
 }
 
-QString CountlyDeviceInfo::osVersionFrom(const QByteArray &osRelease)
-{
-    for (const QByteArray &line : osRelease.split('\n')) {
-        if (!line.startsWith("VERSION_ID="))
-            continue;
-        QByteArray value = line.mid(11).trimmed();
-        if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front())
-            value = value.mid(1, value.size() - 2);
-        return QString::fromUtf8(value);
-    }
-    return {};
-}
-
 QString CountlyDeviceInfo::osVersion()
 {
-    QByteArray text = readSmallFile(QStringLiteral("/etc/os-release"));
-    if (text.isEmpty())
-        text = readSmallFile(QStringLiteral("/usr/lib/os-release"));
-    return osVersionFrom(text);
+    // Qt reads VERSION_ID of os-release already; it says "unknown" where we send nothing.
+    const QString version = QSysInfo::productVersion();
+    return version == QLatin1String("unknown") ? QString() : version;
 }
 
 QString CountlyDeviceInfo::resolution()

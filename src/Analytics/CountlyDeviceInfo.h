@@ -19,7 +19,6 @@ public:
     static QString device();
     // VERSION_ID of the system's os-release; empty when there is none.
     static QString osVersion();
-    static QString osVersionFrom(const QByteArray &osRelease);
     // The primary screen's size, "%gx%g"; empty without a screen.
     static QString resolution();
     static QString locale();
